@@ -1,0 +1,11 @@
+/* CryptoAPI for a system that has none: everything that libvlxcapi offers. C and C++. */
+#pragma once
+
+#include "capi/clock.h"
+#include "capi/heap.h"
+#include "capi/last_error.h"
+#include "capi/oid_info.h"
+#include "capi/provider.h"
+#include "capi/registry.h"
+#include "capi/text.h"
+#include "capi/types.h"

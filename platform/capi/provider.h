@@ -1,0 +1,142 @@
+/* Contexts, keys and hashes of a cryptographic service provider.
+ *
+ * Every function answers TRUE, or FALSE with the reason in the last error. What capi itself checks:
+ * a handle that is null, wrong or already released gives ERROR_INVALID_HANDLE, a missing pointer
+ * ERROR_INVALID_PARAMETER. Whatever else is wrong, the provider tells.
+ *
+ * Keys and hashes belong to their context: its last release destroys those that are left. A
+ * context and its keys may be used by several threads at once; a hash belongs to one at a time. */
+#pragma once
+
+#include "capi/types.h"
+
+typedef ULONG_PTR HCRYPTPROV;
+typedef ULONG_PTR HCRYPTKEY;
+typedef ULONG_PTR HCRYPTHASH;
+typedef unsigned int ALG_ID;
+
+/* Of CryptAcquireContextA. */
+#define CRYPT_VERIFYCONTEXT 0xF0000000
+#define CRYPT_NEWKEYSET 0x00000008
+#define CRYPT_DELETEKEYSET 0x00000010
+#define CRYPT_MACHINE_KEYSET 0x00000020
+#define CRYPT_SILENT 0x00000040
+
+/* Of keys. */
+#define CRYPT_EXPORTABLE 0x00000001
+#define CRYPT_USER_PROTECTED 0x00000002
+#define AT_KEYEXCHANGE 1
+#define AT_SIGNATURE 2
+
+#define ALG_CLASS_ANY 0
+#define ALG_CLASS_SIGNATURE (1 << 13)
+#define ALG_CLASS_MSG_ENCRYPT (2 << 13)
+#define ALG_CLASS_DATA_ENCRYPT (3 << 13)
+#define ALG_CLASS_HASH (4 << 13)
+#define ALG_CLASS_KEY_EXCHANGE (5 << 13)
+#define GET_ALG_CLASS(x) ((x) & (7 << 13))
+
+#define CALG_SHA 0x00008004
+#define CALG_SHA1 0x00008004
+#define CALG_HMAC 0x00008009
+
+/* Parameters of keys. */
+#define KP_IV 1
+#define KP_SALT 2
+#define KP_PADDING 3
+#define KP_MODE 4
+#define KP_MODE_BITS 5
+#define KP_PERMISSIONS 6
+#define KP_ALGID 7
+#define KP_BLOCKLEN 8
+#define KP_KEYLEN 9
+#define KP_X 14
+#define KP_CERTIFICATE 26
+#define KP_KEYVAL 30
+
+/* Parameters of hashes. */
+#define HP_ALGID 1
+#define HP_HASHVAL 2
+#define HP_HASHSIZE 4
+#define HP_HMAC_INFO 5
+
+/* Parameters of providers. */
+#define PP_ENUMALGS 1
+#define PP_ENUMCONTAINERS 2
+#define PP_IMPTYPE 3
+#define PP_NAME 4
+#define PP_VERSION 5
+#define PP_CONTAINER 6
+#define PP_KEYSET_TYPE 27
+#define PP_PROVTYPE 16
+#define PP_KEYEXCHANGE_PIN 32
+#define PP_SIGNATURE_PIN 33
+#define PP_UNIQUE_CONTAINER 36
+
+#define CRYPT_IMPL_HARDWARE 1
+#define CRYPT_IMPL_SOFTWARE 2
+#define CRYPT_IMPL_MIXED 3
+#define CRYPT_IMPL_UNKNOWN 4
+
+/* Which hash an HMAC runs over. Null strings mean the standard pads. */
+typedef struct _HMAC_Info {
+    ALG_ID HashAlgid;
+    BYTE* pbInnerString;
+    DWORD cbInnerString;
+    BYTE* pbOuterString;
+    DWORD cbOuterString;
+} HMAC_INFO, *PHMAC_INFO;
+
+VLXCAPI_BEGIN
+
+/* Loads the provider and opens a context, released with CryptReleaseContext. `szProvider` is the
+ * name of a key under SOFTWARE\Microsoft\Cryptography\Defaults\Provider whose "Type" is
+ * `dwProvType` and whose "Image Path" names the library; it stays loaded until the process ends.
+ * Null or empty takes the one provider of that type that is known without settings.
+ *
+ * ERROR_INVALID_PARAMETER for a null result; NTE_BAD_PROV_TYPE for a type of 0 or above 999;
+ * NTE_PROV_TYPE_NOT_DEF where no name is given and no provider has the type; NTE_KEYSET_NOT_DEF for
+ * an unknown name; NTE_PROV_TYPE_ENTRY_BAD for an entry without "Type"; NTE_PROV_TYPE_NO_MATCH for
+ * another type; NTE_PROV_DLL_NOT_FOUND where the file is not there or its path is not absolute;
+ * NTE_PROVIDER_DLL_FAIL where it does not load or lacks an entry point; else the provider's own
+ * word. */
+VLXCAPI BOOL WINAPI CryptAcquireContextA(HCRYPTPROV* phProv, LPCSTR szContainer, LPCSTR szProvider,
+                                         DWORD dwProvType, DWORD dwFlags);
+
+/* One release more is needed. `pdwReserved` is null and `dwFlags` 0: ERROR_INVALID_PARAMETER. */
+VLXCAPI BOOL WINAPI CryptContextAddRef(HCRYPTPROV hProv, DWORD* pdwReserved, DWORD dwFlags);
+
+/* Flags other than 0: the reference is released all the same, and the answer is NTE_BAD_FLAGS. */
+VLXCAPI BOOL WINAPI CryptReleaseContext(HCRYPTPROV hProv, DWORD dwFlags);
+
+/* Sizes of parameters: a null `pbData` asks for the size alone; a buffer that is too small gives
+ * ERROR_MORE_DATA and the size. */
+VLXCAPI BOOL WINAPI CryptGetProvParam(HCRYPTPROV hProv, DWORD dwParam, BYTE* pbData,
+                                      DWORD* pdwDataLen, DWORD dwFlags);
+VLXCAPI BOOL WINAPI CryptSetProvParam(HCRYPTPROV hProv, DWORD dwParam, const BYTE* pbData,
+                                      DWORD dwFlags);
+
+VLXCAPI BOOL WINAPI CryptGenRandom(HCRYPTPROV hProv, DWORD dwLen, BYTE* pbBuffer);
+
+/* The key is destroyed with CryptDestroyKey. */
+VLXCAPI BOOL WINAPI CryptGenKey(HCRYPTPROV hProv, ALG_ID Algid, DWORD dwFlags, HCRYPTKEY* phKey);
+VLXCAPI BOOL WINAPI CryptDestroyKey(HCRYPTKEY hKey);
+VLXCAPI BOOL WINAPI CryptGetKeyParam(HCRYPTKEY hKey, DWORD dwParam, BYTE* pbData, DWORD* pdwDataLen,
+                                     DWORD dwFlags);
+VLXCAPI BOOL WINAPI CryptSetKeyParam(HCRYPTKEY hKey, DWORD dwParam, const BYTE* pbData,
+                                     DWORD dwFlags);
+
+/* `hKey` is 0 but for keyed hashes. The hash is destroyed with CryptDestroyHash. */
+VLXCAPI BOOL WINAPI CryptCreateHash(HCRYPTPROV hProv, ALG_ID Algid, HCRYPTKEY hKey, DWORD dwFlags,
+                                    HCRYPTHASH* phHash);
+VLXCAPI BOOL WINAPI CryptHashData(HCRYPTHASH hHash, const BYTE* pbData, DWORD dwDataLen,
+                                  DWORD dwFlags);
+VLXCAPI BOOL WINAPI CryptGetHashParam(HCRYPTHASH hHash, DWORD dwParam, BYTE* pbData,
+                                      DWORD* pdwDataLen, DWORD dwFlags);
+VLXCAPI BOOL WINAPI CryptSetHashParam(HCRYPTHASH hHash, DWORD dwParam, const BYTE* pbData,
+                                      DWORD dwFlags);
+VLXCAPI BOOL WINAPI CryptDuplicateHash(HCRYPTHASH hHash, DWORD* pdwReserved, DWORD dwFlags,
+                                       HCRYPTHASH* phHash);
+VLXCAPI BOOL WINAPI CryptDestroyHash(HCRYPTHASH hHash);
+
+VLXCAPI_END
