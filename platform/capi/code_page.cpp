@@ -4,8 +4,11 @@
 #include <array>
 #include <cstdlib>
 #include <iterator>
+#include <memory>
 #include <string>
 
+#include "capi/registry.h"
+#include "capi/settings.h"
 #include "capi/text.h"
 
 namespace capi {
@@ -131,6 +134,22 @@ UINT CodePageOfCodeset(std::string_view codeset) {
     return CP_UTF8;
 }
 
+constexpr char kCodePageKey[] =
+    "HKEY_LOCAL_MACHINE\\SYSTEM\\CurrentControlSet\\Control\\Nls\\CodePage";
+
+// 0 where the settings name none that is known.
+UINT CodePageOfSettings() {
+    const std::shared_ptr<const Settings> settings = CurrentSettings();
+    const SettingsValue* const value = settings->FindValue(kCodePageKey, "ACP");
+    if (value == nullptr) {
+        return 0;
+    }
+    const UINT number = value->type == REG_SZ      ? ParseNumber(value->texts.front())
+                        : value->type == REG_DWORD ? static_cast<UINT>(value->number)
+                                                   : 0;
+    return FindCodePage(number) == nullptr ? 0 : number;
+}
+
 }  // namespace
 
 const CodePage* FindCodePage(UINT number) {
@@ -150,6 +169,10 @@ UINT CodePageOfLocale(std::string_view locale) {
 }
 
 UINT AnsiCodePage() {
+    const UINT named = CodePageOfSettings();
+    if (named != 0) {
+        return named;
+    }
     for (const char* const variable : {"LC_ALL", "LC_CTYPE", "LANG"}) {
         const char* const locale = std::getenv(variable);
         if (locale != nullptr && *locale != '\0') {

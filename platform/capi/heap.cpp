@@ -1,5 +1,7 @@
 #include "capi/heap.h"
 
+#include <string.h>
+
 #include <cstdlib>
 
 #include "capi/last_error.h"
@@ -31,4 +33,11 @@ BOOL WINAPI HeapFree(HANDLE hHeap, DWORD /*dwFlags*/, LPVOID lpMem) {
     }
     std::free(lpMem);
     return TRUE;
+}
+
+PVOID WINAPI SecureZeroMemory(PVOID ptr, SIZE_T cnt) {
+    if (cnt != 0) {
+        explicit_bzero(ptr, cnt);
+    }
+    return ptr;
 }

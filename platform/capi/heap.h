@@ -20,4 +20,7 @@ VLXCAPI LPVOID WINAPI HeapAlloc(HANDLE hHeap, DWORD dwFlags, SIZE_T dwBytes);
  * FALSE, ERROR_INVALID_HANDLE, and nothing is freed. The memory is not wiped. */
 VLXCAPI BOOL WINAPI HeapFree(HANDLE hHeap, DWORD dwFlags, LPVOID lpMem);
 
+/* Overwrites memory that is not read again, which a compiler would leave out. Answers `ptr`. */
+VLXCAPI PVOID WINAPI SecureZeroMemory(PVOID ptr, SIZE_T cnt);
+
 VLXCAPI_END

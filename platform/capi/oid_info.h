@@ -4,7 +4,8 @@
 #include "capi/provider.h"
 #include "capi/types.h"
 
-/* What the key of a lookup is: the identifier's text, the wide name, or an ALG_ID. */
+/* What the key of a lookup is: the identifier's text, the wide name (case counts for nothing),
+ * or an ALG_ID by pointer. */
 #define CRYPT_OID_INFO_OID_KEY 1
 #define CRYPT_OID_INFO_NAME_KEY 2
 #define CRYPT_OID_INFO_ALGID_KEY 3

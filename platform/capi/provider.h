@@ -25,6 +25,12 @@ typedef unsigned int ALG_ID;
 /* Of keys. */
 #define CRYPT_EXPORTABLE 0x00000001
 #define CRYPT_USER_PROTECTED 0x00000002
+#define CRYPT_ENCRYPT 0x0001
+#define CRYPT_DECRYPT 0x0002
+#define CRYPT_EXPORT 0x0004
+#define CRYPT_READ 0x0008
+#define CRYPT_WRITE 0x0010
+#define CRYPT_MAC 0x0020
 #define AT_KEYEXCHANGE 1
 #define AT_SIGNATURE 2
 
@@ -92,7 +98,7 @@ VLXCAPI_BEGIN
 /* Loads the provider and opens a context, released with CryptReleaseContext. `szProvider` is the
  * name of a key under SOFTWARE\Microsoft\Cryptography\Defaults\Provider whose "Type" is
  * `dwProvType` and whose "Image Path" names the library; it stays loaded until the process ends.
- * Null or empty takes the one provider of that type that is known without settings.
+ * Null or empty takes the first provider of that type, by name.
  *
  * ERROR_INVALID_PARAMETER for a null result; NTE_BAD_PROV_TYPE for a type of 0 or above 999;
  * NTE_PROV_TYPE_NOT_DEF where no name is given and no provider has the type; NTE_KEYSET_NOT_DEF for

@@ -43,15 +43,17 @@ VLXCAPI_BEGIN
 /* Opens `lpSubKey` under a root or an open key, as it stands in the settings at this moment; later
  * changes of the file are seen by a new opening. A null or empty name opens the key itself again.
  * The caller closes `*phkResult` with RegCloseKey. ERROR_FILE_NOT_FOUND where there is no such key;
- * ERROR_ACCESS_DENIED where a right to write is asked; ERROR_INVALID_HANDLE;
- * ERROR_INVALID_PARAMETER for a null result or options. */
+ * ERROR_ACCESS_DENIED where a right to write is asked; ERROR_BAD_PATHNAME for a name that begins
+ * with a backslash; ERROR_INVALID_HANDLE; ERROR_INVALID_PARAMETER for a null result or options. */
 VLXCAPI LSTATUS WINAPI RegOpenKeyExA(HKEY hKey, LPCSTR lpSubKey, DWORD ulOptions, REGSAM samDesired,
                                      PHKEY phkResult);
 
 /* Closes a key; a root may be closed to no effect. ERROR_INVALID_HANDLE. */
 VLXCAPI LSTATUS WINAPI RegCloseKey(HKEY hKey);
 
-/* Counts and longest sizes. Any pointer may be null; lengths of names are in characters without
+/* This and what follows need a key opened with KEY_QUERY_VALUE, else ERROR_ACCESS_DENIED.
+ *
+ * Counts and longest sizes. Any pointer may be null; lengths of names are in characters without
  * terminator, those of data in bytes. There is no class: its text is empty. ERROR_INVALID_HANDLE;
  * ERROR_INVALID_PARAMETER for a class buffer without its length or a reserved argument;
  * ERROR_MORE_DATA for a class buffer of length 0. */

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <cstring>
 #include <cwchar>
+#include <new>
 #include <optional>
 #include <span>
 #include <string_view>
@@ -63,6 +64,16 @@ int Fail(DWORD error) {
 const CodePage* ResolveCodePage(UINT number) {
     const bool isAnsi = number == CP_ACP || number == CP_OEMCP || number == CP_THREAD_ACP;
     return capi::FindCodePage(isAnsi ? capi::AnsiCodePage() : number);
+}
+
+// An exception must not leave a C function; only memory can be wanting.
+template <typename Body>
+int Guarded(Body body) {
+    try {
+        return body();
+    } catch (const std::bad_alloc&) {
+        return Fail(ERROR_NOT_ENOUGH_MEMORY);
+    }
 }
 
 // Whether lengths and buffers are as both conversions want them.
@@ -140,59 +151,68 @@ int ToCodePage(const CodePage& page, std::wstring_view text, std::string_view de
     return out.Finish();
 }
 
+int ToWide(UINT number, DWORD flags, LPCSTR text, int length, LPWSTR out, int room) {
+    const CodePage* const page = ResolveCodePage(number);
+    if (page == nullptr || !AreBuffersValid(text, length, out, room)) {
+        return Fail(ERROR_INVALID_PARAMETER);
+    }
+    // MB_PRECOMPOSED asks for what is done anyway; UTF-8 asked for by its number does not take it.
+    const DWORD knownFlags =
+        number == CP_UTF8 ? MB_ERR_INVALID_CHARS : MB_ERR_INVALID_CHARS | MB_PRECOMPOSED;
+    if ((flags & ~knownFlags) != 0) {
+        return Fail(ERROR_INVALID_FLAGS);
+    }
+    const bool rejectInvalid = (flags & MB_ERR_INVALID_CHARS) != 0;
+    const BoundedOutput<wchar_t> output(out, room);
+    return page->number == CP_UTF8 ? FromUtf8(View(text, length), rejectInvalid, output)
+                                   : FromCodePage(*page, View(text, length), rejectInvalid, output);
+}
+
+int FromWide(UINT number, DWORD flags, LPCWSTR text, int length, LPSTR out, int room,
+             LPCSTR defaultCharacter, LPBOOL usedDefaultCharacter) {
+    const CodePage* const page = ResolveCodePage(number);
+    if (page == nullptr || !AreBuffersValid(text, length, out, room) ||
+        (number == CP_UTF8 && (defaultCharacter != nullptr || usedDefaultCharacter != nullptr))) {
+        return Fail(ERROR_INVALID_PARAMETER);
+    }
+    const DWORD knownFlags = number == CP_UTF8 ? WC_ERR_INVALID_CHARS : WC_NO_BEST_FIT_CHARS;
+    if ((flags & ~knownFlags) != 0) {
+        return Fail(ERROR_INVALID_FLAGS);
+    }
+    const BoundedOutput<char> output(out, room);
+    bool usedDefault = false;
+    int answer = 0;
+    if (page->number == CP_UTF8) {
+        answer = ToUtf8(View(text, length), (flags & WC_ERR_INVALID_CHARS) != 0, output);
+    } else {
+        const char* const given = defaultCharacter == nullptr ? "?" : defaultCharacter;
+        const std::size_t size = page->isDoubleByte ? strnlen(given, 2) : 1;
+        answer = ToCodePage(*page, View(text, length), {given, size}, &usedDefault, output);
+    }
+    if (usedDefaultCharacter != nullptr) {
+        *usedDefaultCharacter = usedDefault ? TRUE : FALSE;
+    }
+    return answer;
+}
+
 }  // namespace
 
 UINT WINAPI GetACP() {
-    return capi::AnsiCodePage();
+    return static_cast<UINT>(Guarded([] { return static_cast<int>(capi::AnsiCodePage()); }));
 }
 
 int WINAPI MultiByteToWideChar(UINT CodePage, DWORD dwFlags, LPCSTR lpMultiByteStr, int cbMultiByte,
                                LPWSTR lpWideCharStr, int cchWideChar) {
-    const capi::CodePage* const page = ResolveCodePage(CodePage);
-    if (page == nullptr ||
-        !AreBuffersValid(lpMultiByteStr, cbMultiByte, lpWideCharStr, cchWideChar)) {
-        return Fail(ERROR_INVALID_PARAMETER);
-    }
-    const bool isUtf8 = page->number == CP_UTF8;
-    // MB_PRECOMPOSED asks for what is done anyway; UTF-8 asked for by number does not take it.
-    const DWORD knownFlags =
-        CodePage == CP_UTF8 ? MB_ERR_INVALID_CHARS : MB_ERR_INVALID_CHARS | MB_PRECOMPOSED;
-    if ((dwFlags & ~knownFlags) != 0) {
-        return Fail(ERROR_INVALID_FLAGS);
-    }
-    const bool rejectInvalid = (dwFlags & MB_ERR_INVALID_CHARS) != 0;
-    const std::string_view text = View(lpMultiByteStr, cbMultiByte);
-    const BoundedOutput<wchar_t> out(lpWideCharStr, cchWideChar);
-    return isUtf8 ? FromUtf8(text, rejectInvalid, out)
-                  : FromCodePage(*page, text, rejectInvalid, out);
+    return Guarded([&] {
+        return ToWide(CodePage, dwFlags, lpMultiByteStr, cbMultiByte, lpWideCharStr, cchWideChar);
+    });
 }
 
 int WINAPI WideCharToMultiByte(UINT CodePage, DWORD dwFlags, LPCWSTR lpWideCharStr, int cchWideChar,
                                LPSTR lpMultiByteStr, int cbMultiByte, LPCSTR lpDefaultChar,
                                LPBOOL lpUsedDefaultChar) {
-    const capi::CodePage* const page = ResolveCodePage(CodePage);
-    if (page == nullptr ||
-        !AreBuffersValid(lpWideCharStr, cchWideChar, lpMultiByteStr, cbMultiByte) ||
-        (CodePage == CP_UTF8 && (lpDefaultChar != nullptr || lpUsedDefaultChar != nullptr))) {
-        return Fail(ERROR_INVALID_PARAMETER);
-    }
-    const DWORD knownFlags = CodePage == CP_UTF8 ? WC_ERR_INVALID_CHARS : WC_NO_BEST_FIT_CHARS;
-    if ((dwFlags & ~knownFlags) != 0) {
-        return Fail(ERROR_INVALID_FLAGS);
-    }
-    const std::wstring_view text = View(lpWideCharStr, cchWideChar);
-    const BoundedOutput<char> out(lpMultiByteStr, cbMultiByte);
-    bool usedDefault = false;
-    int answer = 0;
-    if (page->number == CP_UTF8) {
-        answer = ToUtf8(text, (dwFlags & WC_ERR_INVALID_CHARS) != 0, out);
-    } else {
-        const char* const given = lpDefaultChar == nullptr ? "?" : lpDefaultChar;
-        const std::size_t size = page->isDoubleByte ? strnlen(given, 2) : 1;
-        answer = ToCodePage(*page, text, {given, size}, &usedDefault, out);
-    }
-    if (lpUsedDefaultChar != nullptr) {
-        *lpUsedDefaultChar = usedDefault ? TRUE : FALSE;
-    }
-    return answer;
+    return Guarded([&] {
+        return FromWide(CodePage, dwFlags, lpWideCharStr, cchWideChar, lpMultiByteStr, cbMultiByte,
+                        lpDefaultChar, lpUsedDefaultChar);
+    });
 }

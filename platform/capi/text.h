@@ -24,7 +24,7 @@
 
 VLXCAPI_BEGIN
 
-/* The number of the ANSI code page. */
+/* The number of the ANSI code page; 0 where memory is out. */
 VLXCAPI UINT WINAPI GetACP(void);
 
 /* Converts `cbMultiByte` bytes, or with -1 all up to and including the terminator, and answers the
@@ -36,7 +36,8 @@ VLXCAPI UINT WINAPI GetACP(void);
  * below 0 or without a buffer, output over input, or a code page that is not there;
  * ERROR_INVALID_FLAGS for flags other than MB_ERR_INVALID_CHARS and, save with CP_UTF8,
  * MB_PRECOMPOSED; ERROR_INSUFFICIENT_BUFFER, with the part that fits written;
- * ERROR_NO_UNICODE_TRANSLATION for invalid bytes under MB_ERR_INVALID_CHARS. */
+ * ERROR_NO_UNICODE_TRANSLATION for invalid bytes under MB_ERR_INVALID_CHARS;
+ * ERROR_NOT_ENOUGH_MEMORY; ERROR_ARITHMETIC_OVERFLOW where the answer passes an int. */
 VLXCAPI int WINAPI MultiByteToWideChar(UINT CodePage, DWORD dwFlags, LPCSTR lpMultiByteStr,
                                        int cbMultiByte, LPWSTR lpWideCharStr, int cchWideChar);
 
@@ -47,7 +48,8 @@ VLXCAPI int WINAPI MultiByteToWideChar(UINT CodePage, DWORD dwFlags, LPCSTR lpMu
  * Answers 0 on failure: ERROR_INVALID_PARAMETER as above, and for a default character or flag with
  * CP_UTF8; ERROR_INVALID_FLAGS for flags other than WC_NO_BEST_FIT_CHARS or, with CP_UTF8,
  * WC_ERR_INVALID_CHARS; ERROR_INSUFFICIENT_BUFFER as above; ERROR_NO_UNICODE_TRANSLATION for a
- * surrogate under WC_ERR_INVALID_CHARS. */
+ * surrogate under WC_ERR_INVALID_CHARS; ERROR_NOT_ENOUGH_MEMORY and ERROR_ARITHMETIC_OVERFLOW as
+ * above. */
 VLXCAPI int WINAPI WideCharToMultiByte(UINT CodePage, DWORD dwFlags, LPCWSTR lpWideCharStr,
                                        int cchWideChar, LPSTR lpMultiByteStr, int cbMultiByte,
                                        LPCSTR lpDefaultChar, LPBOOL lpUsedDefaultChar);

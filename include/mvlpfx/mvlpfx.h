@@ -1,0 +1,54 @@
+/* The functions that the module exports, for callers in C and C++.
+ *
+ * A document is a PFX (PKCS#12) whose private keys are GOST keys. Passwords are NUL-terminated wide
+ * text; null is the same as empty. A password counts 1 to 32 bytes, both in the process's ANSI code
+ * page and in UTF-8. Every function works on the caller's thread and leaves the reason of a failure
+ * in that thread's last error. */
+#ifndef MVLPFX_MVLPFX_H
+#define MVLPFX_MVLPFX_H
+
+#ifdef _WIN32
+#include <windows.h>
+/* wincrypt.h needs windows.h before it. */
+#include <wincrypt.h>
+#else
+#include <capi/capi.h>
+#endif
+
+#if defined(_WIN32)
+#define MVLPFX_EXPORT __declspec(dllexport)
+#elif defined(__GNUC__)
+#define MVLPFX_EXPORT __attribute__((visibility("default")))
+#else
+#define MVLPFX_EXPORT
+#endif
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* A document in the caller's memory, in the layout of CRYPT_DATA_BLOB. */
+typedef struct PfxBlob {
+    DWORD cbData; /* bytes */
+    BYTE* pbData; /* owned by the caller, and not needed after the call */
+} PfxBlob;
+
+/* Tells whether the password fits the document: 1 if it does, else 0 with the last error
+ *   NTE_KEYSET_ENTRY_BAD      the password is wrong
+ *   ERROR_INVALID_PASSWORD    it is empty, or longer than 32 bytes
+ *   NTE_BAD_DATA              the document is no PFX, or has no integrity value
+ * or the provider's own. A digest algorithm that the platform does not know is whatever its lookup
+ * leaves in the last error; if that is 0, the answer is 1. The document may be DER, PEM or base64.
+ * The record is not checked: a null `pfx` is a defect of the caller. */
+MVLPFX_EXPORT BOOL UzVerifyPswPFX(const PfxBlob* pfx, LPCWSTR password);
+
+/* Sets the process-wide word that later restores read at their start; it replaces the whole word.
+ *   bit 0   a restored key's container is opened silently, and the password becomes its PIN
+ * The other bits are kept and have no meaning. */
+MVLPFX_EXPORT void UzSetImportPfxControlFlags(DWORD flags);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

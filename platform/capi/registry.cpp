@@ -1,0 +1,291 @@
+#include "capi/registry.h"
+
+#include <algorithm>
+#include <cstring>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <new>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "capi/ansi_text.h"
+#include "capi/last_error.h"
+#include "capi/settings.h"
+
+namespace {
+
+using capi::Settings;
+using capi::SettingsValue;
+
+constexpr REGSAM kWriteRights = KEY_SET_VALUE | KEY_CREATE_SUB_KEY | KEY_CREATE_LINK;
+
+// An opened key: the settings of the moment of its opening, and where it stands in them.
+struct OpenKey {
+    std::shared_ptr<const Settings> settings;
+    std::string path;
+    REGSAM rights = 0;
+
+    // Never null: settings do not change once loaded.
+    const Settings::Key* Find() const { return settings->FindKey(path); }
+};
+
+class OpenKeys {
+  public:
+    HKEY Add(OpenKey key) {
+        const std::lock_guard lock(mutex_);
+        const ULONG_PTR handle = next_;
+        keys_.emplace(handle, std::make_shared<const OpenKey>(std::move(key)));
+        next_ += kHandleStep;
+        return reinterpret_cast<HKEY>(handle);
+    }
+    bool Remove(HKEY handle) {
+        const std::lock_guard lock(mutex_);
+        return keys_.erase(reinterpret_cast<ULONG_PTR>(handle)) != 0;
+    }
+    // Null for a handle that is none.
+    std::shared_ptr<const OpenKey> Find(HKEY handle) {
+        const std::lock_guard lock(mutex_);
+        const auto found = keys_.find(reinterpret_cast<ULONG_PTR>(handle));
+        return found == keys_.end() ? nullptr : found->second;
+    }
+
+  private:
+    static constexpr ULONG_PTR kHandleStep = 4;
+
+    std::mutex mutex_;
+    std::map<ULONG_PTR, std::shared_ptr<const OpenKey>> keys_;
+    ULONG_PTR next_ = 0x100;
+};
+
+// Outlives every caller, those in other libraries' destructors too.
+OpenKeys& AllOpenKeys() {
+    static OpenKeys& keys = *std::make_unique<OpenKeys>().release();
+    return keys;
+}
+
+bool IsRoot(HKEY key) {
+    return key == HKEY_LOCAL_MACHINE || key == HKEY_CURRENT_USER;
+}
+
+std::shared_ptr<const OpenKey> Resolve(HKEY handle) {
+    if (IsRoot(handle)) {
+        const char* const path = handle == HKEY_CURRENT_USER ? capi::kUserRoot : capi::kMachineRoot;
+        return std::make_shared<const OpenKey>(OpenKey{capi::CurrentSettings(), path, KEY_READ});
+    }
+    return AllOpenKeys().Find(handle);
+}
+
+// An exception must not leave a C function; only memory can be wanting.
+template <typename Body>
+LSTATUS Guarded(Body body) {
+    try {
+        return body();
+    } catch (const std::bad_alloc&) {
+        return ERROR_NOT_ENOUGH_MEMORY;
+    }
+}
+
+void AppendTerminated(const std::string& text, std::vector<BYTE>* data) {
+    data->insert(data->end(), text.begin(), text.end());
+    data->push_back(0);
+}
+
+// The value as the caller gets it.
+std::vector<BYTE> DataOf(const SettingsValue& value) {
+    std::vector<BYTE> data;
+    for (const std::string& text : value.texts) {
+        AppendTerminated(capi::AnsiFromUtf8(text), &data);
+    }
+    if (value.type == REG_MULTI_SZ) {
+        data.push_back(0);
+    } else if (value.type == REG_DWORD || value.type == REG_QWORD) {
+        data.resize(value.type == REG_DWORD ? sizeof(DWORD) : sizeof(ULONGLONG));
+        std::memcpy(data.data(), &value.number, data.size());
+    }
+    return data;
+}
+
+LSTATUS WriteData(const SettingsValue& value, LPDWORD type, LPBYTE out, LPDWORD outSize) {
+    if (type != nullptr) {
+        *type = value.type;
+    }
+    if (outSize == nullptr) {
+        return ERROR_SUCCESS;
+    }
+    const std::vector<BYTE> data = DataOf(value);
+    const auto size = static_cast<DWORD>(data.size());
+    const DWORD room = std::exchange(*outSize, size);
+    if (out == nullptr) {
+        return ERROR_SUCCESS;
+    }
+    if (room < size) {
+        return ERROR_MORE_DATA;
+    }
+    std::copy(data.begin(), data.end(), out);
+    return ERROR_SUCCESS;
+}
+
+// What both readings of values check first; `*key` is set on success alone.
+LSTATUS CheckValueArguments(HKEY handle, const void* reserved, const BYTE* data, const DWORD* size,
+                            std::shared_ptr<const OpenKey>* key) {
+    *key = Resolve(handle);
+    if (*key == nullptr) {
+        return ERROR_INVALID_HANDLE;
+    }
+    if (reserved != nullptr || (data != nullptr && size == nullptr)) {
+        return ERROR_INVALID_PARAMETER;
+    }
+    return ((*key)->rights & KEY_QUERY_VALUE) != 0 ? ERROR_SUCCESS : ERROR_ACCESS_DENIED;
+}
+
+DWORD Length(const std::string& text) {
+    return static_cast<DWORD>(text.size());
+}
+
+void Store(LPDWORD where, DWORD value) {
+    if (where != nullptr) {
+        *where = value;
+    }
+}
+
+void StoreSubKeyFigures(const OpenKey& key, LPDWORD count, LPDWORD longestName) {
+    const std::vector<std::string> names = key.settings->SubKeyNames(key.path);
+    DWORD longest = 0;
+    for (const std::string& name : names) {
+        longest = std::max(longest, Length(capi::AnsiFromUtf8(name)));
+    }
+    Store(count, static_cast<DWORD>(names.size()));
+    Store(longestName, longest);
+}
+
+void StoreValueFigures(const OpenKey& key, LPDWORD count, LPDWORD longestName, LPDWORD longest) {
+    DWORD nameLength = 0;
+    DWORD dataSize = 0;
+    const std::vector<SettingsValue>& values = key.Find()->values;
+    for (const SettingsValue& value : values) {
+        nameLength = std::max(nameLength, Length(capi::AnsiFromUtf8(value.name)));
+        dataSize = std::max(dataSize, static_cast<DWORD>(DataOf(value).size()));
+    }
+    Store(count, static_cast<DWORD>(values.size()));
+    Store(longestName, nameLength);
+    Store(longest, dataSize);
+}
+
+// The path of a name under an open key, or nothing for a name that is no path.
+std::optional<std::string> PathUnder(const OpenKey& parent, LPCSTR subKey) {
+    std::string name = subKey == nullptr ? std::string() : capi::Utf8FromAnsi(subKey);
+    if (name.starts_with('\\')) {
+        return std::nullopt;
+    }
+    if (name.ends_with('\\')) {
+        name.pop_back();
+    }
+    return name.empty() ? parent.path : parent.path + '\\' + name;
+}
+
+}  // namespace
+
+LSTATUS WINAPI RegOpenKeyExA(HKEY hKey, LPCSTR lpSubKey, DWORD ulOptions, REGSAM samDesired,
+                             PHKEY phkResult) {
+    return Guarded([&]() -> LSTATUS {
+        if (phkResult == nullptr || ulOptions != 0) {
+            return ERROR_INVALID_PARAMETER;
+        }
+        *phkResult = nullptr;
+        const std::shared_ptr<const OpenKey> parent = Resolve(hKey);
+        if (parent == nullptr) {
+            return ERROR_INVALID_HANDLE;
+        }
+        const std::optional<std::string> path = PathUnder(*parent, lpSubKey);
+        if (!path.has_value()) {
+            return ERROR_BAD_PATHNAME;
+        }
+        if (parent->settings->FindKey(*path) == nullptr) {
+            return ERROR_FILE_NOT_FOUND;
+        }
+        if ((samDesired & kWriteRights) != 0) {
+            return ERROR_ACCESS_DENIED;
+        }
+        *phkResult = AllOpenKeys().Add({parent->settings, *path, samDesired});
+        return ERROR_SUCCESS;
+    });
+}
+
+LSTATUS WINAPI RegCloseKey(HKEY hKey) {
+    return IsRoot(hKey) || AllOpenKeys().Remove(hKey) ? ERROR_SUCCESS : ERROR_INVALID_HANDLE;
+}
+
+LSTATUS WINAPI RegQueryInfoKeyA(HKEY hKey, LPSTR lpClass, LPDWORD lpcchClass, LPDWORD lpReserved,
+                                LPDWORD lpcSubKeys, LPDWORD lpcbMaxSubKeyLen,
+                                LPDWORD lpcbMaxClassLen, LPDWORD lpcValues,
+                                LPDWORD lpcbMaxValueNameLen, LPDWORD lpcbMaxValueLen,
+                                LPDWORD lpcbSecurityDescriptor, PFILETIME lpftLastWriteTime) {
+    return Guarded([&]() -> LSTATUS {
+        std::shared_ptr<const OpenKey> key;
+        const LSTATUS status = CheckValueArguments(
+            hKey, lpReserved, reinterpret_cast<const BYTE*>(lpClass), lpcchClass, &key);
+        if (status != ERROR_SUCCESS) {
+            return status;
+        }
+        if (lpClass != nullptr) {
+            if (*lpcchClass == 0) {
+                return ERROR_MORE_DATA;
+            }
+            *lpClass = '\0';
+        }
+        Store(lpcchClass, 0);
+        Store(lpcbMaxClassLen, 0);
+        Store(lpcbSecurityDescriptor, 0);
+        StoreSubKeyFigures(*key, lpcSubKeys, lpcbMaxSubKeyLen);
+        StoreValueFigures(*key, lpcValues, lpcbMaxValueNameLen, lpcbMaxValueLen);
+        if (lpftLastWriteTime != nullptr) {
+            const ULONGLONG time = key->settings->lastWriteTime;
+            *lpftLastWriteTime = {static_cast<DWORD>(time), static_cast<DWORD>(time >> 32)};
+        }
+        return ERROR_SUCCESS;
+    });
+}
+
+LSTATUS WINAPI RegEnumValueA(HKEY hKey, DWORD dwIndex, LPSTR lpValueName, LPDWORD lpcchValueName,
+                             LPDWORD lpReserved, LPDWORD lpType, LPBYTE lpData, LPDWORD lpcbData) {
+    return Guarded([&]() -> LSTATUS {
+        std::shared_ptr<const OpenKey> key;
+        const LSTATUS status = CheckValueArguments(hKey, lpReserved, lpData, lpcbData, &key);
+        if (status != ERROR_SUCCESS) {
+            return status;
+        }
+        if (lpValueName == nullptr || lpcchValueName == nullptr) {
+            return ERROR_INVALID_PARAMETER;
+        }
+        const std::vector<SettingsValue>& values = key->Find()->values;
+        if (dwIndex >= values.size()) {
+            return ERROR_NO_MORE_ITEMS;
+        }
+        const SettingsValue& value = values[dwIndex];
+        const std::string name = capi::AnsiFromUtf8(value.name);
+        if (*lpcchValueName <= name.size()) {
+            return ERROR_MORE_DATA;
+        }
+        std::memcpy(lpValueName, name.c_str(), name.size() + 1);
+        *lpcchValueName = Length(name);
+        return WriteData(value, lpType, lpData, lpcbData);
+    });
+}
+
+LSTATUS WINAPI RegQueryValueExA(HKEY hKey, LPCSTR lpValueName, LPDWORD lpReserved, LPDWORD lpType,
+                                LPBYTE lpData, LPDWORD lpcbData) {
+    return Guarded([&]() -> LSTATUS {
+        std::shared_ptr<const OpenKey> key;
+        const LSTATUS status = CheckValueArguments(hKey, lpReserved, lpData, lpcbData, &key);
+        if (status != ERROR_SUCCESS) {
+            return status;
+        }
+        const std::string name = lpValueName == nullptr ? "" : capi::Utf8FromAnsi(lpValueName);
+        const SettingsValue* const value = key->settings->FindValue(key->path, name);
+        return value == nullptr ? ERROR_FILE_NOT_FOUND
+                                : WriteData(*value, lpType, lpData, lpcbData);
+    });
+}

@@ -1,0 +1,110 @@
+#include "provider/hash.h"
+
+#include <cstring>
+#include <span>
+
+#include "provider/parameter.h"
+#include "provider/wipe.h"
+
+namespace provider {
+
+void Hash::Start(const DigestAlgorithm& algorithm) {
+    stage_ = Stage::kHashing;
+    algorithm_ = &algorithm;
+    key_ = 0;
+    algorithm.start(&running_);
+}
+
+void Hash::StartKeyed(HCRYPTKEY key) {
+    stage_ = Stage::kAwaitingPads;
+    algorithm_ = nullptr;
+    key_ = key;
+}
+
+void Hash::StartAsCopy(const Hash& other) {
+    stage_ = other.stage_;
+    algorithm_ = other.algorithm_;
+    key_ = other.key_;
+    if (algorithm_ == nullptr) {
+        return;
+    }
+    value_ = other.value_;
+    std::memcpy(running_.bytes.data(), other.running_.bytes.data(), algorithm_->stateSize);
+    if (IsKeyed()) {
+        CopyAtBlockBoundary(*algorithm_, other.outer_, &outer_);
+    }
+}
+
+void Hash::SetPads(const HmacPads& pads) {
+    algorithm_ = pads.algorithm;
+    CopyAtBlockBoundary(*algorithm_, pads.inner, &running_);
+    CopyAtBlockBoundary(*algorithm_, pads.outer, &outer_);
+    stage_ = Stage::kHashing;
+}
+
+HRESULT Hash::Update(const BYTE* data, DWORD size) {
+    if (stage_ != Stage::kHashing) {
+        return NTE_BAD_HASH_STATE;
+    }
+    algorithm_->update(&running_, data, size);
+    return S_OK;
+}
+
+HRESULT Hash::SetValue(const BYTE* data) {
+    if (IsKeyed()) {
+        return NTE_BAD_TYPE;
+    }
+    if (stage_ != Stage::kHashing) {
+        return NTE_BAD_HASH_STATE;
+    }
+    std::memcpy(value_.data(), data, algorithm_->digestSize);
+    stage_ = Stage::kFinished;
+    return S_OK;
+}
+
+void Hash::Finish() {
+    algorithm_->finish(&running_, value_.data());
+    if (IsKeyed()) {
+        CopyAtBlockBoundary(*algorithm_, outer_, &running_);
+        algorithm_->update(&running_, value_.data(), algorithm_->digestSize);
+        algorithm_->finish(&running_, value_.data());
+    }
+    stage_ = Stage::kFinished;
+}
+
+HRESULT Hash::GetValue(BYTE* out, DWORD* outSize) {
+    const std::span<const BYTE> value = std::span(value_).first(algorithm_->digestSize);
+    // Only a call that will get the value ends the hashing.
+    if (stage_ == Stage::kHashing && out != nullptr && outSize != nullptr &&
+        *outSize >= value.size()) {
+        Finish();
+    }
+    return WriteParameter(value, out, outSize);
+}
+
+HRESULT Hash::GetParameter(DWORD parameter, BYTE* out, DWORD* outSize) {
+    if (parameter == HP_ALGID) {
+        return WriteParameter(IsKeyed() ? DWORD{CALG_HMAC} : algorithm_->id, out, outSize);
+    }
+    if (parameter != HP_HASHVAL && parameter != HP_HASHSIZE) {
+        return NTE_BAD_TYPE;
+    }
+    if (AwaitsPads()) {
+        return NTE_BAD_HASH_STATE;
+    }
+    return parameter == HP_HASHVAL ? GetValue(out, outSize)
+                                   : WriteParameter(algorithm_->digestSize, out, outSize);
+}
+
+void Hash::WipeSecrets() {
+    if (algorithm_ == nullptr) {
+        return;
+    }
+    Wipe(running_.bytes.data(), algorithm_->stateSize);
+    Wipe(value_.data(), algorithm_->digestSize);
+    if (IsKeyed()) {
+        Wipe(outer_.bytes.data(), algorithm_->chainingSize);
+    }
+}
+
+}  // namespace provider

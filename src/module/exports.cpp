@@ -1,0 +1,28 @@
+#include <string>
+
+#include "foundation/blob.h"
+#include "foundation/wide_to_ansi.h"
+#include "mvlpfx/mvlpfx.h"
+#include "pfxcrypto/pfx_constants.h"
+#include "pfximport/import_control_flags.h"
+#include "pfximport/verify_password.h"
+
+namespace {
+
+std::string AnsiPassword(LPCWSTR password) {
+    std::string ansi;
+    pkisdk::WideToAnsi(password, &ansi);
+    return ansi;
+}
+
+}  // namespace
+
+extern "C" BOOL UzVerifyPswPFX(const PfxBlob* pfx, LPCWSTR password) {
+    const std::string ansi = AnsiPassword(password);
+    const pkisdk::Blob document(pfx->pbData, pfx->cbData);
+    return pkisdk::VerifyPfxPassword(ansi.c_str(), &document, pkisdk::kProviderName);
+}
+
+extern "C" void UzSetImportPfxControlFlags(DWORD flags) {
+    pkisdk::ImportControlFlags = flags;
+}

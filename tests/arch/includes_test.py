@@ -1,0 +1,75 @@
+#!/usr/bin/env python3
+"""Fails on an #include that the design does not draw.
+
+Folders may include themselves and what their row names. Headers of other software are not looked
+at: only quoted includes count, and they must resolve to a file of this tree.
+"""
+import pathlib
+import re
+import sys
+
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+
+ARROWS = {
+    "src/foundation": {"platform"},
+    "src/derlist": {"src/foundation", "platform"},
+    "src/asn": {"src/foundation", "platform"},
+    "src/schema": {"src/asn", "src/foundation", "platform"},
+    "src/pfxcrypto": {"src/derlist", "src/foundation", "platform"},
+    "src/pfxexport": {"src/pfxcrypto", "src/schema", "src/asn", "src/derlist", "src/foundation", "platform"},
+    "src/pfximport": {"src/pfxcrypto", "src/schema", "src/asn", "src/derlist", "src/foundation", "platform"},
+    "src/log": {"platform"},
+    "src/module": {"src/pfxexport", "src/pfximport", "src/pfxcrypto", "src/log", "src/foundation",
+                   "include", "platform"},
+    "platform/capi": {"platform", "platform/handles"},
+    "platform/handles": set(),
+    "platform": {"platform/capi"},
+    "provider": {"platform", "platform/capi", "platform/handles"},
+    "include": {"platform/capi"},
+    "tools/mvlpfx": {"include", "platform", "src/derlist", "src/schema", "src/asn", "src/foundation"},
+}
+# Where a quoted include is looked for, as the build does.
+INCLUDE_ROOTS = ["src", "platform", "include", "tools", "."]
+
+
+def folder_of(path):
+    """The row of ARROWS that holds a file, the longest that fits."""
+    text = path.relative_to(ROOT).as_posix()
+    rows = [row for row in ARROWS if text.startswith(row + "/")]
+    return max(rows, key=len) if rows else None
+
+
+def resolve(source, name):
+    for base in [source.parent] + [ROOT / root for root in INCLUDE_ROOTS]:
+        if (base / name).is_file():
+            return (base / name).resolve()
+    return None
+
+
+def main():
+    faults, arrows = [], 0
+    for source in sorted(p for suffix in ("*.h", "*.cpp", "*.c") for p in ROOT.rglob(suffix)):
+        folder = folder_of(source)
+        if folder is None or "build" in source.relative_to(ROOT).parts:
+            continue
+        for number, line in enumerate(source.read_text().splitlines(), 1):
+            match = re.match(r'\s*#\s*include\s*(?:"([^"]+)"|<((?:capi|mvlpfx)/[^>]+)>)', line)
+            if not match:
+                continue
+            name = match.group(1) or match.group(2)
+            target = resolve(source, name)
+            where = f"{source.relative_to(ROOT)}:{number}"
+            if target is None:
+                faults.append(f"{where}: \"{name}\" is not in this tree")
+                continue
+            to = folder_of(target)
+            arrows += 1
+            if to != folder and to not in ARROWS[folder]:
+                faults.append(f"{where}: {folder} must not include {to or target} ({name})")
+    print(f"{arrows} includes looked at")
+    print("\n".join(faults))
+    return 1 if faults or arrows == 0 else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())

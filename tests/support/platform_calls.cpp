@@ -1,0 +1,265 @@
+#include "support/platform_calls.h"
+
+#include <dlfcn.h>
+
+#include <algorithm>
+#include <cstring>
+
+namespace test_support {
+
+PlatformCalls& PlatformCalls::Get() {
+    static PlatformCalls calls;
+    return calls;
+}
+
+void PlatformCalls::Reset() {
+    *this = PlatformCalls();
+}
+
+void PlatformCalls::FailFrom(int n, bool stay, DWORD error) {
+    failAt_ = static_cast<int>(log_.size()) + n;
+    stay_ = stay;
+    error_ = error;
+}
+
+void PlatformCalls::FailNamed(const std::string& name, int n, DWORD error) {
+    failName_ = name;
+    failNamedAt_ = Count(name) + n;
+    error_ = error;
+}
+
+void PlatformCalls::ReplaceOidInfo(std::function<PCCRYPT_OID_INFO(const char*)> lookup) {
+    oidLookup_ = std::move(lookup);
+}
+
+void PlatformCalls::ReplaceTypeData(std::vector<BYTE> data) {
+    typeData_ = std::move(data);
+    replaceTypeData_ = true;
+}
+
+void PlatformCalls::ReplaceHashLengths(std::vector<DWORD> lengths) {
+    hashLengths_ = std::move(lengths);
+}
+
+void PlatformCalls::RefuseKeyParam(DWORD parameter, DWORD error) {
+    refusedKeyParam_ = parameter;
+    refusalError_ = error;
+}
+
+int PlatformCalls::Count(const std::string& name) const {
+    return static_cast<int>(std::count(log_.begin(), log_.end(), name));
+}
+
+bool PlatformCalls::Fails(const char* name) {
+    log_.emplace_back(name);
+    const int now = static_cast<int>(log_.size());
+    const bool fails =
+        (failAt_ != 0 && (stay_ ? now >= failAt_ : now == failAt_)) ||
+        (!failName_.empty() && failName_ == name && Count(failName_) == failNamedAt_);
+    failed_ = failed_ || fails;
+    return fails;
+}
+
+}  // namespace test_support
+
+namespace {
+
+using test_support::PlatformCalls;
+
+template <typename Function>
+Function* Real(const char* name, Function*) {
+    return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
+}
+
+PlatformCalls& Calls() {
+    return PlatformCalls::Get();
+}
+
+bool Refused(const char* name) {
+    if (!Calls().Fails(name)) {
+        return false;
+    }
+    SetLastError(Calls().Error());
+    return true;
+}
+
+}  // namespace
+
+#define REAL(function) Real(#function, &function)
+
+extern "C" {
+
+BOOL CryptAcquireContextA(HCRYPTPROV* provider, LPCSTR container, LPCSTR name, DWORD type,
+                          DWORD flags) {
+    if (Refused("CryptAcquireContextA")) {
+        return FALSE;
+    }
+    const BOOL done = REAL(CryptAcquireContextA)(provider, container, name, type, flags);
+    Calls().Opened(&PlatformCalls::contexts_, done);
+    return done;
+}
+
+BOOL CryptReleaseContext(HCRYPTPROV provider, DWORD flags) {
+    const BOOL done = REAL(CryptReleaseContext)(provider, flags);
+    Calls().Closed(&PlatformCalls::contexts_, done);
+    return done;
+}
+
+BOOL CryptGenKey(HCRYPTPROV provider, ALG_ID algorithm, DWORD flags, HCRYPTKEY* key) {
+    if (Refused("CryptGenKey")) {
+        return FALSE;
+    }
+    const BOOL done = REAL(CryptGenKey)(provider, algorithm, flags, key);
+    Calls().Opened(&PlatformCalls::keys_, done);
+    return done;
+}
+
+BOOL CryptDestroyKey(HCRYPTKEY key) {
+    const BOOL done = REAL(CryptDestroyKey)(key);
+    Calls().Closed(&PlatformCalls::keys_, done);
+    return done;
+}
+
+BOOL CryptSetKeyParam(HCRYPTKEY key, DWORD parameter, const BYTE* data, DWORD flags) {
+    if (Refused("CryptSetKeyParam")) {
+        return FALSE;
+    }
+    if (parameter == Calls().refusedKeyParam_) {
+        SetLastError(Calls().refusalError_);
+        return FALSE;
+    }
+    return REAL(CryptSetKeyParam)(key, parameter, data, flags);
+}
+
+BOOL CryptGenRandom(HCRYPTPROV provider, DWORD size, BYTE* buffer) {
+    return Refused("CryptGenRandom") ? FALSE : REAL(CryptGenRandom)(provider, size, buffer);
+}
+
+BOOL CryptCreateHash(HCRYPTPROV provider, ALG_ID algorithm, HCRYPTKEY key, DWORD flags,
+                     HCRYPTHASH* hash) {
+    if (Refused("CryptCreateHash")) {
+        return FALSE;
+    }
+    const BOOL done = REAL(CryptCreateHash)(provider, algorithm, key, flags, hash);
+    Calls().Opened(&PlatformCalls::hashes_, done);
+    return done;
+}
+
+BOOL CryptDestroyHash(HCRYPTHASH hash) {
+    const BOOL done = REAL(CryptDestroyHash)(hash);
+    Calls().Closed(&PlatformCalls::hashes_, done);
+    return done;
+}
+
+BOOL CryptHashData(HCRYPTHASH hash, const BYTE* data, DWORD size, DWORD flags) {
+    return Refused("CryptHashData") ? FALSE : REAL(CryptHashData)(hash, data, size, flags);
+}
+
+BOOL CryptSetHashParam(HCRYPTHASH hash, DWORD parameter, const BYTE* data, DWORD flags) {
+    return Refused("CryptSetHashParam") ? FALSE
+                                        : REAL(CryptSetHashParam)(hash, parameter, data, flags);
+}
+
+BOOL CryptGetHashParam(HCRYPTHASH hash, DWORD parameter, BYTE* data, DWORD* size, DWORD flags) {
+    if (Refused("CryptGetHashParam")) {
+        return FALSE;
+    }
+    auto& lengths = Calls().hashLengths_;
+    if (data == nullptr && !lengths.empty()) {
+        *size = lengths.front();
+        lengths.erase(lengths.begin());
+        return TRUE;
+    }
+    return REAL(CryptGetHashParam)(hash, parameter, data, size, flags);
+}
+
+PCCRYPT_OID_INFO CryptFindOIDInfo(DWORD keyType, void* key, DWORD group) {
+    if (Refused("CryptFindOIDInfo")) {
+        return nullptr;
+    }
+    if (Calls().oidLookup_) {
+        return Calls().oidLookup_(static_cast<const char*>(key));
+    }
+    return REAL(CryptFindOIDInfo)(keyType, key, group);
+}
+
+LSTATUS RegOpenKeyExA(HKEY key, LPCSTR path, DWORD options, REGSAM access, HKEY* opened) {
+    if (Refused("RegOpenKeyExA")) {
+        return static_cast<LSTATUS>(Calls().Error());
+    }
+    const LSTATUS status = REAL(RegOpenKeyExA)(key, path, options, access, opened);
+    Calls().Opened(&PlatformCalls::registryKeys_, status == ERROR_SUCCESS);
+    return status;
+}
+
+LSTATUS RegCloseKey(HKEY key) {
+    const LSTATUS status = REAL(RegCloseKey)(key);
+    Calls().Closed(&PlatformCalls::registryKeys_, status == ERROR_SUCCESS);
+    return status;
+}
+
+LSTATUS RegQueryInfoKeyA(HKEY key, LPSTR className, LPDWORD classSize, LPDWORD reserved,
+                         LPDWORD subKeys, LPDWORD longestSubKey, LPDWORD longestClass,
+                         LPDWORD values, LPDWORD longestName, LPDWORD longestData, LPDWORD security,
+                         PFILETIME written) {
+    if (Refused("RegQueryInfoKeyA")) {
+        return static_cast<LSTATUS>(Calls().Error());
+    }
+    return REAL(RegQueryInfoKeyA)(key, className, classSize, reserved, subKeys, longestSubKey,
+                                  longestClass, values, longestName, longestData, security,
+                                  written);
+}
+
+LSTATUS RegEnumValueA(HKEY key, DWORD index, LPSTR name, LPDWORD nameSize, LPDWORD reserved,
+                      LPDWORD type, LPBYTE data, LPDWORD dataSize) {
+    if (Refused("RegEnumValueA")) {
+        return static_cast<LSTATUS>(Calls().Error());
+    }
+    std::vector<BYTE> trueData(64);
+    auto trueSize = static_cast<DWORD>(trueData.size());
+    if (!Calls().replaceTypeData_) {
+        return REAL(RegEnumValueA)(key, index, name, nameSize, reserved, type, data, dataSize);
+    }
+    const LSTATUS status =
+        REAL(RegEnumValueA)(key, index, name, nameSize, reserved, type, trueData.data(), &trueSize);
+    if (status == ERROR_SUCCESS && std::strcmp(name, "Type") == 0) {
+        trueData = Calls().typeData_;
+        trueSize = static_cast<DWORD>(trueData.size());
+    }
+    *dataSize = trueSize;
+    if (data != nullptr) {
+        std::copy_n(trueData.begin(), trueSize, data);
+    }
+    return status;
+}
+
+int MultiByteToWideChar(UINT codePage, DWORD flags, LPCSTR text, int length, LPWSTR out, int room) {
+    return Refused("MultiByteToWideChar")
+               ? 0
+               : REAL(MultiByteToWideChar)(codePage, flags, text, length, out, room);
+}
+
+int WideCharToMultiByte(UINT codePage, DWORD flags, LPCWSTR text, int length, LPSTR out, int room,
+                        LPCSTR defaultChar, LPBOOL usedDefault) {
+    return Refused("WideCharToMultiByte")
+               ? 0
+               : REAL(WideCharToMultiByte)(codePage, flags, text, length, out, room, defaultChar,
+                                           usedDefault);
+}
+
+LPVOID HeapAlloc(HANDLE heap, DWORD flags, SIZE_T size) {
+    if (Calls().Fails("HeapAlloc")) {
+        return nullptr;
+    }
+    void* const block = REAL(HeapAlloc)(heap, flags, size);
+    Calls().Opened(&PlatformCalls::heapBlocks_, block != nullptr);
+    return block;
+}
+
+BOOL HeapFree(HANDLE heap, DWORD flags, LPVOID block) {
+    const BOOL done = REAL(HeapFree)(heap, flags, block);
+    Calls().Closed(&PlatformCalls::heapBlocks_, done && block != nullptr);
+    return done;
+}
+
+}  // extern "C"

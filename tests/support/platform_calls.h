@@ -1,0 +1,76 @@
+// Stands between the module and its platform: counts what it asks, makes chosen calls fail, and
+// knows which handles are still open. A test program that links this library has every call below
+// go through it to the real one.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "platform/cryptoapi.h"
+
+namespace test_support {
+
+// What is asked of CryptoAPI, the registry, the text conversion and the heap, in order, by name.
+class PlatformCalls {
+  public:
+    static PlatformCalls& Get();
+
+    // Forgets the log and fails nothing.
+    void Reset();
+    // The n-th call from here on (1-based) fails, and with `stay` all after it; the failure leaves
+    // `error` as the last error, or is what a registry function answers.
+    void FailFrom(int n, bool stay, DWORD error);
+    // The n-th call of that name fails, once.
+    void FailNamed(const std::string& name, int n, DWORD error);
+    // Answers in place of CryptFindOIDInfo from here on.
+    void ReplaceOidInfo(std::function<PCCRYPT_OID_INFO(const char* oid)> lookup);
+    // Sees the data of every registry value "Type" before the caller does, and may change it.
+    void ReplaceTypeData(std::vector<BYTE> data);
+    // The lengths that hashes report when they are asked for without a buffer, one an ask; then the
+    // true ones again.
+    void ReplaceHashLengths(std::vector<DWORD> lengths);
+    // Each CryptSetKeyParam of this parameter fails.
+    void RefuseKeyParam(DWORD parameter, DWORD error);
+
+    const std::vector<std::string>& Log() const { return log_; }
+    int Count(const std::string& name) const;
+    bool Failed() const { return failed_; }
+
+    // Handles given out since Reset() and not released.
+    int OpenContexts() const { return contexts_; }
+    int OpenKeys() const { return keys_; }
+    int OpenHashes() const { return hashes_; }
+    int OpenRegistryKeys() const { return registryKeys_; }
+    int OpenHeapBlocks() const { return heapBlocks_; }
+
+    // For the stand-ins themselves.
+    bool Fails(const char* name);
+    DWORD Error() const { return error_; }
+    void Opened(int PlatformCalls::*counter, bool done) { this->*counter += done ? 1 : 0; }
+    void Closed(int PlatformCalls::*counter, bool done) { this->*counter -= done ? 1 : 0; }
+
+    int contexts_ = 0;
+    int keys_ = 0;
+    int hashes_ = 0;
+    int registryKeys_ = 0;
+    int heapBlocks_ = 0;
+    std::function<PCCRYPT_OID_INFO(const char*)> oidLookup_;
+    std::vector<BYTE> typeData_;
+    bool replaceTypeData_ = false;
+    std::vector<DWORD> hashLengths_;
+    DWORD refusedKeyParam_ = 0;
+    DWORD refusalError_ = 0;
+
+  private:
+    std::vector<std::string> log_;
+    int failAt_ = 0;
+    bool stay_ = false;
+    bool failed_ = false;
+    std::string failName_;
+    int failNamedAt_ = 0;
+    DWORD error_ = 0;
+};
+
+}  // namespace test_support

@@ -1,0 +1,24 @@
+// The platform's error words in the words of a person.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "mvlpfx/exit_codes.h"
+
+namespace mvlpfx {
+
+struct ErrorWord {
+    std::uint32_t value;
+    ExitCode exitCode;
+    const char* name;     // as the platform spells it
+    const char* meaning;  // what happened and what to do
+};
+
+// The entry for `value`; one that only says that the provider failed where there is none.
+ErrorWord DescribeErrorWord(std::uint32_t value);
+
+// "0x80090005"
+std::string HexWord(std::uint32_t value);
+
+}  // namespace mvlpfx

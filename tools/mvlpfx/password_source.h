@@ -1,0 +1,25 @@
+// Where a password comes from; never from an argument, which every user of the machine can read.
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "mvlpfx/secret.h"
+
+namespace mvlpfx {
+
+// At most one is set; none means the terminal.
+struct PasswordOptions {
+    std::optional<std::string> file;
+    std::optional<int> descriptor;
+    std::optional<std::string> environment;
+    bool standardInput = false;
+};
+
+// The first line of the source, without its line end, read as text of the user's locale. On the
+// terminal it is asked for without echo.
+// Throws ToolError: kFile when the source can't be read, kUsage when an environment variable is not
+// set or when there is neither a source nor a terminal, kMalformed for a line over 4096 bytes.
+Secret<wchar_t> ReadPassword(const PasswordOptions& options, const std::string& prompt);
+
+}  // namespace mvlpfx
