@@ -16,10 +16,11 @@ HRESULT Acquire(HCRYPTPROV* result, const char* container, DWORD flags) {
     if (result == nullptr) {
         return ERROR_INVALID_PARAMETER;
     }
-    if ((flags & ~kKnownFlags) != 0) {
+    const DWORD verifyBits = flags & CRYPT_VERIFYCONTEXT;
+    if ((flags & ~kKnownFlags) != 0 || (verifyBits != 0 && verifyBits != CRYPT_VERIFYCONTEXT)) {
         return NTE_BAD_FLAGS;
     }
-    if ((flags & CRYPT_VERIFYCONTEXT) != CRYPT_VERIFYCONTEXT) {
+    if (verifyBits == 0) {
         return (flags & CRYPT_NEWKEYSET) != 0 ? NTE_NOT_SUPPORTED : NTE_BAD_KEYSET;
     }
     const bool namesContainer = container != nullptr && *container != '\0';

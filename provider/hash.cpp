@@ -8,6 +8,16 @@
 
 namespace provider {
 
+namespace {
+
+// What is left to wipe in a state that was finished, and so started again.
+void WipeBlock(const DigestAlgorithm& algorithm, DigestState* state) {
+    Wipe(state->bytes.data() + algorithm.chainingSize,
+         algorithm.stateSize - algorithm.chainingSize);
+}
+
+}  // namespace
+
 void Hash::Start(const DigestAlgorithm& algorithm) {
     stage_ = Stage::kHashing;
     algorithm_ = &algorithm;
@@ -28,7 +38,10 @@ void Hash::StartAsCopy(const Hash& other) {
     if (algorithm_ == nullptr) {
         return;
     }
-    value_ = other.value_;
+    if (stage_ == Stage::kFinished) {
+        std::memcpy(value_.data(), other.value_.data(), algorithm_->digestSize);
+        return;
+    }
     std::memcpy(running_.bytes.data(), other.running_.bytes.data(), algorithm_->stateSize);
     if (IsKeyed()) {
         CopyAtBlockBoundary(*algorithm_, other.outer_, &outer_);
@@ -57,6 +70,7 @@ HRESULT Hash::SetValue(const BYTE* data) {
     if (stage_ != Stage::kHashing) {
         return NTE_BAD_HASH_STATE;
     }
+    Wipe(running_.bytes.data(), algorithm_->stateSize);
     std::memcpy(value_.data(), data, algorithm_->digestSize);
     stage_ = Stage::kFinished;
     return S_OK;
@@ -64,10 +78,11 @@ HRESULT Hash::SetValue(const BYTE* data) {
 
 void Hash::Finish() {
     algorithm_->finish(&running_, value_.data());
+    WipeBlock(*algorithm_, &running_);
     if (IsKeyed()) {
-        CopyAtBlockBoundary(*algorithm_, outer_, &running_);
-        algorithm_->update(&running_, value_.data(), algorithm_->digestSize);
-        algorithm_->finish(&running_, value_.data());
+        algorithm_->update(&outer_, value_.data(), algorithm_->digestSize);
+        algorithm_->finish(&outer_, value_.data());
+        WipeBlock(*algorithm_, &outer_);
     }
     stage_ = Stage::kFinished;
 }
@@ -97,13 +112,13 @@ HRESULT Hash::GetParameter(DWORD parameter, BYTE* out, DWORD* outSize) {
 }
 
 void Hash::WipeSecrets() {
-    if (algorithm_ == nullptr) {
-        return;
-    }
-    Wipe(running_.bytes.data(), algorithm_->stateSize);
-    Wipe(value_.data(), algorithm_->digestSize);
-    if (IsKeyed()) {
-        Wipe(outer_.bytes.data(), algorithm_->chainingSize);
+    if (stage_ == Stage::kFinished) {
+        Wipe(value_.data(), algorithm_->digestSize);
+    } else if (stage_ == Stage::kHashing) {
+        Wipe(running_.bytes.data(), algorithm_->stateSize);
+        if (IsKeyed()) {
+            Wipe(outer_.bytes.data(), algorithm_->chainingSize);
+        }
     }
 }
 

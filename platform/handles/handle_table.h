@@ -113,11 +113,11 @@ class HandleTable {
     };
 
     static Reservation Reserve() {
-        FreeSlots& mine = freeSlots_;
-        if (mine.count == 0 && !Refill(&mine)) {
+        FreeSlots* const mine = FreeSlotsOfThread();
+        if (mine->count == 0 && !Refill(mine)) {
             return Reservation();
         }
-        return Reservation(mine.slots[--mine.count]);
+        return Reservation(mine->slots[--mine->count]);
     }
 
     static bool IsValid(Handle handle) {
@@ -235,9 +235,10 @@ class HandleTable {
     // Gives a thread's free slots back when it ends.
     struct AtThreadExit {
         ~AtThreadExit() {
+            FreeSlots* const mine = FreeSlotsOfThread();
             const std::lock_guard lock(mutex_);
-            while (freeSlots_.count != 0) {
-                Share(freeSlots_.slots[--freeSlots_.count]);
+            while (mine->count != 0) {
+                Share(mine->slots[--mine->count]);
             }
         }
     };
@@ -252,17 +253,21 @@ class HandleTable {
     }
 
     static void PutBack(Slot* slot) {
-        FreeSlots& mine = freeSlots_;
-        if (mine.count == 0) {
-            ReturnAtThreadExit(&mine);
-        } else if (mine.count == kFreeSlotsPerThread) {
+        FreeSlots* const mine = FreeSlotsOfThread();
+        if (mine->count == 0) {
+            ReturnAtThreadExit(mine);
+        } else if (mine->count == kFreeSlotsPerThread) {
             const std::lock_guard lock(mutex_);
-            while (mine.count > kFreeSlotsPerThread / 2) {
-                Share(mine.slots[--mine.count]);
+            while (mine->count > kFreeSlotsPerThread / 2) {
+                Share(mine->slots[--mine->count]);
             }
         }
-        mine.slots[mine.count++] = slot;
+        mine->slots[mine->count++] = slot;
     }
+
+    // The address costs a call in a shared library; without a function of its own it would be asked
+    // for at each use.
+    [[gnu::noinline]] static FreeSlots* FreeSlotsOfThread() { return &freeSlots_; }
 
     static void ReturnAtThreadExit(FreeSlots* mine) {
         if (!mine->isReturnedAtExit) {

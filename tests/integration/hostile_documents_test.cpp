@@ -3,8 +3,10 @@
 
 #include <fstream>
 #include <iterator>
+#include <map>
 #include <set>
 #include <string>
+#include <vector>
 
 #include "mvlpfx/mvlpfx.h"
 #include "support/pfx_builder.h"
@@ -47,11 +49,46 @@ Bytes ReadPeerDocument(const std::string& name) {
     return {std::istreambuf_iterator<char>(file), {}};
 }
 
+// Bits of one byte that neither the MAC covers nor the reader looks at.
+struct FreeBits {
+    std::size_t offset;
+    unsigned mask;
+    const char* reason;
+};
+
 struct Peer {
     std::string name;  // of the test
     std::string file;
     std::wstring password;
+    std::vector<FreeBits> freeInMacData;
 };
+
+// Before the AuthenticatedSafe every document of OpenSSL has the same shape.
+const std::vector<FreeBits> kFreeBeforeAuthSafe = {
+    {0, 0xDF, "PFX: an identifier with 0x20 in it opens, whatever the rest of it"},
+    {1, 0x80, "PFX: the first element takes in all that follows, whatever length it claims"},
+    {4, 0x9D, "version: any identifier that an opened value may hold does"},
+    {6, 0xFF, "version: not looked at"},
+    {7, 0x01, "ContentInfo: a SET does"},
+    {11, 0x96, "content type: any identifier that an opened value may hold does"},
+    {13, 0xFF, "content type: not looked at"},
+    {14, 0xFF, "content type: not looked at"},
+    {15, 0xFF, "content type: not looked at"},
+    {16, 0xFF, "content type: not looked at"},
+    {17, 0xFF, "content type: not looked at"},
+    {18, 0xFF, "content type: not looked at"},
+    {19, 0xFF, "content type: not looked at"},
+    {20, 0xFF, "content type: not looked at"},
+    {21, 0xFF, "content type: not looked at"},
+    {22, 0x2F, "content: any context number does, constructed or not"},
+    {26, 0x80, "OCTET STRING: a context value opens as well"},
+};
+constexpr char kMacDataSet[] = "MacData: a SET does";
+constexpr char kDigestInfoSet[] = "DigestInfo: a SET does";
+constexpr char kAlgorithmSet[] = "digest algorithm: a SET does";
+constexpr char kParametersLeaf[] = "parameters: any identifier that an opened value may hold does";
+constexpr char kParametersOut[] =
+    "digest algorithm, two bytes shorter: its parameters are the next field of DigestInfo";
 
 class PeerDocument : public ::testing::TestWithParam<Peer> {
   protected:
@@ -72,12 +109,53 @@ TEST_P(PeerDocument, CutShortAnywhereIsRefused) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    OpenSSL, PeerDocument,
-    ::testing::Values(Peer{"Gost2001", "openssl-three-2001.pfx", L"three"},
-                      Peer{"Gost2012_256", "openssl-three-2012-256.pfx", L"трижды"},
-                      Peer{"Gost2012_512", "openssl-three-2012-512.pfx", L"three times"}),
-    [](const auto& peer) { return peer.param.name; });
+TEST_P(PeerDocument, EveryBitCountsButThoseThatNobodyLooksAt) {
+    std::map<std::size_t, unsigned> expected;
+    for (const auto* part : {&kFreeBeforeAuthSafe, &GetParam().freeInMacData}) {
+        for (const FreeBits& bits : *part) {
+            expected[bits.offset] = bits.mask;
+        }
+    }
+    std::map<std::size_t, unsigned> found;
+    for (std::size_t offset = 0; offset < document_.size(); ++offset) {
+        for (unsigned bit = 1; bit < 0x100; bit <<= 1) {
+            Bytes bent = document_;
+            bent[offset] = static_cast<std::uint8_t>(bent[offset] ^ bit);
+            const Verdict verdict = Verify(bent, GetParam().password);
+            if (verdict.fits) {
+                found[offset] |= bit;
+            } else {
+                EXPECT_TRUE(IsReason(verdict.error)) << offset << " " << std::hex << verdict.error;
+            }
+        }
+    }
+    EXPECT_EQ(found, expected);
+}
+
+INSTANTIATE_TEST_SUITE_P(OpenSSL, PeerDocument,
+                         ::testing::Values(Peer{"Gost2001",
+                                                "openssl-three-2001.pfx",
+                                                L"three",
+                                                {{793, 0x01, kMacDataSet},
+                                                 {795, 0x01, kDigestInfoSet},
+                                                 {797, 0x01, kAlgorithmSet},
+                                                 {798, 0x02, kParametersOut},
+                                                 {807, 0x85, kParametersLeaf}}},
+                                           Peer{"Gost2012_256",
+                                                "openssl-three-2012-256.pfx",
+                                                L"трижды",
+                                                {{811, 0x01, kMacDataSet},
+                                                 {813, 0x01, kDigestInfoSet},
+                                                 {815, 0x01, kAlgorithmSet},
+                                                 {827, 0x85, kParametersLeaf}}},
+                                           Peer{"Gost2012_512",
+                                                "openssl-three-2012-512.pfx",
+                                                L"three times",
+                                                {{984, 0x01, kMacDataSet},
+                                                 {986, 0x01, kDigestInfoSet},
+                                                 {988, 0x01, kAlgorithmSet},
+                                                 {1000, 0x85, kParametersLeaf}}}),
+                         [](const auto& peer) { return peer.param.name; });
 
 TEST(HostileDocument, LengthsOfFourGigabytesInTwentyBytes) {
     ExpectError(FromHex("30 84 FF FF FF FF 02 01 03 30 84 FF FF FF F0 06 03 2A 03 04"), kBadData);

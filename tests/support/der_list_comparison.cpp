@@ -21,6 +21,9 @@ using pkisdk::DerNode;
 
 constexpr const char* kOids[] = {"1.2", "1.2.3", "2.5.4.3", "1.2.840.113549.1.7.1", "1.2.840."};
 
+// Keeps the edits of a long script from adding up to more than the literal list can do.
+constexpr std::size_t kBytesOfAnEdit = 24;
+
 struct Difference : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
@@ -297,7 +300,8 @@ std::string CompareOnEdits(std::span<const std::uint8_t> script) {
                     pair.RequireSame("look at edit " + std::to_string(i / 2));
                     break;
                 case 4:
-                    pair.AppendBytes(script.subspan(i), pkisdk::DER_APPEND_AS_CHILD);
+                    pair.AppendBytes(script.subspan(i, std::min(script.size() - i, kBytesOfAnEdit)),
+                                     pkisdk::DER_APPEND_AS_CHILD);
                     break;
                 case 5:
                     pair.AppendNode(pair.LastDepth() + 2, edit, size, false);

@@ -77,6 +77,7 @@ TEST(DecodeDerLength, LimitHoldsForLengthAndForOctetsWithLength) {
 
 TEST(DecodeDerLength, SumWrapsAt32Bits) {
     ExpectLength("84 FF FF FF FF", 5, 0xFFFFFFFF, 4);
+    ExpectRefused("84 FF FF FF FF", 4);
     // The sum that looks like the sign of the indefinite form is only too long.
     ExpectRefused("84 FF FF FF FA", 0xFFFFFFFE);
 }

@@ -200,6 +200,14 @@ TEST(DerList, AppendAsReadKeepsAllAndChangesNoOtherNode) {
     EXPECT_EQ(Outline(list), "0:30:2 1:04:101 2:05:0");
 }
 
+TEST(DerList, AppendAsReadClosesTheNodesBesideIt) {
+    DerList list = Build({MakeNode(0, 0x30), MakeNode(1, 0x30), MakeNode(2, 0x05)});
+    EXPECT_TRUE(list.AppendAsRead(MakeReadNode(1, 0x30, {})));
+    EXPECT_EQ(Outline(list), "0:30:4 1:30:2 2:05:0 1:30:99");
+    EXPECT_EQ(AppendDerNode(-1, MakeNode(2, 0x05), &list), 1);
+    EXPECT_EQ(Outline(list), "0:30:6 1:30:2 2:05:0 1:30:101 2:05:0");
+}
+
 TEST(DerList, EveryMomentOfABuildFlattensToAWholeDocument) {
     DerList list;
     AppendDerNode(-1, MakeNode(0, 0x30), &list);
