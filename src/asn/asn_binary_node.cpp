@@ -6,6 +6,9 @@ namespace pkisdk::asn {
 
 AsnBinaryNode::AsnBinaryNode(const AsnIdentifier& identifier) : AsnNode(identifier) {}
 
+AsnBinaryNode::AsnBinaryNode(const AsnIdentifier& identifier, const Blob* borrowed)
+    : AsnNode(identifier), borrowed_(borrowed) {}
+
 AsnBinaryNode::AsnBinaryNode(const AsnObjectHandle& object)
     : AsnNode(object->GetIdentifier(), object->IsIndefinite()) {
     const std::span<const std::uint8_t> octets = object->GetContent();
@@ -13,11 +16,11 @@ AsnBinaryNode::AsnBinaryNode(const AsnObjectHandle& object)
 }
 
 std::uint32_t AsnBinaryNode::CalculateContentSize() const {
-    return ToAsnSize(content.GetSize());
+    return ToAsnSize(GetContent().GetSize());
 }
 
 void AsnBinaryNode::SerializeContent(BlobCursor& cursor) const {
-    const std::span<const std::uint8_t> octets = content.Bytes();
+    const std::span<const std::uint8_t> octets = GetContent().Bytes();
     if (octets.empty()) {
         return;
     }

@@ -32,7 +32,9 @@ void ObjectIdEncoder::Decode(const AsnObjectHandle& object, ObjectId* value) {
 
 AsnBinaryNodeHandle ObjectIdEncoder::Encode(const ObjectId& value,
                                             const AsnIdentifier& identifier) {
-    return BinaryContentEncoder::Encode(value.GetOctets(), identifier);
+    auto node = MakeAsn<AsnBinaryNode>(identifier);
+    node->content = value.GetOctets();
+    return node;
 }
 
 void BinaryContentEncoder::Decode(const AsnObjectHandle& object, Blob* value) {
@@ -42,9 +44,7 @@ void BinaryContentEncoder::Decode(const AsnObjectHandle& object, Blob* value) {
 
 AsnBinaryNodeHandle BinaryContentEncoder::Encode(const Blob& value,
                                                  const AsnIdentifier& identifier) {
-    auto node = MakeAsn<AsnBinaryNode>(identifier);
-    node->content = value;
-    return node;
+    return MakeAsn<AsnBinaryNode>(identifier, &value);
 }
 
 void ByteStringEncoder::Decode(const AsnObjectHandle& object, std::wstring* value) {

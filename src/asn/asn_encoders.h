@@ -1,7 +1,7 @@
 // How a value of each type becomes a node and comes back from an object.
 //
 // Decode reads the object into the value and throws what the decoders throw. Encode answers a new
-// node with the given identifier that holds a copy of the value.
+// node with the given identifier that holds a copy of the value, but for octet strings.
 #pragma once
 
 #include <cstdint>
@@ -30,7 +30,7 @@ struct ObjectIdEncoder {
     static AsnBinaryNodeHandle Encode(const ObjectId& value, const AsnIdentifier& identifier);
 };
 
-// OCTET STRING.
+// OCTET STRING. The node borrows the value, which must outlive it.
 struct BinaryContentEncoder {
     static void Decode(const AsnObjectHandle& object, Blob* value);
     static AsnBinaryNodeHandle Encode(const Blob& value, const AsnIdentifier& identifier);

@@ -25,7 +25,8 @@ class IAsnSerializable {
     virtual bool DeserializeFromAsnObject(const AsnObjectHandle& object,
                                           const std::string& context) = 0;
     // Makes a node of the value, adds it to `parent` unless that is empty, and answers it. Empty if
-    // there is nothing to be written.
+    // there is nothing to be written. Nodes of octet strings borrow them: the tree is to be
+    // serialised while the object that the members are bound to stands as it is.
     virtual AsnNodeHandle SerializeToAsnNode(const AsnNodeContainerHandle& parent) const = 0;
     // Whether the member may be missing.
     virtual bool IsOptional() const { return false; }

@@ -18,7 +18,7 @@ using support::ToHex;
 using support::Wide;
 
 std::string EncodedInteger(std::uint32_t value) {
-    return ToHex(IntegerEncoder::Encode(value, kIntegerIdentifier)->content);
+    return ToHex(IntegerEncoder::Encode(value, kIntegerIdentifier)->GetContent());
 }
 
 std::string Encoded(const std::list<Blob>& elements) {
@@ -73,13 +73,19 @@ TEST(IntegerEncoder, ReaderRestoresEveryValue) {
 TEST(ObjectIdEncoder, CopiesTheOctets) {
     ObjectId oid;
     oid.SetText("2.5.4.3");
-    EXPECT_EQ(ToHex(ObjectIdEncoder::Encode(oid, kObjectIdIdentifier)->content), "55 04 03");
-    EXPECT_EQ(ToHex(ObjectIdEncoder::Encode({}, kObjectIdIdentifier)->content), "");
+    EXPECT_EQ(ToHex(ObjectIdEncoder::Encode(oid, kObjectIdIdentifier)->GetContent()), "55 04 03");
+    EXPECT_EQ(ToHex(ObjectIdEncoder::Encode({}, kObjectIdIdentifier)->GetContent()), "");
 }
 
-TEST(BinaryContentEncoder, CopiesTheBlobBothWays) {
+TEST(BinaryContentEncoder, NodeBorrowsTheBlob) {
     const Blob value = FromHex("00 FF");
-    EXPECT_EQ(ToHex(BinaryContentEncoder::Encode(value, kOctetStringIdentifier)->content), "00 FF");
+    EXPECT_EQ(&BinaryContentEncoder::Encode(value, kOctetStringIdentifier)->GetContent(), &value);
+}
+
+TEST(BinaryContentEncoder, BlobGoesOutAndComesBack) {
+    const Blob value = FromHex("00 FF");
+    EXPECT_EQ(ToHex(BinaryContentEncoder::Encode(value, kOctetStringIdentifier)->GetContent()),
+              "00 FF");
     const Blob blob = FromHex("04 02 00 FF");
     Blob read = FromHex("AA BB CC");
     BinaryContentEncoder::Decode(AsnObjectReadable::FromBlob(blob), &read);
@@ -89,18 +95,17 @@ TEST(BinaryContentEncoder, CopiesTheBlobBothWays) {
 TEST(ByteStringEncoder, AsciiAndNuls) {
     const auto node = ByteStringEncoder::Encode(Wide({'A', 0, 'B'}), kPrintableStringIdentifier);
     EXPECT_EQ(node->GetIdentifier(), kPrintableStringIdentifier);
-    EXPECT_EQ(ToHex(node->content), "41 00 42");
-    EXPECT_TRUE(ByteStringEncoder::Encode(L"", kPrintableStringIdentifier)->content.IsEmpty());
+    EXPECT_EQ(ToHex(node->GetContent()), "41 00 42");
+    EXPECT_TRUE(ByteStringEncoder::Encode(L"", kPrintableStringIdentifier)->GetContent().IsEmpty());
 }
 
 TEST(ByteStringEncoder, IsTextOfTheUsersLocale) {
     if (GetACP() != CP_UTF8) {
         GTEST_SKIP() << "needs a user's locale in UTF-8";
     }
-    EXPECT_EQ(
-        ToHex(
-            ByteStringEncoder::Encode(Wide({0x416, 0x1F600}), kPrintableStringIdentifier)->content),
-        "D0 96 F0 9F 98 80");
+    EXPECT_EQ(ToHex(ByteStringEncoder::Encode(Wide({0x416, 0x1F600}), kPrintableStringIdentifier)
+                        ->GetContent()),
+              "D0 96 F0 9F 98 80");
 }
 
 TEST(AsnBlobCollectionEncoder, EmptyListIs3100) {
