@@ -1,5 +1,8 @@
 #include "asn/asn_element.h"
 
+#include <algorithm>
+#include <limits>
+
 #include "asn/asn_cursor.h"
 #include "foundation/asn_exceptions.h"
 
@@ -7,7 +10,9 @@ namespace pkisdk::asn {
 
 namespace {
 
-// Step over the end-of-contents octets of an empty indefinite element.
+constexpr std::uint64_t kLastPosition = std::numeric_limits<std::int32_t>::max();
+
+// Whether there is content. The end-of-contents octets of an empty indefinite element are taken.
 bool TakeContent(BlobCursor& cursor, const AsnContentSize& contentSize) {
     if (contentSize.indefinite == 0) {
         return contentSize.size != 0;
@@ -47,8 +52,9 @@ void AsnElement::CheckContentSize(IBlob& blob, const AsnLimit& limit) const {
 }
 
 BlobCursor CursorBehind(IBlob& blob, const AsnElement& element, std::uint32_t size) {
-    const std::uint64_t left = blob.GetSize() - static_cast<std::uint64_t>(element.contentPosition);
-    if (!element.IsIndefinite() && size > left) {
+    const std::uint64_t end = static_cast<std::uint64_t>(element.contentPosition) + size;
+    const std::uint64_t last = std::min(blob.GetSize(), kLastPosition);
+    if (!element.IsIndefinite() && end > last) {
         throw BadAsnData(CursorAt(blob, element.offset),
                          "[AsnChildIterator::Next] End of object is out of ASN BLOB.");
     }

@@ -231,6 +231,12 @@ TEST(MissingOctets, BlobOver2To32OctetsCountsAsItsLowThirtyTwoBits) {
     iterator.Begin();
     EXPECT_TRUE(iterator.Next());
     EXPECT_FALSE(iterator.Next());
+    const SizedBlob withLongChild(FromHex("30 84 FF FF FF F0 04 84 80 00 00 00 AA"), 0x10000000D);
+    AsnChildIterator overChild(AsnObjectReadable::FromBlob(withLongChild));
+    overChild.Begin();
+    EXPECT_EQ(MessageOf<BadAsnData>([&] { overChild.Next(); }),
+              "[AsnChildIterator::Next] End of object is out of ASN BLOB. Bad ASN data. Error in "
+              "position 6.");
     const SizedBlob shorter(FromHex("30 04 05 00 05 00"), 0x100000005);
     EXPECT_EQ(MessageOf<BadAsnData>([&] { AsnObjectReadable::FromBlob(shorter); }), kOutOfBlob);
 }

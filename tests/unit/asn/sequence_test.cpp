@@ -160,6 +160,14 @@ TEST(Sequence, NestedSequenceAddsNothingToTheContext) {
               "\"Path.number\". Object: offset - 4; identifier - \"Null\". ");
 }
 
+TEST(Sequence, ReadableTwinFailsAtOnceWhateverTheObject) {
+    readable::Sequence sequence(kSequenceIdentifier);
+    for (const char* const hex : {"30 00", "05 00"}) {
+        EXPECT_EQ(ReadFailure<AsnException>(sequence, hex),
+                  "[asn::readable::Sequence::DeserializeFromAsnObject] Method is not implemented.");
+    }
+}
+
 TEST(AsnCollectionSerializer, EmptyParentFails) {
     readable::AsnCollectionSerializer collection;
     EXPECT_EQ(MessageOf<AsnException>([&] { collection.SerializeToAsnNode({}); }),

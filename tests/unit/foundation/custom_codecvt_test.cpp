@@ -131,9 +131,11 @@ TEST(CustomTCodeCvtWcharToChar, ServesAStream) {
         stream.imbue(std::locale(std::locale::classic(), new Facet(kKoi8r)));
         stream << Wide({0x414, 0x430, '!'});
     }
-    std::ifstream stream(file, std::ios::binary);
-    const std::string bytes{std::istreambuf_iterator<char>(stream), {}};
-    EXPECT_EQ(bytes, "\xE4\xC1!");
+    {
+        std::ifstream stream(file, std::ios::binary);
+        const std::string bytes{std::istreambuf_iterator<char>(stream), {}};
+        EXPECT_EQ(bytes, "\xE4\xC1!");
+    }
     std::filesystem::remove(file);
 }
 
