@@ -9,6 +9,11 @@
 #include "capi/last_error.h"
 #include "support/last_error.h"
 
+// Under AddressSanitizer too, an allocation that is too large answers null.
+extern "C" __attribute__((visibility("default"))) const char* __asan_default_options() {
+    return "allocator_may_return_null=1";
+}
+
 namespace {
 
 TEST(Heap, GivesZeroesWhereAsked) {
