@@ -15,7 +15,9 @@ enum Code : std::uint32_t {
     kUnexpactedAsnIdentifier = 0x0A000005,
 };
 
-std::string Decimal(std::int32_t value) { return boost::lexical_cast<std::string>(value); }
+std::string Decimal(std::int32_t value) {
+    return boost::lexical_cast<std::string>(value);
+}
 
 std::string ContextPart(const std::string& context) {
     return context.empty() ? std::string() : "Context: \"" + context + "\". ";

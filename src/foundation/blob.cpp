@@ -22,13 +22,19 @@ std::size_t VectorSize(std::uint64_t size) {
 
 }  // namespace
 
-Blob::Blob(const void* data, std::uint64_t size) { Blob::Assign(data, size); }
+Blob::Blob(const void* data, std::uint64_t size) {
+    Blob::Assign(data, size);
+}
 
 Blob::Blob(std::uint64_t size) : bytes_(VectorSize(size)) {}
 
-void Blob::Clear() { std::vector<std::uint8_t>().swap(bytes_); }
+void Blob::Clear() {
+    std::vector<std::uint8_t>().swap(bytes_);
+}
 
-bool Blob::IsEmpty() const { return bytes_.empty(); }
+bool Blob::IsEmpty() const {
+    return bytes_.empty();
+}
 
 void Blob::SetSize(std::uint64_t size) {
     Grow(size);
@@ -47,17 +53,29 @@ void Blob::Assign(const void* data, std::uint64_t size) {
     bytes_.swap(content);
 }
 
-std::uint64_t Blob::GetSize() const { return bytes_.size(); }
+std::uint64_t Blob::GetSize() const {
+    return bytes_.size();
+}
 
-const std::uint8_t* Blob::GetData() const { return bytes_.empty() ? nullptr : bytes_.data(); }
+const std::uint8_t* Blob::GetData() const {
+    return bytes_.empty() ? nullptr : bytes_.data();
+}
 
-std::uint8_t* Blob::GetData() { return const_cast<std::uint8_t*>(std::as_const(*this).GetData()); }
+std::uint8_t* Blob::GetData() {
+    return const_cast<std::uint8_t*>(std::as_const(*this).GetData());
+}
 
-const std::uint8_t* Blob::GetAt(std::int32_t index) const { return bytes_.data() + Checked(index); }
+const std::uint8_t* Blob::GetAt(std::int32_t index) const {
+    return bytes_.data() + Checked(index);
+}
 
-std::uint8_t* Blob::GetAt(std::int32_t index) { return bytes_.data() + Checked(index); }
+std::uint8_t* Blob::GetAt(std::int32_t index) {
+    return bytes_.data() + Checked(index);
+}
 
-std::uint64_t Blob::GetSerializedSize() const { return bytes_.size() + kSerializedHeader; }
+std::uint64_t Blob::GetSerializedSize() const {
+    return bytes_.size() + kSerializedHeader;
+}
 
 std::uint32_t Blob::Deserialize(const void* source, std::uint32_t sourceSize) {
     if (source == nullptr || sourceSize <= kSerializedHeader) {
@@ -121,6 +139,8 @@ std::size_t Blob::Checked(std::int32_t index) const {
     return static_cast<std::size_t>(index);
 }
 
-bool operator==(const Blob& left, const Blob& right) { return left.bytes_ == right.bytes_; }
+bool operator==(const Blob& left, const Blob& right) {
+    return left.bytes_ == right.bytes_;
+}
 
 }  // namespace pkisdk

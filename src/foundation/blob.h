@@ -25,7 +25,8 @@ class IBlob {
     // The first byte; null whenever the blob is empty. Valid until the next change of size.
     virtual const std::uint8_t* GetData() const = 0;
     virtual std::uint8_t* GetData() = 0;
-    // The byte at `index`. An index outside the blob is a defect of the caller and ends the process.
+    // The byte at `index`. An index outside the blob is a defect of the caller and ends the
+    // process.
     virtual const std::uint8_t* GetAt(std::int32_t index) const = 0;
     virtual std::uint8_t* GetAt(std::int32_t index) = 0;
 

@@ -16,9 +16,12 @@ namespace {
 
 constexpr std::size_t kTextLimit = 256;  // with terminator
 constexpr std::int32_t kArcsPerFirst = 40;
-constexpr const char* kBadOctets = "Error during converting object oid from binary format to string.";
+constexpr const char* kBadOctets =
+    "Error during converting object oid from binary format to string.";
 
-bool IsDigit(char c) { return c >= '0' && c <= '9'; }
+bool IsDigit(char c) {
+    return c >= '0' && c <= '9';
+}
 
 // Takes the arc at the start of `rest`, and the point behind it. False when it passes 32 bits.
 bool TakeArc(std::string_view* rest, std::int32_t* arc) {
@@ -83,8 +86,8 @@ class Text {
   public:
     // False when the text with its terminator would not fit.
     bool AppendNumber(std::int32_t number) {
-        const auto written = std::to_chars(chars_.data() + count_, chars_.data() + kTextLimit - 1,
-                                           number);
+        const auto written =
+            std::to_chars(chars_.data() + count_, chars_.data() + kTextLimit - 1, number);
         if (written.ec != std::errc()) {
             return false;
         }
