@@ -1,0 +1,30 @@
+// The encryption scheme.
+//
+//   AlgorithmIdentifier ::= SEQUENCE {
+//       algorithm    OBJECT IDENTIFIER,
+//       parameters   Gost28147-89-Parameters }
+#pragma once
+
+#include <string>
+
+#include "asn/i_asn_serializable.h"
+#include "foundation/object_id.h"
+#include "schema/encr_additional_info.h"
+
+namespace pkisdk::asn {
+
+class EncrAlgIdentifier : public IAsnSerializable {
+  public:
+    EncrAlgIdentifier();
+
+    bool DeserializeFromAsnObject(const AsnObjectHandle& object,
+                                  const std::string& context) override;
+    AsnNodeHandle SerializeToAsnNode(const AsnNodeContainerHandle& parent) const override;
+    // Empties what a read fills.
+    void Clear();
+
+    ObjectId oid;
+    EncrAdditionalInfo additionalInfo;
+};
+
+}  // namespace pkisdk::asn

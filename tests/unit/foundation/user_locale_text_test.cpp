@@ -1,0 +1,57 @@
+// The user's locale is that of the environment: the tests named after one run under it.
+#include "foundation/user_locale_text.h"
+
+#include <gtest/gtest.h>
+
+#include <string_view>
+
+#include "foundation/exception.h"
+#include "platform/cryptoapi.h"
+#include "support/wide_text.h"
+
+namespace pkisdk {
+namespace {
+
+using support::Wide;
+
+constexpr UINT kKoi8r = 20866;
+
+TEST(UserLocaleText, EmptyTextIsEmptyBothWays) {
+    EXPECT_EQ(ToUserLocale(L""), "");
+    EXPECT_EQ(FromUserLocale(""), L"");
+}
+
+TEST(UserLocaleText, AsciiAndEmbeddedNulsStayWhatTheyAre) {
+    const std::string narrow("a\0b\0", 4);
+    EXPECT_EQ(ToUserLocale(Wide({'a', 0, 'b', 0})), narrow);
+    EXPECT_EQ(FromUserLocale(narrow), Wide({'a', 0, 'b', 0}));
+}
+
+TEST(UserLocaleText, TextThatPassesTheConvertersCountIsRefusedUnread) {
+    constexpr std::size_t kTwoTo31 = std::size_t{1} << 31;
+    EXPECT_THROW(ToUserLocale(std::wstring_view(L"x", kTwoTo31)), Exception);
+    EXPECT_THROW(FromUserLocale(std::string_view("x", kTwoTo31)), Exception);
+}
+
+TEST(UserLocaleText, InUtf8) {
+    if (GetACP() != CP_UTF8) {
+        GTEST_SKIP() << "needs a user's locale in UTF-8";
+    }
+    EXPECT_EQ(ToUserLocale(Wide({0x416, 0x1F600})), "\xD0\x96\xF0\x9F\x98\x80");
+    EXPECT_EQ(FromUserLocale("\xD0\x96\xF0\x9F\x98\x80"), Wide({0x416, 0x1F600}));
+    EXPECT_EQ(ToUserLocale(Wide({0x416, 0xD83D})), "\xD0\x96\xEF\xBF\xBD");
+    EXPECT_EQ(FromUserLocale("\xD0\x96\xFF"), Wide({0x416, 0xFFFD}));
+    EXPECT_EQ(FromUserLocale("\xD0\x96\xD0"), Wide({0x416, 0xFFFD}));
+}
+
+TEST(UserLocaleText, InKoi8r) {
+    if (GetACP() != kKoi8r) {
+        GTEST_SKIP() << "needs a user's locale in KOI8-R";
+    }
+    EXPECT_EQ(ToUserLocale(Wide({0x414, 0x430})), "\xE4\xC1");
+    EXPECT_EQ(FromUserLocale("\xE4\xC1"), Wide({0x414, 0x430}));
+    EXPECT_EQ(ToUserLocale(Wide({0x414, 0x4E2D})), "\xE4?");
+}
+
+}  // namespace
+}  // namespace pkisdk
