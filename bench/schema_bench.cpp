@@ -1,5 +1,5 @@
-// Reading and writing an EncrContent and a PfxKeyBag beside a copy of their content. With content of
-// one octet, what is left is the constant.
+// Reading and writing an EncrContent and a PfxKeyBag beside a copy of their content. With content
+// of one octet, what is left is the constant.
 #include <benchmark/benchmark.h>
 
 #include <cstdint>
