@@ -22,6 +22,7 @@
 #include "pfxcrypto/handle_guards.h"
 #include "pfxcrypto/pfx_constants.h"
 #include "pfxcrypto/pfx_pbkdf2.h"
+#include "support/pfx_builder.h"
 
 namespace {
 
@@ -151,6 +152,38 @@ void OwnStreebog512(benchmark::State& state) {
     OwnDerivation(state, pkisdk::kGostR3411_512);
 }
 
+// Documents of many nodes, one iteration each: what is left is the reader's own work.
+enum Shape : std::int64_t { kWide, kDeep };
+
+void OwnVerifyNodes(benchmark::State& state) {
+    const auto nodes = static_cast<std::size_t>(state.range(1));
+    test_support::PfxBuilder builder;
+    builder.iterations = 1;
+    builder.iterationOctets = {1};
+    builder.content = state.range(0) == kWide
+                          ? test_support::Element(0x30, test_support::Bytes(2 * (nodes - 1), 0x05))
+                          : test_support::NestedSequences(nodes);
+    if (state.range(0) == kWide) {
+        // NULL after NULL: 05 00.
+        for (std::size_t at = builder.content.size() - 2 * (nodes - 1) + 1;
+             at < builder.content.size(); at += 2) {
+            builder.content[at] = 0;
+        }
+    }
+    auto bytes = builder.Build();
+    const PfxBlob pfx{static_cast<DWORD>(bytes.size()), bytes.data()};
+    for (auto _ : state) {
+        Expect(state, UzVerifyPswPFX(&pfx, L"Password1") != FALSE);
+    }
+    state.counters["per_node"] = benchmark::Counter(
+        static_cast<double>(nodes),
+        benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
+    state.SetLabel(state.range(0) == kWide ? "wide" : "deep");
+}
+
+BENCHMARK(OwnVerifyNodes)
+    ->ArgsProduct({{kWide, kDeep}, {1'000, 10'000, 100'000, 1'000'000}})
+    ->Unit(benchmark::kMillisecond);
 BENCHMARK(OwnVerify)->DenseRange(0, 1)->Unit(benchmark::kMillisecond);
 BENCHMARK(OpensslVerify)->DenseRange(0, 1)->Unit(benchmark::kMillisecond);
 BENCHMARK(GnutlsVerify)->DenseRange(0, 1)->Unit(benchmark::kMillisecond);

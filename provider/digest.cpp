@@ -23,7 +23,8 @@ template <typename Context, DWORD kDigestSize, void (*kInit)(Context*),
           void (*kUpdate)(Context*, std::size_t, const std::uint8_t*),
           void (*kDigest)(Context*, std::size_t, std::uint8_t*)>
 constexpr DigestAlgorithm Algorithm(ALG_ID id, DWORD blockSize) {
-    static_assert(sizeof(Context) <= sizeof(DigestState) && alignof(Context) <= 16);
+    static_assert(sizeof(Context) <= sizeof(DigestState));
+    static_assert(alignof(Context) <= alignof(DigestState));
     static_assert(kDigestSize <= kLargestDigest);
     // Whatever counts between blocks stands before the buffer of the block that is being filled.
     static_assert(offsetof(Context, count) < offsetof(Context, block) &&

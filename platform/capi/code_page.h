@@ -9,9 +9,9 @@ namespace capi {
 
 struct CodePage {
     UINT number;
+    bool isDoubleByte;
     // The name that iconv has for it; null for UTF-8, which is converted here.
     const char* iconvName;
-    bool isDoubleByte;
 };
 
 // Null where there is no such page. CP_ACP and its like must have been resolved.

@@ -165,16 +165,16 @@ BOOL WINAPI CryptContextAddRef(HCRYPTPROV hProv, DWORD* pdwReserved, DWORD dwFla
 }
 
 BOOL WINAPI CryptReleaseContext(HCRYPTPROV hProv, DWORD dwFlags) {
-    const ContextView context = capi::ViewContext(hProv);
     ContextTable::Lease lease = ContextTable::Lock(hProv);
     if (!lease) {
         return Fail(ERROR_INVALID_HANDLE);
     }
-    --lease->references;
     BOOL isReleased = TRUE;
-    if (lease->references == 0) {
+    if (--lease->references == 0) {
+        const capi::Csp& csp = *lease->csp.load(std::memory_order_relaxed);
+        const HCRYPTPROV handle = lease->handle.load(std::memory_order_relaxed);
         lease.Retire();
-        isReleased = context.csp->releaseContext(context.handle, 0);
+        isReleased = csp.releaseContext(handle, 0);
         capi::ForgetObjectsOfReleasedContexts();
     }
     return dwFlags == 0 ? isReleased : Fail(NTE_BAD_FLAGS);

@@ -41,7 +41,7 @@ char Octet(std::uint32_t value) {
 }  // namespace
 
 bool IsUnicodeScalar(wchar_t character) {
-    const auto value = static_cast<std::uint32_t>(character);
+    const auto value = static_cast<char32_t>(character);
     return value < 0xD800 || (value > 0xDFFF && value <= 0x10FFFF);
 }
 
@@ -68,7 +68,7 @@ Utf8Character DecodeUtf8(std::string_view text) {
 }
 
 NarrowCharacter EncodeUtf8(wchar_t character) {
-    const auto value = static_cast<std::uint32_t>(character);
+    const auto value = static_cast<char32_t>(character);
     NarrowCharacter result;
     if (value < 0x80) {
         result.octets = {Octet(value)};

@@ -118,8 +118,9 @@ Secret<char> AskOnTerminal(const std::string& prompt) {
                         "no password: there is no terminal to ask on, so name one of --pass-file, "
                         "--pass-fd, --pass-env or --pass-stdin");
     }
-    WriteAll(terminal.Get(), prompt);
+    // Before the prompt: turning echo off drops what was typed until then.
     const NoEcho quiet(terminal.Get());
+    WriteAll(terminal.Get(), prompt);
     Secret<char> line = ReadLine(terminal.Get(), "the terminal");
     WriteAll(terminal.Get(), "\n");
     return line;
