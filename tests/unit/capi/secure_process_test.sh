@@ -1,0 +1,26 @@
+#!/usr/bin/env bash
+# A set-user-id process takes its settings from /etc alone: secure_process_test.sh PROGRAM
+# The program prints the type of the provider; the settings that the environment names say 75.
+set -euo pipefail
+
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+chmod 755 "$work"
+cat > "$work/settings.toml" <<'TOML'
+['SOFTWARE\Microsoft\Cryptography\Defaults\Provider\Velmorix Cryptographic Service Provider']
+Type = 75
+TOML
+cp "$1" "$work/program"
+export VELMORIX_SETTINGS="$work/settings.toml"
+
+plain=$("$work/program")
+[ "$plain" = 75 ] || { echo "an ordinary process read $plain, not 75"; exit 1; }
+
+if [ "$(id -u)" != 0 ] || [ -f /etc/velmorix/settings.toml ]; then
+    echo "needs root, and no settings in /etc"
+    exit 77
+fi
+chown nobody "$work/program"
+chmod 4755 "$work/program"
+secure=$("$work/program")
+[ "$secure" = 2 ] || { echo "a set-user-id process read $secure, not 2"; exit 1; }
