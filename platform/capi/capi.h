@@ -1,6 +1,8 @@
 /* CryptoAPI for a system that has none: everything that libvlxcapi offers. C and C++. */
 #pragma once
 
+#include "capi/cert_store.h"
+#include "capi/certificates.h"
 #include "capi/clock.h"
 #include "capi/heap.h"
 #include "capi/last_error.h"

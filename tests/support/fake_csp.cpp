@@ -6,7 +6,10 @@
 //   CPGenKey             answers the algorithm as the key's handle
 //   CPCreateHash         answers the key's handle plus 1 as the hash's
 //   CPDestroyKey         refuses with NTE_FAIL where the handle is kStubbornKey, the first time
-//   CPGetProvParam       writes the handle of the context
+//   CPSetProvParam       refuses with the flags as the error word; notes the text of a PIN
+//   CPGetProvParam       writes the handle of the context; for PP_CONTAINER the container last
+//                        acquired, for PP_SIGNATURE_PIN the PIN last set, for PP_KEYSET_TYPE the
+//                        flags of the last acquisition
 //   CPGetKeyParam        writes the handle of the key
 //   CPGetHashParam       writes the handle of the hash
 #include <cstring>
@@ -44,6 +47,18 @@ bool IsCallerAsDocumented(const VTableProvStruc& caller) {
 
 bool hasRefused = false;
 
+std::string lastContainer;
+std::string lastPin;
+DWORD lastFlags = 0;
+
+HRESULT WriteText(const std::string& text, BYTE* out, DWORD* size) {
+    if (*size <= text.size()) {
+        return ERROR_MORE_DATA;
+    }
+    std::memcpy(out, text.c_str(), text.size() + 1);
+    return S_OK;
+}
+
 }  // namespace
 
 BOOL WINAPI CPAcquireContext(HCRYPTPROV* phProv, LPCSTR szContainer, DWORD dwFlags,
@@ -54,6 +69,8 @@ BOOL WINAPI CPAcquireContext(HCRYPTPROV* phProv, LPCSTR szContainer, DWORD dwFla
     if (szContainer != nullptr && std::strcmp(szContainer, "refuse") == 0) {
         return Answer(NTE_BAD_KEYSET);
     }
+    lastContainer = szContainer == nullptr ? "(none)" : szContainer;
+    lastFlags = dwFlags;
     *phProv = (dwFlags & CRYPT_DELETEKEYSET) != 0 ? 0 : 100 + pVTable->dwProvType;
     return TRUE;
 }
@@ -62,13 +79,23 @@ BOOL WINAPI CPReleaseContext(HCRYPTPROV /*hProv*/, DWORD dwFlags) {
     return Answer(dwFlags == 0 ? S_OK : NTE_BAD_FLAGS);
 }
 
-BOOL WINAPI CPGetProvParam(HCRYPTPROV hProv, DWORD /*dwParam*/, BYTE* pbData, DWORD* pcbDataLen,
+BOOL WINAPI CPGetProvParam(HCRYPTPROV hProv, DWORD dwParam, BYTE* pbData, DWORD* pcbDataLen,
                            DWORD /*dwFlags*/) {
+    if (dwParam == PP_CONTAINER || dwParam == PP_SIGNATURE_PIN) {
+        return Answer(
+            WriteText(dwParam == PP_CONTAINER ? lastContainer : lastPin, pbData, pcbDataLen));
+    }
+    if (dwParam == PP_KEYSET_TYPE) {
+        std::memcpy(pbData, &lastFlags, sizeof(lastFlags));
+        return TRUE;
+    }
     return Answer(WriteHandle(hProv, pbData, pcbDataLen));
 }
 
-BOOL WINAPI CPSetProvParam(HCRYPTPROV /*hProv*/, DWORD /*dwParam*/, const BYTE* /*pbData*/,
-                           DWORD dwFlags) {
+BOOL WINAPI CPSetProvParam(HCRYPTPROV /*hProv*/, DWORD dwParam, const BYTE* pbData, DWORD dwFlags) {
+    if (dwParam == PP_SIGNATURE_PIN) {
+        lastPin = reinterpret_cast<const char*>(pbData);
+    }
     return Answer(static_cast<HRESULT>(dwFlags));
 }
 

@@ -1,0 +1,86 @@
+#include "capi/certificate_folder.h"
+
+#include <syslog.h>
+
+#include <algorithm>
+#include <system_error>
+#include <utility>
+
+#include "capi/calls.h"
+
+namespace capi {
+
+namespace {
+
+// Far above any certificate with its properties.
+constexpr off_t kLargestFile = off_t{16} << 20;
+constexpr char kHexDigits[] = "0123456789ABCDEF";
+
+bool IsName(const std::string& name) {
+    return name.size() == 2 * Sha1().size() && name.find_first_not_of(kHexDigits) == name.npos;
+}
+
+}  // namespace
+
+CertificateFolder::CertificateFolder(std::filesystem::path path, bool isPrivate)
+    : path_(std::move(path)), isPrivate_(isPrivate) {
+    List();
+}
+
+std::string CertificateFolder::NameOf(const Sha1& thumbprint) {
+    std::string name;
+    for (const BYTE octet : thumbprint) {
+        name += kHexDigits[octet >> 4];
+        name += kHexDigits[octet & 15];
+    }
+    return name;
+}
+
+std::map<std::string, FileState> CertificateFolder::List() const {
+    std::map<std::string, FileState> files;
+    std::error_code error;
+    std::filesystem::directory_iterator it(path_, error);
+    for (; !error && it != std::filesystem::directory_iterator(); it.increment(error)) {
+        std::string name = it->path().filename().string();
+        if (IsName(name)) {
+            if (const std::optional<FileState> state = StateOf(it->path())) {
+                files.emplace(std::move(name), *state);
+            }
+        }
+    }
+    if (error && error != std::errc::no_such_file_or_directory) {
+        syslog(LOG_ERR, "%s: %s", path_.c_str(), error.message().c_str());
+        ThrowWord(WordOfErrno(error.value()));
+    }
+    return files;
+}
+
+std::optional<Entry> CertificateFolder::Read(const std::string& name) const {
+    const std::filesystem::path path = path_ / name;
+    try {
+        const std::optional<Bytes> bytes = ReadStateFile(path, kLargestFile);
+        if (!bytes.has_value()) {
+            return std::nullopt;
+        }
+        std::optional<Entry> entry = ParseEntry(*bytes);
+        Require(entry.has_value() && NameOf(Sha1Of(entry->encoded)) == name, CRYPT_E_FILE_ERROR);
+        return entry;
+    } catch (const ErrorWord&) {
+        syslog(LOG_WARNING, "%s: cannot be read or is damaged; it is passed over", path.c_str());
+        throw;
+    }
+}
+
+FolderLock CertificateFolder::Lock() const {
+    return FolderLock(path_, isPrivate_ ? 0700 : 0755);
+}
+
+FileState CertificateFolder::Write(const FolderLock& lock, const Sha1& thumbprint,
+                                   std::span<const BYTE> encoded,
+                                   const Properties& properties) const {
+    const std::string name = NameOf(thumbprint);
+    lock.Write(name, SerializeEntry(encoded, properties), isPrivate_ ? 0600 : 0644);
+    return StateOf(path_ / name).value_or(FileState());
+}
+
+}  // namespace capi

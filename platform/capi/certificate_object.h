@@ -1,0 +1,94 @@
+// The objects behind certificate contexts.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <unordered_map>
+
+#include "capi/cert_store.h"
+#include "capi/properties.h"
+
+namespace capi {
+
+class Store;
+
+// One certificate: of no store, or an element of one. All but its properties never changes.
+class CertificateObject {
+  public:
+    // Where an element is; a null handle for an object of no store.
+    struct Place {
+        HCERTSTORE handle = nullptr;
+        std::weak_ptr<Store> store;
+        // What tells elements apart and orders them.
+        std::uint64_t ordinal = 0;
+    };
+
+    CertificateObject(Bytes encoded, DWORD encodingType, Properties properties, Place place);
+    ~CertificateObject();
+    CertificateObject(const CertificateObject&) = delete;
+    CertificateObject& operator=(const CertificateObject&) = delete;
+
+    const CERT_CONTEXT* Context() const { return &context_; }
+    const CERT_INFO& Info() const { return info_.Get(); }
+    std::span<const BYTE> PublicKeyInfo() const { return info_.PublicKeyInfo(); }
+    const Bytes& Encoded() const { return encoded_; }
+    const Sha1& Thumbprint() const { return thumbprint_; }
+    const Place& WhereIs() const { return place_; }
+
+    Properties CopyProperties() const;
+    void ChangeProperties(const std::function<void(Properties*)>& change);
+
+    // The key context kept with the certificate; a handle of 0 for none. The caller does not
+    // release it.
+    CERT_KEY_CONTEXT KeyContext() const;
+    // Takes the handle over, to be released if `isOwned`, and releases the one kept before.
+    void SetKeyContext(const CERT_KEY_CONTEXT& key, bool isOwned);
+    // Keeps `key` unless one is kept already, in which case that one is answered and `key` is
+    // released.
+    CERT_KEY_CONTEXT KeepFirstKeyContext(const CERT_KEY_CONTEXT& key);
+
+  private:
+    const Bytes encoded_;
+    CertificateInfo info_;
+    const Sha1 thumbprint_;
+    const Place place_;
+    CERT_CONTEXT context_;
+
+    mutable std::mutex mutex_;
+    Properties properties_;
+    CERT_KEY_CONTEXT keyContext_{sizeof(CERT_KEY_CONTEXT), 0, 0};
+    bool isKeyOwned_ = false;
+};
+
+// The contexts that callers hold, with their counts. An element's store lives as long as a context
+// of it does.
+class Contexts {
+  public:
+    static Contexts& Get();
+
+    // One reference more to the object.
+    PCCERT_CONTEXT Hold(const std::shared_ptr<CertificateObject>& object);
+    // Null for what is no live context.
+    std::shared_ptr<CertificateObject> Find(PCCERT_CONTEXT context);
+    void Release(PCCERT_CONTEXT context);
+
+    bool AnyOf(HCERTSTORE store);
+    void ForgetAllOf(HCERTSTORE store);
+
+  private:
+    struct Entry {
+        std::shared_ptr<CertificateObject> object;
+        std::shared_ptr<Store> store;
+        DWORD references = 0;
+    };
+
+    std::mutex mutex_;
+    std::unordered_map<PCCERT_CONTEXT, Entry> entries_;
+};
+
+// Throws E_INVALIDARG for what is no live context.
+std::shared_ptr<CertificateObject> RequireContext(PCCERT_CONTEXT context);
+
+}  // namespace capi

@@ -1,0 +1,332 @@
+#include "capi/store.h"
+
+#include <algorithm>
+#include <tuple>
+#include <utility>
+
+#include "capi/calls.h"
+
+namespace capi {
+
+namespace {
+
+ULONGLONG ToNumber(const FILETIME& time) {
+    return ULONGLONG{time.dwHighDateTime} << 32 | time.dwLowDateTime;
+}
+
+Bytes ToBytes(std::span<const BYTE> view) {
+    return Bytes(view.begin(), view.end());
+}
+
+bool IsNewerDisposition(DWORD disposition) {
+    return disposition == CERT_STORE_ADD_NEWER ||
+           disposition == CERT_STORE_ADD_NEWER_INHERIT_PROPERTIES;
+}
+
+bool Inherits(DWORD disposition) {
+    return disposition == CERT_STORE_ADD_NEWER_INHERIT_PROPERTIES ||
+           disposition == CERT_STORE_ADD_REPLACE_EXISTING_INHERIT_PROPERTIES;
+}
+
+bool HaveSameId(const CERT_INFO& a, const CERT_INFO& b) {
+    // The interfaces have no pointer to constant records.
+    return CertCompareCertificate(X509_ASN_ENCODING, const_cast<CERT_INFO*>(&a),
+                                  const_cast<CERT_INFO*>(&b)) != FALSE;
+}
+
+template <typename Index, typename Ordinal>
+void RemoveFrom(Index* index, const Bytes& key, Ordinal ordinal) {
+    const auto found = index->find(key);
+    if (found != index->end() && found->second.erase(ordinal) != 0 && found->second.empty()) {
+        index->erase(found);
+    }
+}
+
+}  // namespace
+
+Store::Element Store::Add(const CertificateObject& source, DWORD disposition) {
+    Require(
+        disposition >= CERT_STORE_ADD_NEW && disposition <= CERT_STORE_ADD_NEWER_INHERIT_PROPERTIES,
+        E_INVALIDARG);
+    Require(!isReadOnly_, ERROR_ACCESS_DENIED);
+    Properties properties = source.CopyProperties();
+
+    const std::lock_guard lock(mutex_);
+    std::optional<FolderLock> files;
+    if (folder_.has_value()) {
+        files.emplace(folder_->Lock());
+        Synchronize();
+    }
+    const FolderLock* const held = files.has_value() ? &*files : nullptr;
+    const Element existing = Existing(source, disposition);
+    if (existing == nullptr) {
+        return Insert(source, std::move(properties), nullptr, held);
+    }
+    if (disposition == CERT_STORE_ADD_USE_EXISTING) {
+        return UseExisting(existing, properties, held);
+    }
+    const bool isNoNewer =
+        ToNumber(existing->Info().NotBefore) >= ToNumber(source.Info().NotBefore);
+    Require(disposition != CERT_STORE_ADD_NEW && !(IsNewerDisposition(disposition) && isNoNewer),
+            CRYPT_E_EXISTS);
+    if (Inherits(disposition)) {
+        properties.Inherit(existing->CopyProperties());
+    }
+    const bool isSecond = disposition == CERT_STORE_ADD_ALWAYS && !folder_.has_value();
+    return Insert(source, std::move(properties), isSecond ? nullptr : existing, held);
+}
+
+// What the disposition takes for the same certificate. A damaged file of its name is no element,
+// but nothing that a caller who would keep what is there may write over.
+Store::Element Store::Existing(const CertificateObject& source, DWORD disposition) const {
+    if (IsNewerDisposition(disposition)) {
+        const auto found = std::ranges::find_if(elements_, [&source](const auto& item) {
+            return HaveSameId(item.second->Info(), source.Info());
+        });
+        if (found != elements_.end()) {
+            return found->second;
+        }
+    }
+    const auto same = byThumbprint_.find(ToBytes(source.Thumbprint()));
+    if (same != byThumbprint_.end()) {
+        return elements_.at(*same->second.begin());
+    }
+    const bool mayReplace = disposition == CERT_STORE_ADD_REPLACE_EXISTING ||
+                            disposition == CERT_STORE_ADD_ALWAYS ||
+                            disposition == CERT_STORE_ADD_REPLACE_EXISTING_INHERIT_PROPERTIES;
+    Require(mayReplace || !files_.contains(CertificateFolder::NameOf(source.Thumbprint())),
+            CRYPT_E_FILE_ERROR);
+    return nullptr;
+}
+
+Store::Element Store::UseExisting(const Element& existing, const Properties& properties,
+                                  const FolderLock* lock) {
+    Properties together = existing->CopyProperties();
+    if (together.Inherit(properties)) {
+        if (lock != nullptr) {
+            files_[CertificateFolder::NameOf(existing->Thumbprint())].state =
+                folder_->Write(*lock, existing->Thumbprint(), existing->Encoded(), together);
+        }
+        existing->ChangeProperties([&together](Properties* kept) { *kept = together; });
+    }
+    return existing;
+}
+
+// The new element stands where the one that it replaces stood.
+Store::Element Store::Insert(const CertificateObject& source, Properties properties,
+                             const Element& replaced, const FolderLock* lock) {
+    const Ordinal ordinal = replaced == nullptr ? ++lastOrdinal_ : replaced->WhereIs().ordinal;
+    auto element = std::make_shared<CertificateObject>(
+        source.Encoded(), source.Context()->dwCertEncodingType, std::move(properties),
+        CertificateObject::Place{handle_, weak_from_this(), ordinal});
+    if (lock != nullptr) {
+        const std::string name = CertificateFolder::NameOf(element->Thumbprint());
+        const FileState state = folder_->Write(*lock, element->Thumbprint(), element->Encoded(),
+                                               element->CopyProperties());
+        if (replaced != nullptr && replaced->Thumbprint() != element->Thumbprint()) {
+            const std::string oldName = CertificateFolder::NameOf(replaced->Thumbprint());
+            lock->Remove(oldName);
+            files_.erase(oldName);
+        }
+        files_[name] = {state, ordinal};
+    }
+    if (replaced != nullptr) {
+        Withdraw(*replaced);
+    }
+    Enter(element);
+    return element;
+}
+
+void Store::Enter(const Element& element) {
+    const Ordinal ordinal = element->WhereIs().ordinal;
+    elements_[ordinal] = element;
+    byThumbprint_[ToBytes(element->Thumbprint())].insert(ordinal);
+    bySubject_[ToBytes(View(element->Info().Subject))].insert(ordinal);
+}
+
+void Store::Withdraw(const CertificateObject& element) {
+    const Ordinal ordinal = element.WhereIs().ordinal;
+    RemoveFrom(&byThumbprint_, ToBytes(element.Thumbprint()), ordinal);
+    RemoveFrom(&bySubject_, ToBytes(View(element.Info().Subject)), ordinal);
+    elements_.erase(ordinal);
+}
+
+std::optional<Store::Ordinal> Store::After(Ordinal previous, const Search& search) const {
+    if (search.among == Search::Among::kAll) {
+        const auto next = elements_.upper_bound(previous);
+        return next == elements_.end() ? std::nullopt : std::optional(next->first);
+    }
+    const Index& index = search.among == Search::Among::kThumbprint ? byThumbprint_ : bySubject_;
+    const auto found = index.find(search.key);
+    if (found == index.end()) {
+        return std::nullopt;
+    }
+    const auto next = found->second.upper_bound(previous);
+    return next == found->second.end() ? std::nullopt : std::optional(*next);
+}
+
+Store::Element Store::FindNext(const CertificateObject* previous, const Search& search) {
+    const std::lock_guard lock(mutex_);
+    if (previous == nullptr) {
+        Synchronize();
+    }
+    Ordinal at = previous == nullptr ? 0 : previous->WhereIs().ordinal;
+    while (const std::optional<Ordinal> next = After(at, search)) {
+        at = *next;
+        const Element& element = elements_.at(at);
+        if (search.matches == nullptr || search.matches(*element)) {
+            return element;
+        }
+    }
+    return nullptr;
+}
+
+bool Store::HasDamage() const {
+    const std::lock_guard lock(mutex_);
+    return std::ranges::any_of(files_,
+                               [](const auto& item) { return !item.second.ordinal.has_value(); });
+}
+
+void Store::Delete(const CertificateObject& element) {
+    Require(!isReadOnly_, ERROR_ACCESS_DENIED);
+    const std::lock_guard lock(mutex_);
+    const auto found = elements_.find(element.WhereIs().ordinal);
+    if (found == elements_.end() || found->second.get() != &element) {
+        return;
+    }
+    if (folder_.has_value()) {
+        const std::string name = CertificateFolder::NameOf(element.Thumbprint());
+        folder_->Lock().Remove(name);
+        files_.erase(name);
+    }
+    Withdraw(element);
+}
+
+void Store::ChangeProperties(CertificateObject* element, bool isForMemory,
+                             const std::function<void(Properties*)>& change) {
+    const std::lock_guard lock(mutex_);
+    const auto found = elements_.find(element->WhereIs().ordinal);
+    const bool isElement = found != elements_.end() && found->second.get() == element;
+    if (!isForMemory && folder_.has_value() && !isReadOnly_ && isElement) {
+        const std::string name = CertificateFolder::NameOf(element->Thumbprint());
+        const FolderLock files = folder_->Lock();
+        // Another process may have changed other properties since; one that took the certificate
+        // away is not contradicted.
+        if (std::optional<Entry> entry = folder_->Read(name)) {
+            change(&entry->properties);
+            files_[name].state =
+                folder_->Write(files, element->Thumbprint(), element->Encoded(), entry->properties);
+        }
+    }
+    element->ChangeProperties(change);
+}
+
+// Makes the elements those of the folder.
+void Store::Synchronize() {
+    if (!folder_.has_value()) {
+        return;
+    }
+    const std::map<std::string, FileState> present = folder_->List();
+    ForgetFilesNotIn(present);
+    std::vector<std::pair<std::string, FileState>> unread;
+    for (const auto& [name, state] : present) {
+        const auto known = files_.find(name);
+        if (known == files_.end() || known->second.state != state) {
+            unread.emplace_back(name, state);
+        }
+    }
+    // In the order in which they were written.
+    std::ranges::sort(unread, {}, [](const auto& file) {
+        return std::tuple(file.second.seconds, file.second.nanoseconds, file.first);
+    });
+    for (const auto& [name, state] : unread) {
+        ReadFile(name, state);
+    }
+}
+
+void Store::ForgetFilesNotIn(const std::map<std::string, FileState>& present) {
+    for (auto it = files_.begin(); it != files_.end();) {
+        if (present.contains(it->first)) {
+            ++it;
+            continue;
+        }
+        if (it->second.ordinal.has_value()) {
+            Withdraw(*Element(elements_.at(*it->second.ordinal)));
+        }
+        it = files_.erase(it);
+    }
+}
+
+void Store::ReadFile(const std::string& name, const FileState& state) {
+    KnownFile& known = files_[name];
+    known.state = state;
+    try {
+        std::optional<Entry> entry = folder_->Read(name);
+        if (!entry.has_value()) {
+            return;
+        }
+        if (known.ordinal.has_value()) {
+            elements_.at(*known.ordinal)->ChangeProperties([&entry](Properties* properties) {
+                *properties = std::move(entry->properties);
+            });
+            return;
+        }
+        const Ordinal ordinal = ++lastOrdinal_;
+        Enter(std::make_shared<CertificateObject>(
+            std::move(entry->encoded), X509_ASN_ENCODING, std::move(entry->properties),
+            CertificateObject::Place{handle_, weak_from_this(), ordinal}));
+        known.ordinal = ordinal;
+    } catch (const ErrorWord&) {
+        // One bad file does not hide the others; the walk's end tells of it.
+        if (known.ordinal.has_value()) {
+            Withdraw(*Element(elements_.at(*known.ordinal)));
+            known.ordinal.reset();
+        }
+    }
+}
+
+Stores& Stores::Get() {
+    // Outlives every caller, those in other libraries' destructors too.
+    static Stores& stores = *std::make_unique<Stores>().release();
+    return stores;
+}
+
+HCERTSTORE Stores::Open(std::optional<CertificateFolder> folder, bool isReadOnly) {
+    const std::lock_guard lock(mutex_);
+    // Never the same twice, so that a closed handle stays a wrong one.
+    next_ += 16;
+    auto* const handle = reinterpret_cast<HCERTSTORE>(next_);
+    entries_.emplace(handle, Entry{std::make_shared<Store>(handle, std::move(folder), isReadOnly)});
+    return handle;
+}
+
+Stores::Entry& Stores::FindLocked(HCERTSTORE handle) {
+    const auto found = entries_.find(handle);
+    Require(found != entries_.end(), ERROR_INVALID_HANDLE);
+    return found->second;
+}
+
+std::shared_ptr<Store> Stores::Find(HCERTSTORE handle) {
+    const std::lock_guard lock(mutex_);
+    return FindLocked(handle).store;
+}
+
+void Stores::AddReference(HCERTSTORE handle) {
+    const std::lock_guard lock(mutex_);
+    ++FindLocked(handle).references;
+}
+
+bool Stores::Close(HCERTSTORE handle) {
+    // Destroyed after the lock.
+    std::shared_ptr<Store> last;
+    const std::lock_guard lock(mutex_);
+    Entry& entry = FindLocked(handle);
+    if (--entry.references != 0) {
+        return false;
+    }
+    last = std::move(entry.store);
+    entries_.erase(handle);
+    return true;
+}
+
+}  // namespace capi

@@ -1,0 +1,244 @@
+#include "capi/x509.h"
+
+#include <openssl/asn1.h>
+#include <openssl/err.h>
+#include <openssl/evp.h>
+#include <openssl/objects.h>
+
+#include <algorithm>
+#include <climits>
+#include <ctime>
+
+#include "capi/calls.h"
+
+namespace capi {
+
+namespace {
+
+constexpr LONGLONG kUnitsPerSecond = 10'000'000;
+constexpr LONGLONG kSecondsFrom1601To1970 = 11'644'473'600;
+
+FILETIME ToFileTime(const ASN1_TIME* time) {
+    std::tm parts{};
+    Require(ASN1_TIME_to_tm(time, &parts) == 1, CRYPT_E_ASN1_CORRUPT);
+    const LONGLONG seconds = LONGLONG{timegm(&parts)} + kSecondsFrom1601To1970;
+    Require(seconds >= 0, CRYPT_E_ASN1_CORRUPT);
+    const auto units = static_cast<ULONGLONG>(seconds * kUnitsPerSecond);
+    return {static_cast<DWORD>(units), static_cast<DWORD>(units >> 32)};
+}
+
+CRYPT_INTEGER_BLOB ToBlob(std::span<const BYTE> bytes) {
+    // The interfaces have no pointer to constant bytes.
+    return {static_cast<DWORD>(bytes.size()), const_cast<BYTE*>(bytes.data())};
+}
+
+const EVP_MD* DigestByNumber(ALG_ID algorithm) {
+    switch (algorithm) {
+        case 0x8003:
+            return EVP_md5();
+        case 0:
+        case CALG_SHA1:
+            return EVP_sha1();
+        case 0x800C:
+            return EVP_sha256();
+        case 0x800D:
+            return EVP_sha384();
+        case 0x800E:
+            return EVP_sha512();
+        default:
+            return nullptr;
+    }
+}
+
+}  // namespace
+
+X509Pointer DecodeX509(std::span<const BYTE> encoded) {
+    if (encoded.size() > LONG_MAX) {
+        return nullptr;
+    }
+    const unsigned char* at = encoded.data();
+    X509Pointer certificate(d2i_X509(nullptr, &at, static_cast<long>(encoded.size())));
+    // What libcrypto noted is told by the answer.
+    ERR_clear_error();
+    const bool isWhole = certificate != nullptr && at == encoded.data() + encoded.size();
+    return isWhole ? std::move(certificate) : nullptr;
+}
+
+// Walks the elements of one level, which libcrypto has found well-formed; what BER allows beyond
+// DER in their headers is refused here.
+class CertificateInfo::Reader {
+  public:
+    struct Element {
+        std::span<const BYTE> whole;
+        std::span<const BYTE> content;
+    };
+
+    explicit Reader(std::span<const BYTE> bytes) : rest_(bytes) {}
+
+    bool IsAtEnd() const { return rest_.empty(); }
+    // Whether the next element has that tag: universal, or else context-specific.
+    bool IsNext(int tag, int tagClass = V_ASN1_UNIVERSAL) const {
+        return !IsAtEnd() && ReadHeader().tag == tag && ReadHeader().tagClass == tagClass;
+    }
+    Element Next() {
+        const Header header = ReadHeader();
+        const Element element{rest_.first(header.size + header.length),
+                              rest_.subspan(header.size, header.length)};
+        rest_ = rest_.subspan(element.whole.size());
+        return element;
+    }
+    Reader Enter() { return Reader(Next().content); }
+
+  private:
+    struct Header {
+        int tag;
+        int tagClass;
+        std::size_t size;
+        std::size_t length;
+    };
+
+    Header ReadHeader() const {
+        constexpr int kError = 0x80;
+        constexpr int kIndefinite = 0x01;
+        const unsigned char* at = rest_.data();
+        long length = 0;
+        Header header{};
+        const int flags = ASN1_get_object(&at, &length, &header.tag, &header.tagClass,
+                                          static_cast<long>(rest_.size()));
+        if ((flags & (kError | kIndefinite)) != 0) {
+            ERR_clear_error();
+            ThrowWord(CRYPT_E_ASN1_CORRUPT);
+        }
+        header.size = static_cast<std::size_t>(at - rest_.data());
+        header.length = static_cast<std::size_t>(length);
+        return header;
+    }
+
+    std::span<const BYTE> rest_;
+};
+
+namespace {
+
+CRYPT_BIT_BLOB ToBits(std::span<const BYTE> content) {
+    Require(!content.empty() && content[0] < 8, CRYPT_E_ASN1_CORRUPT);
+    const CRYPT_INTEGER_BLOB bits = ToBlob(content.subspan(1));
+    return {bits.cbData, bits.pbData, content[0]};
+}
+
+}  // namespace
+
+CertificateInfo::CertificateInfo(std::span<const BYTE> encoded) {
+    const X509Pointer certificate = DecodeX509(encoded);
+    Require(certificate != nullptr, CRYPT_E_ASN1_CORRUPT);
+    info_.NotBefore = ToFileTime(X509_get0_notBefore(certificate.get()));
+    info_.NotAfter = ToFileTime(X509_get0_notAfter(certificate.get()));
+
+    Reader parts = Reader(encoded).Enter();
+    ReadBody(parts.Enter());
+    ReadAlgorithm(parts.Enter(), &info_.SignatureAlgorithm);
+}
+
+// TBSCertificate ::= SEQUENCE { version [0] DEFAULT v1, serialNumber, signature, issuer, validity,
+//     subject, subjectPublicKeyInfo, issuerUniqueID [1] OPTIONAL, subjectUniqueID [2] OPTIONAL,
+//     extensions [3] OPTIONAL }
+void CertificateInfo::ReadBody(Reader body) {
+    if (body.IsNext(0, V_ASN1_CONTEXT_SPECIFIC)) {
+        const std::span<const BYTE> version = body.Enter().Next().content;
+        info_.dwVersion = version.empty() ? CERT_V1 : version.back();
+    }
+    const std::span<const BYTE> serial = body.Next().content;
+    serialNumber_.assign(serial.rbegin(), serial.rend());
+    info_.SerialNumber = ToBlob(serialNumber_);
+    body.Next();
+    info_.Issuer = ToBlob(body.Next().whole);
+    body.Next();
+    info_.Subject = ToBlob(body.Next().whole);
+
+    const Reader::Element keyInfo = body.Next();
+    publicKeyInfo_ = keyInfo.whole;
+    Reader keyFields(keyInfo.content);
+    ReadAlgorithm(keyFields.Enter(), &info_.SubjectPublicKeyInfo.Algorithm);
+    info_.SubjectPublicKeyInfo.PublicKey = ToBits(keyFields.Next().content);
+
+    if (body.IsNext(1, V_ASN1_CONTEXT_SPECIFIC)) {
+        info_.IssuerUniqueId = ToBits(body.Next().content);
+    }
+    if (body.IsNext(2, V_ASN1_CONTEXT_SPECIFIC)) {
+        info_.SubjectUniqueId = ToBits(body.Next().content);
+    }
+    if (body.IsNext(3, V_ASN1_CONTEXT_SPECIFIC)) {
+        ReadExtensions(body.Enter().Enter());
+    }
+}
+
+// Extension ::= SEQUENCE { extnID, critical BOOLEAN DEFAULT FALSE, extnValue OCTET STRING }
+void CertificateInfo::ReadExtensions(Reader list) {
+    while (!list.IsAtEnd()) {
+        Reader fields = list.Enter();
+        CERT_EXTENSION extension{};
+        extension.pszObjId = KeepOid(fields.Next().whole);
+        if (fields.IsNext(V_ASN1_BOOLEAN)) {
+            const std::span<const BYTE> critical = fields.Next().content;
+            extension.fCritical = !critical.empty() && critical[0] != 0;
+        }
+        extension.Value = ToBlob(fields.Next().content);
+        extensions_.push_back(extension);
+    }
+    info_.cExtension = static_cast<DWORD>(extensions_.size());
+    info_.rgExtension = extensions_.data();
+}
+
+void CertificateInfo::ReadAlgorithm(Reader fields, CRYPT_ALGORITHM_IDENTIFIER* algorithm) {
+    algorithm->pszObjId = KeepOid(fields.Next().whole);
+    if (!fields.IsAtEnd()) {
+        algorithm->Parameters = ToBlob(fields.Next().whole);
+    }
+}
+
+char* CertificateInfo::KeepOid(std::span<const BYTE> element) {
+    const unsigned char* at = element.data();
+    ASN1_OBJECT* const object = d2i_ASN1_OBJECT(nullptr, &at, static_cast<long>(element.size()));
+    Require(object != nullptr, CRYPT_E_ASN1_CORRUPT);
+    const int length = OBJ_obj2txt(nullptr, 0, object, 1);
+    std::string text(static_cast<std::size_t>(std::max(length, 0)) + 1, '\0');
+    OBJ_obj2txt(text.data(), static_cast<int>(text.size()), object, 1);
+    ASN1_OBJECT_free(object);
+    return oids_.emplace_back(std::move(text)).data();
+}
+
+std::span<const BYTE> FindExtension(const CERT_INFO& info, const char* oid) {
+    const std::span extensions(info.rgExtension, info.cExtension);
+    const auto found = std::ranges::find_if(extensions, [oid](const CERT_EXTENSION& extension) {
+        return std::string_view(extension.pszObjId) == oid;
+    });
+    return found == extensions.end() ? std::span<const BYTE>() : View(found->Value);
+}
+
+Sha1 Sha1Of(std::span<const BYTE> data) {
+    Sha1 hash{};
+    Require(EVP_Digest(data.data(), data.size(), hash.data(), nullptr, EVP_sha1(), nullptr) == 1,
+            NTE_FAIL);
+    return hash;
+}
+
+Bytes DigestOf(ALG_ID algorithm, std::span<const BYTE> data) {
+    const EVP_MD* const digest = DigestByNumber(algorithm);
+    if (digest == nullptr) {
+        return {};
+    }
+    Bytes hash(static_cast<std::size_t>(EVP_MD_get_size(digest)));
+    Require(EVP_Digest(data.data(), data.size(), hash.data(), nullptr, digest, nullptr) == 1,
+            NTE_FAIL);
+    return hash;
+}
+
+bool IsSignedBy(std::span<const BYTE> subject, std::span<const BYTE> issuer) {
+    const X509Pointer child = DecodeX509(subject);
+    const X509Pointer signer = DecodeX509(issuer);
+    EVP_PKEY* const key = signer == nullptr ? nullptr : X509_get0_pubkey(signer.get());
+    const bool isGood = child != nullptr && key != nullptr && X509_verify(child.get(), key) == 1;
+    ERR_clear_error();
+    return isGood;
+}
+
+}  // namespace capi
