@@ -18,7 +18,7 @@ std::string_view TextOf(const AsnObjectReadable& object) {
 }
 
 char16_t SwapOctets(wchar_t unit) {
-    const auto value = static_cast<std::uint32_t>(unit);
+    const auto value = static_cast<char16_t>(unit);
     return static_cast<char16_t>(value << 8 | value >> 8);
 }
 

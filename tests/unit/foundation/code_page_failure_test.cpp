@@ -1,5 +1,3 @@
-// The platform's converters are replaced by ones that fail on order, so this is a program of its
-// own.
 #include <gtest/gtest.h>
 
 #include <functional>
@@ -7,37 +5,21 @@
 
 #include "foundation/exception.h"
 #include "foundation/string_utils.h"
+#include "foundation/user_locale_text.h"
 #include "platform/cryptoapi.h"
-
-namespace {
-
-constexpr DWORD kReason = 0x12345;
-
-int callsUntilFailure = 0;
-
-int AnswerOrFail() {
-    if (--callsUntilFailure == 0) {
-        SetLastError(kReason);
-        return 0;
-    }
-    return 1;
-}
-
-}  // namespace
-
-extern "C" int WINAPI WideCharToMultiByte(UINT, DWORD, LPCWSTR, int, LPSTR, int, LPCSTR, LPBOOL) {
-    return AnswerOrFail();
-}
-
-extern "C" int WINAPI MultiByteToWideChar(UINT, DWORD, LPCSTR, int, LPWSTR, int) {
-    return AnswerOrFail();
-}
+#include "support/platform_calls.h"
 
 namespace pkisdk {
 namespace {
 
-std::string FailureOf(int failingCall, const std::function<void()>& conversion) {
-    callsUntilFailure = failingCall;
+constexpr DWORD kReason = 0x12345;
+
+using test_support::PlatformCalls;
+
+// The message of the conversion when the call of that number fails.
+std::string FailureOf(const char* call, int number, const std::function<void()>& conversion) {
+    PlatformCalls::Get().Reset();
+    PlatformCalls::Get().FailNamed(call, number, kReason);
     try {
         conversion();
     } catch (const Exception& e) {
@@ -49,14 +31,31 @@ std::string FailureOf(int failingCall, const std::function<void()>& conversion) 
 
 TEST(StringUtilsFailure, ToStringNamesTheCallThatFailed) {
     const auto convert = [] { StringUtils::ToString(L"x"); };
-    EXPECT_EQ(FailureOf(1, convert), "StringUtils::ToString WideCharToMultiByte(1)");
-    EXPECT_EQ(FailureOf(2, convert), "StringUtils::ToString WideCharToMultiByte(2)");
+    EXPECT_EQ(FailureOf("WideCharToMultiByte", 1, convert),
+              "StringUtils::ToString WideCharToMultiByte(1)");
+    EXPECT_EQ(FailureOf("WideCharToMultiByte", 2, convert),
+              "StringUtils::ToString WideCharToMultiByte(2)");
+    EXPECT_EQ(FailureOf("WideCharToMultiByte", 3, convert), "no failure");
 }
 
 TEST(StringUtilsFailure, ToWStringNamesTheCallThatFailed) {
     const auto convert = [] { StringUtils::ToWString("x"); };
-    EXPECT_EQ(FailureOf(1, convert), "StringUtils::ToWString MultiByteToWideChar(1)");
-    EXPECT_EQ(FailureOf(2, convert), "StringUtils::ToWString MultiByteToWideChar(2)");
+    EXPECT_EQ(FailureOf("MultiByteToWideChar", 1, convert),
+              "StringUtils::ToWString MultiByteToWideChar(1)");
+    EXPECT_EQ(FailureOf("MultiByteToWideChar", 2, convert),
+              "StringUtils::ToWString MultiByteToWideChar(2)");
+    EXPECT_EQ(FailureOf("MultiByteToWideChar", 3, convert), "no failure");
+}
+
+TEST(UserLocaleTextFailure, FacetThatCannotConvertLeavesItToTheCodePage) {
+    std::string narrow;
+    std::wstring wide;
+    EXPECT_EQ(FailureOf("WideCharToMultiByte", 1, [&] { narrow = ToUserLocale(L"x"); }),
+              "no failure");
+    EXPECT_EQ(narrow, "x");
+    EXPECT_EQ(FailureOf("MultiByteToWideChar", 1, [&] { wide = FromUserLocale("x"); }),
+              "no failure");
+    EXPECT_EQ(wide, L"x");
 }
 
 }  // namespace
