@@ -6,6 +6,7 @@
 #include "capi/clock.h"
 #include "capi/heap.h"
 #include "capi/last_error.h"
+#include "capi/oid_functions.h"
 #include "capi/oid_info.h"
 #include "capi/provider.h"
 #include "capi/registry.h"
