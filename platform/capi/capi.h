@@ -4,6 +4,7 @@
 #include "capi/cert_store.h"
 #include "capi/certificates.h"
 #include "capi/clock.h"
+#include "capi/events.h"
 #include "capi/heap.h"
 #include "capi/last_error.h"
 #include "capi/oid_functions.h"

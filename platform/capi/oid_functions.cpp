@@ -39,7 +39,7 @@ struct Function {
     }
 };
 
-std::string Utf8FromWide(LPCWSTR text) {
+std::string LibraryPath(LPCWSTR text) {
     std::string narrow;
     for (; *text != L'\0'; ++text) {
         Require(IsUnicodeScalar(*text), ERROR_NO_UNICODE_TRANSLATION);
@@ -178,7 +178,7 @@ BOOL WINAPI CryptRegisterOIDFunction(DWORD dwEncodingType, LPCSTR pszFuncName, L
     return Answer<BOOL>(FALSE, [&] {
         Function added = capi::MakeFunction(dwEncodingType, pszFuncName, pszOID);
         Require(pwszDll != nullptr && *pwszDll != L'\0', E_INVALIDARG);
-        added.library = capi::Utf8FromWide(pwszDll);
+        added.library = capi::LibraryPath(pwszDll);
         added.name = pszOverrideFuncName != nullptr ? pszOverrideFuncName : pszFuncName;
         const capi::FolderLock lock = capi::LockTable();
         std::vector<Function> functions = capi::ReadTable();
