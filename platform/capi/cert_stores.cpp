@@ -11,6 +11,7 @@
 #include "capi/calls.h"
 #include "capi/certificate_names.h"
 #include "capi/store.h"
+#include "capi/utf8.h"
 
 namespace capi {
 

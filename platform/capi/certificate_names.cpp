@@ -198,32 +198,12 @@ DWORD GiveText(const Text& text, Character* out, DWORD room) {
     return static_cast<DWORD>(length + 1);
 }
 
-std::string Utf8FromWide(const std::wstring& text) {
-    std::string narrow;
-    for (const wchar_t character : text) {
-        const NarrowCharacter octets =
-            EncodeUtf8(IsUnicodeScalar(character) ? character : kReplacementCharacter);
-        narrow.append(octets.Bytes().begin(), octets.Bytes().end());
-    }
-    return narrow;
-}
-
 template <typename Character>
 DWORD GiveEmpty(Character* out, DWORD room) {
     return GiveText(std::basic_string<Character>(), out, room);
 }
 
 }  // namespace
-
-std::wstring WideFromUtf8(std::string_view text) {
-    std::wstring wide;
-    while (!text.empty()) {
-        const Utf8Character next = DecodeUtf8(text);
-        wide += next.isValid ? next.character : kReplacementCharacter;
-        text.remove_prefix(next.size);
-    }
-    return wide;
-}
 
 std::string NameText(std::span<const BYTE> encodedName, DWORD type) {
     std::vector<Attribute> attributes = AttributesOf(encodedName);

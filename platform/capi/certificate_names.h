@@ -14,6 +14,4 @@ std::string NameText(std::span<const BYTE> encodedName, DWORD type);
 // Whether `text`, in UTF-8, stands in the values of the name. Case counts for nothing.
 bool NameContains(std::span<const BYTE> encodedName, const std::wstring& text);
 
-std::wstring WideFromUtf8(std::string_view text);
-
 }  // namespace capi

@@ -12,8 +12,12 @@
 #include <vector>
 
 #include "capi/ansi_text.h"
+#include "capi/calls.h"
+#include "capi/event_object.h"
 #include "capi/last_error.h"
 #include "capi/settings.h"
+#include "capi/settings_watch.h"
+#include "capi/utf8.h"
 
 namespace {
 
@@ -52,6 +56,19 @@ class OpenKeys {
         return found == keys_.end() ? nullptr : found->second;
     }
 
+    // Gives an open key other settings; false where it is no longer open.
+    bool Refresh(HKEY handle, std::shared_ptr<const Settings> settings) {
+        const std::lock_guard lock(mutex_);
+        const auto found = keys_.find(reinterpret_cast<ULONG_PTR>(handle));
+        if (found == keys_.end()) {
+            return false;
+        }
+        const OpenKey& before = *found->second;
+        found->second = std::make_shared<const OpenKey>(
+            OpenKey{std::move(settings), before.path, before.rights});
+        return true;
+    }
+
   private:
     static constexpr ULONG_PTR kHandleStep = 4;
 
@@ -78,13 +95,15 @@ std::shared_ptr<const OpenKey> Resolve(HKEY handle) {
     return AllOpenKeys().Find(handle);
 }
 
-// An exception must not leave a C function; only memory can be wanting.
+// An exception must not leave a C function.
 template <typename Body>
 LSTATUS Guarded(Body body) {
     try {
         return body();
     } catch (const std::bad_alloc&) {
         return ERROR_NOT_ENOUGH_MEMORY;
+    } catch (const capi::ErrorWord& error) {
+        return static_cast<LSTATUS>(error.Word());
     }
 }
 
@@ -93,14 +112,26 @@ void AppendTerminated(const std::string& text, std::vector<BYTE>* data) {
     data->push_back(0);
 }
 
+enum class Width { kAnsi, kWide };
+
+void AppendWide(const std::string& text, std::vector<BYTE>* data) {
+    const std::wstring wide = capi::WideFromUtf8(text);
+    const auto* const bytes = reinterpret_cast<const BYTE*>(wide.c_str());
+    data->insert(data->end(), bytes, bytes + (wide.size() + 1) * sizeof(wchar_t));
+}
+
 // The value as the caller gets it.
-std::vector<BYTE> DataOf(const SettingsValue& value) {
+std::vector<BYTE> DataOf(const SettingsValue& value, Width width) {
     std::vector<BYTE> data;
     for (const std::string& text : value.texts) {
-        AppendTerminated(capi::AnsiFromUtf8(text), &data);
+        if (width == Width::kWide) {
+            AppendWide(text, &data);
+        } else {
+            AppendTerminated(capi::AnsiFromUtf8(text), &data);
+        }
     }
     if (value.type == REG_MULTI_SZ) {
-        data.push_back(0);
+        data.resize(data.size() + (width == Width::kWide ? sizeof(wchar_t) : sizeof(char)));
     } else if (value.type == REG_DWORD || value.type == REG_QWORD) {
         data.resize(value.type == REG_DWORD ? sizeof(DWORD) : sizeof(ULONGLONG));
         std::memcpy(data.data(), &value.number, data.size());
@@ -108,14 +139,15 @@ std::vector<BYTE> DataOf(const SettingsValue& value) {
     return data;
 }
 
-LSTATUS WriteData(const SettingsValue& value, LPDWORD type, LPBYTE out, LPDWORD outSize) {
+LSTATUS WriteData(const SettingsValue& value, Width width, LPDWORD type, LPBYTE out,
+                  LPDWORD outSize) {
     if (type != nullptr) {
         *type = value.type;
     }
     if (outSize == nullptr) {
         return ERROR_SUCCESS;
     }
-    const std::vector<BYTE> data = DataOf(value);
+    const std::vector<BYTE> data = DataOf(value, width);
     const auto size = static_cast<DWORD>(data.size());
     const DWORD room = std::exchange(*outSize, size);
     if (out == nullptr) {
@@ -167,11 +199,18 @@ void StoreValueFigures(const OpenKey& key, LPDWORD count, LPDWORD longestName, L
     const std::vector<SettingsValue>& values = key.Find()->values;
     for (const SettingsValue& value : values) {
         nameLength = std::max(nameLength, Length(capi::AnsiFromUtf8(value.name)));
-        dataSize = std::max(dataSize, static_cast<DWORD>(DataOf(value).size()));
+        dataSize = std::max(dataSize, static_cast<DWORD>(DataOf(value, Width::kAnsi).size()));
     }
     Store(count, static_cast<DWORD>(values.size()));
     Store(longestName, nameLength);
     Store(longest, dataSize);
+}
+
+void StoreTime(const OpenKey& key, PFILETIME where) {
+    if (where != nullptr) {
+        const ULONGLONG time = key.settings->lastWriteTime;
+        *where = {static_cast<DWORD>(time), static_cast<DWORD>(time >> 32)};
+    }
 }
 
 // The path of a name under an open key, or nothing for a name that is no path.
@@ -241,10 +280,7 @@ LSTATUS WINAPI RegQueryInfoKeyA(HKEY hKey, LPSTR lpClass, LPDWORD lpcchClass, LP
         Store(lpcbSecurityDescriptor, 0);
         StoreSubKeyFigures(*key, lpcSubKeys, lpcbMaxSubKeyLen);
         StoreValueFigures(*key, lpcValues, lpcbMaxValueNameLen, lpcbMaxValueLen);
-        if (lpftLastWriteTime != nullptr) {
-            const ULONGLONG time = key->settings->lastWriteTime;
-            *lpftLastWriteTime = {static_cast<DWORD>(time), static_cast<DWORD>(time >> 32)};
-        }
+        StoreTime(*key, lpftLastWriteTime);
         return ERROR_SUCCESS;
     });
 }
@@ -271,7 +307,7 @@ LSTATUS WINAPI RegEnumValueA(HKEY hKey, DWORD dwIndex, LPSTR lpValueName, LPDWOR
         }
         std::memcpy(lpValueName, name.c_str(), name.size() + 1);
         *lpcchValueName = Length(name);
-        return WriteData(value, lpType, lpData, lpcbData);
+        return WriteData(value, Width::kAnsi, lpType, lpData, lpcbData);
     });
 }
 
@@ -286,6 +322,90 @@ LSTATUS WINAPI RegQueryValueExA(HKEY hKey, LPCSTR lpValueName, LPDWORD lpReserve
         const std::string name = lpValueName == nullptr ? "" : capi::Utf8FromAnsi(lpValueName);
         const SettingsValue* const value = key->settings->FindValue(key->path, name);
         return value == nullptr ? ERROR_FILE_NOT_FOUND
-                                : WriteData(*value, lpType, lpData, lpcbData);
+                                : WriteData(*value, Width::kAnsi, lpType, lpData, lpcbData);
+    });
+}
+
+LSTATUS WINAPI RegQueryValueExW(HKEY hKey, LPCWSTR lpValueName, LPDWORD lpReserved, LPDWORD lpType,
+                                LPBYTE lpData, LPDWORD lpcbData) {
+    return Guarded([&]() -> LSTATUS {
+        std::shared_ptr<const OpenKey> key;
+        const LSTATUS status = CheckValueArguments(hKey, lpReserved, lpData, lpcbData, &key);
+        if (status != ERROR_SUCCESS) {
+            return status;
+        }
+        const std::string name = lpValueName == nullptr ? "" : capi::Utf8FromWide(lpValueName);
+        const SettingsValue* const value = key->settings->FindValue(key->path, name);
+        return value == nullptr ? ERROR_FILE_NOT_FOUND
+                                : WriteData(*value, Width::kWide, lpType, lpData, lpcbData);
+    });
+}
+
+LSTATUS WINAPI RegEnumKeyExA(HKEY hKey, DWORD dwIndex, LPSTR lpName, LPDWORD lpcchName,
+                             LPDWORD lpReserved, LPSTR lpClass, LPDWORD lpcchClass,
+                             PFILETIME lpftLastWriteTime) {
+    return Guarded([&]() -> LSTATUS {
+        const std::shared_ptr<const OpenKey> key = Resolve(hKey);
+        if (key == nullptr) {
+            return ERROR_INVALID_HANDLE;
+        }
+        if (lpName == nullptr || lpcchName == nullptr || lpReserved != nullptr ||
+            (lpClass != nullptr && lpcchClass == nullptr)) {
+            return ERROR_INVALID_PARAMETER;
+        }
+        if ((key->rights & KEY_ENUMERATE_SUB_KEYS) == 0) {
+            return ERROR_ACCESS_DENIED;
+        }
+        const std::vector<std::string> names = key->settings->SubKeyNames(key->path);
+        if (dwIndex >= names.size()) {
+            return ERROR_NO_MORE_ITEMS;
+        }
+        const std::string name = capi::AnsiFromUtf8(names[dwIndex]);
+        if (*lpcchName <= name.size() || (lpClass != nullptr && *lpcchClass == 0)) {
+            return ERROR_MORE_DATA;
+        }
+        std::memcpy(lpName, name.c_str(), name.size() + 1);
+        *lpcchName = Length(name);
+        if (lpClass != nullptr) {
+            *lpClass = '\0';
+        }
+        Store(lpcchClass, 0);
+        StoreTime(*key, lpftLastWriteTime);
+        return ERROR_SUCCESS;
+    });
+}
+
+LSTATUS WINAPI RegNotifyChangeKeyValue(HKEY hKey, BOOL bWatchSubtree, DWORD dwNotifyFilter,
+                                       HANDLE hEvent, BOOL fAsynchronous) {
+    return Guarded([&]() -> LSTATUS {
+        constexpr DWORD kFilters = REG_NOTIFY_CHANGE_NAME | REG_NOTIFY_CHANGE_ATTRIBUTES |
+                                   REG_NOTIFY_CHANGE_LAST_SET | REG_NOTIFY_CHANGE_SECURITY;
+        const std::shared_ptr<const OpenKey> key = Resolve(hKey);
+        if (key == nullptr) {
+            return ERROR_INVALID_HANDLE;
+        }
+        if (dwNotifyFilter == 0 || (dwNotifyFilter & ~kFilters) != 0 ||
+            (fAsynchronous && hEvent == nullptr)) {
+            return ERROR_INVALID_PARAMETER;
+        }
+        if ((key->rights & KEY_NOTIFY) == 0) {
+            return ERROR_ACCESS_DENIED;
+        }
+        const std::shared_ptr<capi::Event> event =
+            fAsynchronous ? capi::FindEvent(hEvent) : std::make_shared<capi::Event>(true, false);
+        if (event == nullptr) {
+            return ERROR_INVALID_HANDLE;
+        }
+        event->SignalOnChange(std::make_shared<capi::SettingsWatch>(
+            capi::SettingsWatch::Subject{key->settings, key->path, bWatchSubtree != FALSE,
+                                         (dwNotifyFilter & REG_NOTIFY_CHANGE_LAST_SET) != 0,
+                                         (dwNotifyFilter & REG_NOTIFY_CHANGE_NAME) != 0},
+            [hKey](std::shared_ptr<const Settings> now) {
+                return IsRoot(hKey) || AllOpenKeys().Refresh(hKey, std::move(now));
+            }));
+        if (!fAsynchronous) {
+            event->Wait(std::nullopt);
+        }
+        return ERROR_SUCCESS;
     });
 }

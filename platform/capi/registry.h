@@ -30,6 +30,11 @@ typedef DWORD REGSAM;
 #define KEY_WOW64_32KEY 0x0200
 #define KEY_READ 0x20019
 
+#define REG_NOTIFY_CHANGE_NAME 0x1
+#define REG_NOTIFY_CHANGE_ATTRIBUTES 0x2
+#define REG_NOTIFY_CHANGE_LAST_SET 0x4
+#define REG_NOTIFY_CHANGE_SECURITY 0x8
+
 #define REG_NONE 0
 #define REG_SZ 1
 #define REG_EXPAND_SZ 2
@@ -76,5 +81,29 @@ VLXCAPI LSTATUS WINAPI RegEnumValueA(HKEY hKey, DWORD dwIndex, LPSTR lpValueName
  * ERROR_FILE_NOT_FOUND where there is none. */
 VLXCAPI LSTATUS WINAPI RegQueryValueExA(HKEY hKey, LPCSTR lpValueName, LPDWORD lpReserved,
                                         LPDWORD lpType, LPBYTE lpData, LPDWORD lpcbData);
+
+/* The same with wide names and text: sizes of text are in bytes of wide characters. */
+VLXCAPI LSTATUS WINAPI RegQueryValueExW(HKEY hKey, LPCWSTR lpValueName, LPDWORD lpReserved,
+                                        LPDWORD lpType, LPBYTE lpData, LPDWORD lpcbData);
+
+/* The key under `hKey` at `dwIndex`, by name; the key needs KEY_ENUMERATE_SUB_KEYS. `*lpcchName` is
+ * the room with the terminator and becomes the length without it. There is no class: its text is
+ * empty. ERROR_NO_MORE_ITEMS past the last; ERROR_MORE_DATA where the name does not fit;
+ * ERROR_ACCESS_DENIED; ERROR_INVALID_PARAMETER; ERROR_INVALID_HANDLE. */
+VLXCAPI LSTATUS WINAPI RegEnumKeyExA(HKEY hKey, DWORD dwIndex, LPSTR lpName, LPDWORD lpcchName,
+                                     LPDWORD lpReserved, LPSTR lpClass, LPDWORD lpcchClass,
+                                     PFILETIME lpftLastWriteTime);
+
+/* Signals `hEvent` once when the key's values (REG_NOTIFY_CHANGE_LAST_SET) or the names of the keys
+ * under it (REG_NOTIFY_CHANGE_NAME) are no longer those that the key was opened with; those below
+ * count too with `bWatchSubtree`. When a wait sees the signal, the key holds the settings as they
+ * are then; a key that the file has no longer is empty. The next change needs a new call. Closing
+ * the key or the event ends the watch. Without `fAsynchronous` the call itself waits, and `hEvent`
+ * is not used.
+ *
+ * The key needs KEY_NOTIFY, else ERROR_ACCESS_DENIED; ERROR_INVALID_PARAMETER for no filter or
+ * another one, or a missing event; ERROR_INVALID_HANDLE for a wrong key or event. */
+VLXCAPI LSTATUS WINAPI RegNotifyChangeKeyValue(HKEY hKey, BOOL bWatchSubtree, DWORD dwNotifyFilter,
+                                               HANDLE hEvent, BOOL fAsynchronous);
 
 VLXCAPI_END

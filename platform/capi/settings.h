@@ -17,6 +17,8 @@ struct SettingsValue {
     DWORD type = 0;
     ULONGLONG number = 0;
     std::vector<std::string> texts;
+
+    bool operator==(const SettingsValue&) const = default;
 };
 
 // The names under which the two roots stand.

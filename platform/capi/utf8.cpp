@@ -88,4 +88,24 @@ NarrowCharacter EncodeUtf8(wchar_t character) {
     return result;
 }
 
+std::wstring WideFromUtf8(std::string_view text) {
+    std::wstring wide;
+    while (!text.empty()) {
+        const Utf8Character next = DecodeUtf8(text);
+        wide += next.isValid ? next.character : kReplacementCharacter;
+        text.remove_prefix(next.size);
+    }
+    return wide;
+}
+
+std::string Utf8FromWide(std::wstring_view text) {
+    std::string narrow;
+    for (const wchar_t character : text) {
+        const NarrowCharacter octets =
+            EncodeUtf8(IsUnicodeScalar(character) ? character : kReplacementCharacter);
+        narrow.append(octets.Bytes().begin(), octets.Bytes().end());
+    }
+    return narrow;
+}
+
 }  // namespace capi

@@ -4,6 +4,7 @@
 #include <array>
 #include <cstddef>
 #include <span>
+#include <string>
 #include <string_view>
 
 namespace capi {
@@ -33,5 +34,9 @@ struct NarrowCharacter {
 
 // `character` is a Unicode scalar.
 NarrowCharacter EncodeUtf8(wchar_t character);
+
+// Whole texts; what has no form on the other side becomes the replacement character.
+std::wstring WideFromUtf8(std::string_view text);
+std::string Utf8FromWide(std::wstring_view text);
 
 }  // namespace capi

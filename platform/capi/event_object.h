@@ -1,0 +1,51 @@
+// The objects behind event handles.
+#pragma once
+
+#include <chrono>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <vector>
+
+#include "capi/events.h"
+#include "capi/state_files.h"
+
+namespace capi {
+
+// Something whose change signals an event, looked at by whoever waits, so that no thread has to be
+// started for it.
+class ChangeSource {
+  public:
+    virtual ~ChangeSource() = default;
+    // Readable where there may be a change.
+    virtual int Descriptor() const = 0;
+    enum class Outcome { kNothing, kChanged, kEnded };
+    virtual Outcome Look() = 0;
+};
+
+class Event {
+  public:
+    Event(bool isManual, bool isSignalled);
+
+    void Set() const;
+    void Reset() const;
+    // Signals once when the source changes, and forgets it.
+    void SignalOnChange(const std::shared_ptr<ChangeSource>& source);
+    // Without a limit: until it is signalled.
+    bool Wait(std::optional<std::chrono::milliseconds> limit);
+
+  private:
+    std::vector<std::shared_ptr<ChangeSource>> Sources();
+    void LookAt(const std::shared_ptr<ChangeSource>& source);
+    bool Take() const;
+
+    const bool isManual_;
+    const FileDescriptor counter_;
+    std::mutex mutex_;
+    std::vector<std::shared_ptr<ChangeSource>> sources_;
+};
+
+// Null for a handle that is no open event.
+std::shared_ptr<Event> FindEvent(HANDLE handle);
+
+}  // namespace capi

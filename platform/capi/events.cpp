@@ -1,0 +1,199 @@
+#include "capi/events.h"
+
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <map>
+#include <utility>
+
+#include "capi/calls.h"
+#include "capi/event_object.h"
+
+namespace capi {
+
+namespace {
+
+int MakeCounter(bool isSignalled) {
+    const int descriptor = eventfd(isSignalled ? 1 : 0, EFD_CLOEXEC | EFD_NONBLOCK);
+    if (descriptor < 0) {
+        ThrowWord(WordOfErrno(errno));
+    }
+    return descriptor;
+}
+
+class OpenEvents {
+  public:
+    HANDLE Add(std::shared_ptr<Event> event) {
+        const std::lock_guard lock(mutex_);
+        // Never the same twice, so that a closed handle stays a wrong one.
+        next_ += 4;
+        auto* const handle = reinterpret_cast<HANDLE>(next_);
+        events_.emplace(handle, std::move(event));
+        return handle;
+    }
+    std::shared_ptr<Event> Find(HANDLE handle) {
+        const std::lock_guard lock(mutex_);
+        const auto found = events_.find(handle);
+        return found == events_.end() ? nullptr : found->second;
+    }
+    bool Remove(HANDLE handle) {
+        const std::lock_guard lock(mutex_);
+        return events_.erase(handle) != 0;
+    }
+
+  private:
+    std::mutex mutex_;
+    std::map<HANDLE, std::shared_ptr<Event>> events_;
+    ULONG_PTR next_ = 0x100;
+};
+
+// Outlives every caller, those in other libraries' destructors too.
+OpenEvents& AllEvents() {
+    static OpenEvents& events = *std::make_unique<OpenEvents>().release();
+    return events;
+}
+
+std::shared_ptr<Event> RequireEvent(HANDLE handle) {
+    std::shared_ptr<Event> event = AllEvents().Find(handle);
+    Require(event != nullptr, ERROR_INVALID_HANDLE);
+    return event;
+}
+
+using Clock = std::chrono::steady_clock;
+
+int PollTime(std::optional<Clock::time_point> end) {
+    if (!end.has_value()) {
+        return -1;
+    }
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(*end - Clock::now()).count();
+    return static_cast<int>(std::clamp<std::int64_t>(left, 0, INT_MAX));
+}
+
+}  // namespace
+
+Event::Event(bool isManual, bool isSignalled)
+    : isManual_(isManual), counter_(MakeCounter(isSignalled)) {}
+
+void Event::Set() const {
+    // A full counter is signalled already.
+    const std::uint64_t one = 1;
+    static_cast<void>(!write(counter_.Get(), &one, sizeof(one)));
+}
+
+void Event::Reset() const {
+    Take();
+}
+
+bool Event::Take() const {
+    std::uint64_t count = 0;
+    return read(counter_.Get(), &count, sizeof(count)) == sizeof(count);
+}
+
+void Event::SignalOnChange(const std::shared_ptr<ChangeSource>& source) {
+    {
+        const std::lock_guard lock(mutex_);
+        sources_.push_back(source);
+    }
+    // What changed before the watch began.
+    LookAt(source);
+}
+
+std::vector<std::shared_ptr<ChangeSource>> Event::Sources() {
+    const std::lock_guard lock(mutex_);
+    return sources_;
+}
+
+void Event::LookAt(const std::shared_ptr<ChangeSource>& source) {
+    const std::lock_guard lock(mutex_);
+    const auto place = std::ranges::find(sources_, source);
+    if (place == sources_.end()) {
+        return;
+    }
+    const ChangeSource::Outcome outcome = source->Look();
+    if (outcome != ChangeSource::Outcome::kNothing) {
+        sources_.erase(place);
+    }
+    if (outcome == ChangeSource::Outcome::kChanged) {
+        Set();
+    }
+}
+
+bool Event::Wait(std::optional<std::chrono::milliseconds> limit) {
+    const std::optional<Clock::time_point> end =
+        limit.has_value() ? std::optional(Clock::now() + *limit) : std::nullopt;
+    for (;;) {
+        const std::vector<std::shared_ptr<ChangeSource>> sources = Sources();
+        std::vector<pollfd> polled{{counter_.Get(), POLLIN, 0}};
+        for (const std::shared_ptr<ChangeSource>& source : sources) {
+            polled.push_back({source->Descriptor(), POLLIN, 0});
+        }
+        const int ready = poll(polled.data(), polled.size(), PollTime(end));
+        if (ready < 0 && errno != EINTR) {
+            ThrowWord(WordOfErrno(errno));
+        }
+        for (std::size_t i = 0; ready > 0 && i < sources.size(); ++i) {
+            if (polled[i + 1].revents != 0) {
+                LookAt(sources[i]);
+            }
+        }
+        pollfd counter{counter_.Get(), POLLIN, 0};
+        if (poll(&counter, 1, 0) == 1 && (isManual_ || Take())) {
+            return true;
+        }
+        if (end.has_value() && Clock::now() >= *end) {
+            return false;
+        }
+    }
+}
+
+std::shared_ptr<Event> FindEvent(HANDLE handle) {
+    return AllEvents().Find(handle);
+}
+
+}  // namespace capi
+
+using capi::Answer;
+
+HANDLE WINAPI CreateEventA(LPSECURITY_ATTRIBUTES /*lpEventAttributes*/, BOOL bManualReset,
+                           BOOL bInitialState, LPCSTR lpName) {
+    return Answer<HANDLE>(nullptr, [&] {
+        capi::Require(lpName == nullptr, ERROR_NOT_SUPPORTED);
+        return capi::AllEvents().Add(
+            std::make_shared<capi::Event>(bManualReset != FALSE, bInitialState != FALSE));
+    });
+}
+
+BOOL WINAPI SetEvent(HANDLE hEvent) {
+    return Answer<BOOL>(FALSE, [&] {
+        capi::RequireEvent(hEvent)->Set();
+        return TRUE;
+    });
+}
+
+BOOL WINAPI ResetEvent(HANDLE hEvent) {
+    return Answer<BOOL>(FALSE, [&] {
+        capi::RequireEvent(hEvent)->Reset();
+        return TRUE;
+    });
+}
+
+DWORD WINAPI WaitForSingleObject(HANDLE hHandle, DWORD dwMilliseconds) {
+    return Answer<DWORD>(WAIT_FAILED, [&] {
+        const auto limit = dwMilliseconds == INFINITE
+                               ? std::nullopt
+                               : std::optional(std::chrono::milliseconds(dwMilliseconds));
+        return capi::RequireEvent(hHandle)->Wait(limit) ? DWORD{WAIT_OBJECT_0}
+                                                        : DWORD{WAIT_TIMEOUT};
+    });
+}
+
+BOOL WINAPI CloseHandle(HANDLE hObject) {
+    return Answer<BOOL>(FALSE, [&] {
+        capi::Require(capi::AllEvents().Remove(hObject), ERROR_INVALID_HANDLE);
+        return TRUE;
+    });
+}

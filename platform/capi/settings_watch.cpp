@@ -1,0 +1,97 @@
+#include "capi/settings_watch.h"
+
+#include <sys/inotify.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <filesystem>
+#include <utility>
+#include <vector>
+
+#include "capi/calls.h"
+#include "capi/settings_file.h"
+
+namespace capi {
+
+namespace {
+
+int MakeNotifier() {
+    const int descriptor = inotify_init1(IN_CLOEXEC | IN_NONBLOCK);
+    if (descriptor < 0) {
+        ThrowWord(WordOfErrno(errno));
+    }
+    return descriptor;
+}
+
+bool HaveSameValues(const Settings& before, const Settings& now, const std::string& path) {
+    const Settings::Key* const old = before.FindKey(path);
+    const Settings::Key* const current = now.FindKey(path);
+    static const std::vector<SettingsValue> kNone;
+    return (old == nullptr ? kNone : old->values) == (current == nullptr ? kNone : current->values);
+}
+
+}  // namespace
+
+SettingsWatch::SettingsWatch(Subject subject, OnChange onChange)
+    : subject_(std::move(subject)), onChange_(std::move(onChange)), notifier_(MakeNotifier()) {
+    WatchFolders();
+}
+
+// The file's folder, or while it is not there the nearest one above, in which it may appear.
+void SettingsWatch::WatchFolders() const {
+    constexpr std::uint32_t kEvents = IN_CLOSE_WRITE | IN_MOVED_TO | IN_MOVED_FROM | IN_DELETE |
+                                      IN_CREATE | IN_MOVE_SELF | IN_DELETE_SELF;
+    std::filesystem::path folder = std::filesystem::path(SettingsPath()).parent_path();
+    if (folder.empty()) {
+        folder = ".";
+    }
+    while (inotify_add_watch(notifier_.Get(), folder.c_str(), kEvents) < 0 &&
+           folder.has_parent_path() && folder != folder.parent_path()) {
+        folder = folder.parent_path();
+    }
+}
+
+bool SettingsWatch::HasChanged(const Settings& now) const {
+    const Settings& before = *subject_.settings;
+    std::vector<std::string> pending{subject_.path};
+    while (!pending.empty()) {
+        const std::string path = std::move(pending.back());
+        pending.pop_back();
+        const std::vector<std::string> names = before.SubKeyNames(path);
+        const bool areNamesSame = names == now.SubKeyNames(path);
+        if ((subject_.isForValues && !HaveSameValues(before, now, path)) ||
+            (subject_.isForNames && !areNamesSame)) {
+            return true;
+        }
+        if (subject_.isWithSubtree) {
+            if (subject_.isForValues && !areNamesSame) {
+                return true;
+            }
+            for (const std::string& name : names) {
+                pending.push_back(path + '\\' + name);
+            }
+        }
+    }
+    return false;
+}
+
+ChangeSource::Outcome SettingsWatch::Look() {
+    std::array<char, 4096> events{};
+    while (read(notifier_.Get(), events.data(), events.size()) > 0) {
+    }
+    // Before the look at the file, so that no change falls between the two.
+    WatchFolders();
+    std::shared_ptr<const Settings> now = CurrentSettings();
+    if (!HasChanged(*now)) {
+        return Outcome::kNothing;
+    }
+    if (now->FindKey(subject_.path) == nullptr) {
+        auto withKey = std::make_shared<Settings>(*now);
+        withKey->AddKey(subject_.path);
+        now = std::move(withKey);
+    }
+    return onChange_(std::move(now)) ? Outcome::kChanged : Outcome::kEnded;
+}
+
+}  // namespace capi
