@@ -17,7 +17,8 @@ inline constexpr std::uint32_t kIndefiniteTotal = 0xFFFFFFFF;
 
 // Reads the length octets at the start of `octets`. `*total` counts them and the value, wraps at 32
 // bits and must not pass `limit`. Answers 1, or 0 with `*total` untouched; for the indefinite form
-// alone 0 with `*total` set to kIndefiniteTotal.
+// alone 0 with `*total` set to kIndefiniteTotal, so that a length which adds up to that number is
+// refused and not taken for it.
 int DecodeDerLength(std::span<const std::uint8_t> octets, std::uint32_t limit, std::uint32_t* value,
                     std::uint32_t* total);
 
@@ -25,7 +26,8 @@ int DecodeDerLength(std::span<const std::uint8_t> octets, std::uint32_t limit, s
 // of the element read before and `scopeLength`, `scopeStart` tell the scope; on success `tag`,
 // `indefinite`, `contentLength` and `offset` are set and `*cursor` stands at the first octet of the
 // value. The length of an indefinite element is an estimate from the end of the scope. Answers 0,
-// with `*cursor` untouched, when the scope or the document ends in the header.
+// with `*cursor` untouched and those fields of `*node` without meaning, when the scope or the
+// document ends in the header.
 int ReadDerHeader(std::span<const std::uint8_t> document, std::uint32_t* cursor, DerNode* node);
 
 }  // namespace pkisdk

@@ -1,6 +1,7 @@
 #include "derlist/der_parser.h"
 
 #include <span>
+#include <stdexcept>
 #include <utility>
 #include <vector>
 
@@ -120,7 +121,9 @@ void Parser::Add(Blob content) {
     } else {
         scopes_.back().filled += EncodedNodeSize(read);
     }
-    out_->AppendAsRead(std::move(read));
+    if (!out_->AppendAsRead(std::move(read))) {
+        throw std::length_error("list<T> too long");
+    }
 }
 
 // Sets depth and scope for what follows a leaf: the innermost scope that has room.

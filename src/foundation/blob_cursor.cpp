@@ -14,7 +14,7 @@ bool AtEnd(const IBlob& blob, std::int32_t position) {
 }  // namespace
 
 std::uint8_t* BlobCursor::Current() const {
-    return position < 0 ? nullptr : blob->GetData() + position;
+    return position < 0 || blob->IsEmpty() ? nullptr : blob->GetData() + position;
 }
 
 BlobCursor& BlobCursor::Advance(std::int32_t count) {

@@ -1,4 +1,4 @@
-// Owners of provider handles: each releases what it holds on every path.
+// Owners of the platform's handles: each releases what it holds on every path.
 #pragma once
 
 #include <utility>
@@ -63,8 +63,14 @@ struct ProviderHashTraits {
     static void Release(Handle handle) { CryptDestroyHash(handle); }
 };
 
+struct RegistryKeyTraits {
+    using Handle = HKEY;
+    static void Release(Handle handle) { RegCloseKey(handle); }
+};
+
 using ProviderContext = HandleGuard<ProviderContextTraits>;
 using ProviderKey = HandleGuard<ProviderKeyTraits>;
 using ProviderHash = HandleGuard<ProviderHashTraits>;
+using RegistryKey = HandleGuard<RegistryKeyTraits>;
 
 }  // namespace pkisdk

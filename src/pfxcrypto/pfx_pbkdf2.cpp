@@ -167,18 +167,19 @@ int PfxPbkdf2(HCRYPTPROV provider, ALG_ID hashAlgorithm, ALG_ID keyAlgorithm, co
         SetLastError(static_cast<DWORD>(NTE_INVALID_PARAMETER));
         return 0;
     }
-    output->Assign(nullptr, outputLength);
     DWORD error = 0;
     {
         Derivation derivation(provider, hashAlgorithm);
-        if (derivation.SetPassword(keyAlgorithm, password) &&
-            derivation.Run(salt, EffectiveIterations(iterations),
-                           {output->GetData(), outputLength})) {
-            return 1;
+        if (derivation.SetPassword(keyAlgorithm, password)) {
+            output->Assign(nullptr, outputLength);
+            if (derivation.Run(salt, EffectiveIterations(iterations),
+                               {output->GetData(), outputLength})) {
+                return 1;
+            }
         }
         error = GetLastError();
     }
-    SecureZeroMemory(output->GetData(), outputLength);
+    SecureZeroMemory(output->GetData(), static_cast<SIZE_T>(output->GetSize()));
     SetLastError(error);
     return 0;
 }

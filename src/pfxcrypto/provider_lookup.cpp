@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "pfxcrypto/handle_guards.h"
+
 namespace pkisdk {
 
 namespace {
@@ -56,16 +58,15 @@ int ReadRegistryValueByName(HKEY key, [[maybe_unused]] const char* name, IBlob* 
 std::uint32_t FindProviderType(const char* providerName) {
     std::uint32_t type = kProviderTypeNotFound;
     const std::string path = std::string(kProvidersKey) + providerName;
-    HKEY key = nullptr;
-    if (RegOpenKeyExA(HKEY_LOCAL_MACHINE, path.c_str(), 0, KEY_READ, &key) != ERROR_SUCCESS) {
+    RegistryKey key;
+    if (RegOpenKeyExA(HKEY_LOCAL_MACHINE, path.c_str(), 0, KEY_READ, key.Put()) != ERROR_SUCCESS) {
         return type;
     }
     Blob data;
-    if (ReadRegistryValueByName(key, kTypeValue, &data) != 0 && !data.IsEmpty()) {
+    if (ReadRegistryValueByName(key.Get(), kTypeValue, &data) != 0 && !data.IsEmpty()) {
         type = 0;
         std::memcpy(&type, data.GetData(), std::min<std::size_t>(sizeof type, data.GetSize()));
     }
-    RegCloseKey(key);
     return type;
 }
 

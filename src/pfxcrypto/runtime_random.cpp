@@ -1,6 +1,7 @@
 #include "pfxcrypto/runtime_random.h"
 
 #include <cstdlib>
+#include <utility>
 
 #include "platform/cryptoapi.h"
 #include "platform/runtime_random.h"

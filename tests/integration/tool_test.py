@@ -101,6 +101,7 @@ class Verify(unittest.TestCase):
         self.expect(run("verify", DOCUMENT, "--pass-stdin", stdin=b""), 3, "", "1 to 32 bytes")
         self.expect(run("verify", DOCUMENT, "--pass-stdin", stdin=b"p" * 33), 3, "",
                     "1 to 32 bytes")
+        self.expect(run("verify", DOCUMENT, "--pass-stdin", stdin=b"p" * 5000), 3, "", "too long")
 
     def test_text_forms_and_standard_input(self):
         der = DOCUMENT.read_bytes()
@@ -132,6 +133,15 @@ class Verify(unittest.TestCase):
         self.expect(result, 6, "", "asks for 3 iterations; --max-iterations allows 2")
         self.expect(run("verify", DOCUMENT, "--pass-file", PASSWORD_FILE, "--max-iterations", "3"),
                     0)
+
+    def test_a_count_of_zero_is_the_default_of_2000(self):
+        zero = DOCUMENT.read_bytes()
+        self.assertEqual(zero[-3:], b"\x02\x01\x03")
+        zero = self.file("zero", zero[:-1] + b"\x00")
+        self.expect(run("verify", zero, "--pass-file", PASSWORD_FILE, "--max-iterations", "1999"),
+                    6, "", "asks for 2000 iterations")
+        self.expect(run("verify", zero, "--pass-file", PASSWORD_FILE, "--max-iterations", "2000"),
+                    3)
 
     def test_files_that_cannot_be_read(self):
         self.expect(run("verify", "/nonexistent", "--pass-file", PASSWORD_FILE), 7, "",
@@ -200,6 +210,31 @@ class Info(unittest.TestCase):
         self.assertEqual([part["kind"] for part in report["parts"]],
                          ["encryptedContent", "keyBag"])
         self.assertEqual(report["parts"][1]["encryption"]["cipher"], "GOST 28147-89")
+
+    def test_a_password_is_checked_where_a_source_is_named(self):
+        result = run("info", DOCUMENT, "--pass-file", PASSWORD_FILE)
+        self.assertEqual(result.returncode, 0, result)
+        self.assertIn("password:  fits", result.stdout.decode().splitlines())
+        report = json.loads(run("info", DOCUMENT, "--json", "--pass-file", PASSWORD_FILE).stdout)
+        self.assertIs(report["fits"], True)
+        result = run("info", DOCUMENT, "--pass-stdin", stdin=b"wrong")
+        self.assertEqual((result.returncode, result.stdout), (3, b""))
+
+    def test_tree_shows_every_element_with_its_offset(self):
+        document = bytes.fromhex("300f 020105 06032a0304 800204ff 0101ff")
+        result = run("info", "-", "--tree", stdin=document)
+        self.assertEqual(result.returncode, 0, result)
+        self.assertEqual(result.stdout.decode().splitlines(), [
+            "       0 SEQUENCE, 15",
+            "       2   INTEGER, 1: 5",
+            "       5   OBJECT IDENTIFIER, 3: 1.2.3.4",
+            "      10   [0], 2: 04FF",
+            "      14   BOOLEAN, 1: FF"])
+        report = json.loads(run("info", "-", "--tree", "--json", stdin=document).stdout)
+        self.assertEqual(report["tree"][1], {"offset": 2, "depth": 1, "type": "INTEGER",
+                                             "length": 1, "value": "5"})
+        self.assertEqual(len(report["tree"]), 5)
+        self.assertEqual(run("info", "-", "--tree", stdin=b"\x30\x05\x02").returncode, 4)
 
     def test_what_is_no_document(self):
         for content in (b"", b"hello", b"\x30\x03\x02\x01\x03", bytes(100)):

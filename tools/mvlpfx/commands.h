@@ -19,6 +19,9 @@ struct CommonOptions {
 struct InfoOptions {
     CommonOptions common;
     std::string file;
+    // Checked where a source is named; never asked for.
+    PasswordOptions password;
+    bool tree = false;
 };
 
 struct VerifyOptions {
@@ -27,7 +30,7 @@ struct VerifyOptions {
     PasswordOptions password;
 };
 
-// Shows a document's outline, for which no password is needed.
+// Shows a document's outline, or its every element, for which no password is needed.
 void RunInfo(const InfoOptions& options);
 
 // Checks the password against the document's integrity value.

@@ -3,7 +3,9 @@
 #include "mvlpfx/commands.h"
 #include "mvlpfx/document_file.h"
 #include "mvlpfx/document_outline.h"
+#include "mvlpfx/password_check.h"
 #include "mvlpfx/report.h"
+#include "mvlpfx/tree_view.h"
 
 namespace mvlpfx {
 
@@ -49,10 +51,13 @@ nlohmann::ordered_json JsonOf(const PartOutline& part) {
     return json;
 }
 
-void PrintJsonOutline(const std::string& file, const DocumentOutline& outline) {
+void PrintJsonOutline(const InfoOptions& options, const DocumentOutline& outline) {
     auto report = JsonReport("info");
-    report["subject"] = file;
+    report["subject"] = options.file;
     report["exitCode"] = 0;
+    if (options.password.IsNamed()) {
+        report["fits"] = true;
+    }
     report["version"] = outline.version;
     report["mac"] = nullptr;
     if (outline.mac.present) {
@@ -84,7 +89,7 @@ std::string Sentence(const EncryptionOutline& encryption) {
     return text;
 }
 
-void PrintTextOutline(const DocumentOutline& outline) {
+void PrintTextOutline(const InfoOptions& options, const DocumentOutline& outline) {
     std::printf("version:   %llu\n", static_cast<unsigned long long>(outline.version));
     if (outline.mac.present) {
         std::printf("integrity: %s%s, %llu iterations, salt of %u bytes, value of %u bytes\n",
@@ -94,6 +99,9 @@ void PrintTextOutline(const DocumentOutline& outline) {
                     outline.mac.macLength);
     } else {
         std::printf("integrity: none\n");
+    }
+    if (options.password.IsNamed()) {
+        std::printf("password:  fits\n");
     }
     for (const PartOutline& part : outline.parts) {
         if (part.kind == PartKind::kOtherBag) {
@@ -105,14 +113,34 @@ void PrintTextOutline(const DocumentOutline& outline) {
     }
 }
 
+void PrintTreeReport(const InfoOptions& options, const std::vector<TreeLine>& lines) {
+    if (options.common.json) {
+        auto report = JsonReport("info");
+        report["subject"] = options.file;
+        report["exitCode"] = 0;
+        report["tree"] = JsonOfTree(lines);
+        PrintJson(report);
+    } else if (!options.common.quiet) {
+        PrintTree(lines);
+    }
+}
+
 }  // namespace
 
 void RunInfo(const InfoOptions& options) {
-    const DocumentOutline outline = OutlineDocument(ReadDocument(options.file));
+    auto bytes = ReadDocument(options.file);
+    if (options.password.IsNamed()) {
+        CheckPassword(&bytes, options.file, options.password, options.common);
+    }
+    if (options.tree) {
+        PrintTreeReport(options, TreeOf(bytes));
+        return;
+    }
+    const DocumentOutline outline = OutlineDocument(bytes);
     if (options.common.json) {
-        PrintJsonOutline(options.file, outline);
+        PrintJsonOutline(options, outline);
     } else if (!options.common.quiet) {
-        PrintTextOutline(outline);
+        PrintTextOutline(options, outline);
     }
 }
 

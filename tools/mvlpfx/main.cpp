@@ -29,9 +29,9 @@ void AddCommonOptions(CLI::App* command, mvlpfx::CommonOptions* options) {
         ->capture_default_str();
 }
 
-void AddPasswordOptions(CLI::App* command, mvlpfx::PasswordOptions* options) {
-    auto* sources = command->add_option_group(
-        "Password", "One source; without any it is asked for on the terminal");
+void AddPasswordOptions(CLI::App* command, mvlpfx::PasswordOptions* options,
+                        const std::string& description) {
+    auto* sources = command->add_option_group("Password", description);
     sources->add_option("--pass-file", options->file, "First line of this file");
     sources->add_option("--pass-fd", options->descriptor, "First line of this open descriptor");
     sources->add_option("--pass-env", options->environment, "Value of this environment variable");
@@ -76,7 +76,10 @@ int main(int argc, char** argv) {
     auto* infoCommand = app.add_subcommand("info", "Show what a document holds");
     infoCommand->add_option("FILE", info.file, "The document, or - for standard input")->required();
     infoCommand->footer("Example: mvlpfx info backup.pfx");
+    infoCommand->add_flag("--tree", info.tree, "Show every element, with its offset");
     AddCommonOptions(infoCommand, &info.common);
+    AddPasswordOptions(infoCommand, &info.password,
+                       "One source of a password to check; it is not asked for");
 
     mvlpfx::VerifyOptions verify;
     auto* verifyCommand = app.add_subcommand("verify", "Check a password against a document");
@@ -84,7 +87,8 @@ int main(int argc, char** argv) {
         ->required();
     verifyCommand->footer("Example: mvlpfx verify backup.pfx --pass-file password.txt");
     AddCommonOptions(verifyCommand, &verify.common);
-    AddPasswordOptions(verifyCommand, &verify.password);
+    AddPasswordOptions(verifyCommand, &verify.password,
+                       "One source; without any it is asked for on the terminal");
 
     try {
         app.parse(argc, argv);

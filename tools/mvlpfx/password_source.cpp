@@ -54,7 +54,8 @@ Secret<char> ReadLine(int fd, const std::string& what) {
             break;
         }
         if (line.Text().size() == kLongestLine) {
-            throw ToolError(ExitCode::kMalformed, "the password from " + what + " is too long");
+            throw ToolError(ExitCode::kWrongPassword, "the password from " + what + " is too long",
+                            ERROR_INVALID_PASSWORD);
         }
         line.Text().push_back(byte);
     }

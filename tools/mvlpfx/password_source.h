@@ -14,12 +14,14 @@ struct PasswordOptions {
     std::optional<int> descriptor;
     std::optional<std::string> environment;
     bool standardInput = false;
+
+    bool IsNamed() const { return file || descriptor || environment || standardInput; }
 };
 
 // The first line of the source, without its line end, read as text of the user's locale. On the
 // terminal it is asked for without echo.
 // Throws ToolError: kFile when the source can't be read, kUsage when an environment variable is not
-// set or when there is neither a source nor a terminal, kMalformed for a line over 4096 bytes.
+// set or when there is neither a source nor a terminal, kWrongPassword for a line over 4096 bytes.
 Secret<wchar_t> ReadPassword(const PasswordOptions& options, const std::string& prompt);
 
 }  // namespace mvlpfx

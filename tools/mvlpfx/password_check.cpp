@@ -1,0 +1,72 @@
+#include "mvlpfx/password_check.h"
+
+#include "mvlpfx/document_outline.h"
+#include "mvlpfx/error_words.h"
+#include "mvlpfx/exit_codes.h"
+#include "mvlpfx/mvlpfx.h"
+#include "mvlpfx/spinner.h"
+
+namespace mvlpfx {
+
+namespace {
+
+// A count of 0 stands for the module's default.
+constexpr std::uint64_t kIterationsForZero = 2000;
+
+void CheckIterations(std::uint64_t count, std::uint64_t allowed) {
+    const std::uint64_t iterations = count == 0 ? kIterationsForZero : count;
+    if (iterations > allowed) {
+        throw ToolError(ExitCode::kTooManyIterations,
+                        "the document asks for " + std::to_string(iterations) +
+                            " iterations; --max-iterations allows " + std::to_string(allowed));
+    }
+}
+
+void CheckMac(const MacOutline& mac, std::uint64_t maxIterations) {
+    if (!mac.present) {
+        throw ToolError(ExitCode::kMalformed,
+                        "the document has no integrity value (MacData) to check the password by",
+                        static_cast<DWORD>(NTE_BAD_DATA));
+    }
+    if (!mac.digestKnown) {
+        throw ToolError(ExitCode::kUnsupported,
+                        "the digest algorithm of the integrity value is " + mac.digestName +
+                            ", which is not one of the provider's",
+                        static_cast<DWORD>(CRYPT_E_NOT_FOUND));
+    }
+    CheckIterations(mac.iterations, maxIterations);
+}
+
+// The last error, or 0 when the password fits. The derivation runs on its own thread, whose last
+// error it is.
+DWORD VerifyDocument(std::vector<std::uint8_t>* bytes, const Secret<wchar_t>& password,
+                     bool quiet) {
+    const PfxBlob document{static_cast<DWORD>(bytes->size()), bytes->data()};
+    DWORD error = 0;
+    RunWithSpinner(
+        [&] {
+            if (!UzVerifyPswPFX(&document, password.Text().c_str())) {
+                error = GetLastError();
+            }
+        },
+        quiet);
+    return error;
+}
+
+}  // namespace
+
+void CheckPassword(std::vector<std::uint8_t>* bytes, const std::string& file,
+                   const PasswordOptions& source, const CommonOptions& common) {
+    if (file == "-" && source.standardInput) {
+        throw ToolError(ExitCode::kUsage, "document and password can't both be standard input");
+    }
+    CheckMac(OutlineMac(*bytes), common.maxIterations);
+    const auto password = ReadPassword(source, "Password for " + file + ": ");
+    const DWORD error = VerifyDocument(bytes, password, common.quiet);
+    if (error != 0) {
+        const ErrorWord word = DescribeErrorWord(error);
+        throw ToolError(word.exitCode, word.meaning, error);
+    }
+}
+
+}  // namespace mvlpfx
