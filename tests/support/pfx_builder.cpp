@@ -56,7 +56,7 @@ Bytes NestedSequences(std::size_t depth) {
 }
 
 Bytes PfxBuilder::AuthSafe() const {
-    return Element(0x30, DataContentInfo(content));
+    return authSafe.empty() ? Element(0x30, DataContentInfo(content)) : authSafe;
 }
 
 Bytes PfxBuilder::MacData() const {
@@ -68,7 +68,8 @@ Bytes PfxBuilder::MacData() const {
     if (saltElement) {
         saltField = saltElement(saltField);
     }
-    const Bytes algorithm = Element(0x30, Join({Element(0x06, digestOid), Element(0x05, {})}));
+    const Bytes algorithm = Element(
+        0x30, Join({Element(0x06, digestOid), withParameters ? Element(0x05, {}) : Bytes{}}));
     const Bytes digestInfo = Element(0x30, Join({algorithm, Element(0x04, value)}));
     const Bytes count = withIterations ? Element(0x02, iterationOctets) : Bytes{};
     return Element(0x30, Join({digestInfo, saltField, count}));

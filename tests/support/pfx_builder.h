@@ -33,6 +33,10 @@ struct PfxBuilder {
     std::function<Bytes(const Bytes& mac)> mac;
     std::function<Bytes(const Bytes& saltElement)> saltElement;
     bool withMacData = true;
+    // NULL behind the digest's identifier, which not every program writes.
+    bool withParameters = true;
+    // The AuthenticatedSafe, whole, in place of the one around `content`.
+    Bytes authSafe;
 
     Bytes AuthSafe() const;
     Bytes MacData() const;

@@ -100,6 +100,15 @@ TEST(AllocationFailure, LeavesACopiedListAsItWas) {
     EXPECT_EQ(Outline(copy), "0:30:7 1:30:5 2:02:1 2:05:0");
 }
 
+TEST(AllocationFailure, LeavesABlobThatIsAssignedAsItWas) {
+    const Blob old("old", 3);
+    Blob blob = old;
+    const std::size_t failures =
+        FailEach([&] { blob.Assign("replaced", 8); }, [&] { EXPECT_EQ(blob, old); });
+    EXPECT_EQ(failures, 1U);
+    EXPECT_EQ(blob, Blob("replaced", 8));
+}
+
 TEST(AllocationFailure, LeavesTheOutputOfAQueryAlone) {
     const DerList list = outline::Parse("30 0A 06 03 2A 03 04 04 03 41 42 43");
     Blob bytes(1);

@@ -177,6 +177,11 @@ TEST(DerParser, ValuePastItsScopeIsRefused) {
     ExpectRefused("30 05 02 03 41", "");
 }
 
+// Length octets and value add up to 0xFFFFFFFF, which stands for the indefinite form elsewhere.
+TEST(DerParser, LengthThatAddsUpToTheIndefiniteSignIsRefused) {
+    ExpectRefused("30 84 FF FF FF FA 02 01 05", "");
+}
+
 TEST(DerParser, OnlyZerosAreAnEmptyList) {
     ExpectParses("00 00", "");
     ExpectParses("00 00 00 00", "");
