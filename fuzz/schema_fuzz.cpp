@@ -49,6 +49,22 @@ void RoundTrip(const Blob& input) {
     }
 }
 
+// As text, or else as octets. An element that has neither is passed over.
+void ReadPrimitive(const asn::AsnObjectHandle& object) {
+    std::wstring text;
+    asn::AsnString member(".text", &text, asn::kUtf8StringIdentifier);
+    try {
+        member.DeserializeFromAsnObject(object, "");
+        return;
+    } catch (const asn::AsnException&) {
+    }
+    try {
+        Blob content;
+        object->ReadContent(&content);
+    } catch (const asn::AsnException&) {
+    }
+}
+
 void Walk(const Blob& input) {
     std::vector<asn::AsnChildIterator> open;
     try {
@@ -63,14 +79,7 @@ void Walk(const Blob& input) {
             }
             object = open.back().CurrentOrEmpty();
             if (!object->GetIdentifier().IsConstructed()) {
-                std::wstring text;
-                asn::AsnString member(".text", &text, asn::kUtf8StringIdentifier);
-                try {
-                    member.DeserializeFromAsnObject(object, "");
-                } catch (const asn::AsnException&) {
-                    Blob content;
-                    object->ReadContent(&content);
-                }
+                ReadPrimitive(object);
             }
         }
     } catch (const asn::AsnException&) {

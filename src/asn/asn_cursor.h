@@ -20,7 +20,7 @@ BlobCursor CursorOver(const IBlob& blob);
 BlobCursor CursorAt(IBlob& blob, std::int32_t offset);
 
 // Whether there is a byte at the cursor. Sizes of 2^31 and more count as the signed numbers that
-// their low 32 bits are, so most of them have no valid position at all.
+// their low 32 bits are, so half of them have no valid position at all.
 bool IsValid(const BlobCursor& cursor);
 
 }  // namespace pkisdk::asn

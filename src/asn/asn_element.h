@@ -41,6 +41,7 @@ struct AsnElement {
 // Throws BadAsnData where the element passes the end of the blob.
 BlobCursor CursorBehind(IBlob& blob, const AsnElement& element, std::uint32_t size);
 
+// Whether the octets at the cursor end the content of an indefinite element.
 bool IsAtEndOfContents(const BlobCursor& cursor);
 
 }  // namespace pkisdk::asn

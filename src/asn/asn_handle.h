@@ -11,6 +11,7 @@ namespace pkisdk::asn {
 template <typename T>
 using AsnHandle = boost::intrusive_ptr<T>;
 
+// Makes an object on the heap, held by the handle that is the answer.
 template <typename T, typename... Args>
 AsnHandle<T> MakeAsn(Args&&... args) {
     return AsnHandle<T>(std::make_unique<T>(std::forward<Args>(args)...).release());

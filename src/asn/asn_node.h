@@ -14,7 +14,9 @@ class AsnNodeGroup;
 using AsnNodeHandle = AsnHandle<AsnNode>;
 
 // A node without content, and the base of all others. Lives on the heap behind handles. A tree may
-// be as deep as it likes: sizing, writing and releasing it take no stack.
+// be as deep as it likes: sizing, writing and releasing it take no stack. A chain of nothing but
+// bags is sized anew at each level, so that such chains alone cost more than linear time; no schema
+// class makes one.
 //
 // Sizes are in octets. One that passes 32 bits stays at 0xFFFFFFFE, and such a tree is not written.
 class AsnNode {
@@ -31,8 +33,8 @@ class AsnNode {
 
     // The whole node with its header.
     std::uint32_t GetEncodedSize() const;
-    // Replaces the bytes of `target` by the encoded tree. Throws NotEnoughMemoryForAsnBlob for one
-    // of 2^31 octets and more.
+    // Replaces the bytes of `target` by the encoded tree. One of 2^31 octets or more is refused
+    // first, by NotEnoughMemoryForAsnBlob, and `target` then stands as it was.
     void Serialize(IBlob* target) const;
 
     const AsnIdentifier& GetIdentifier() const { return identifier_; }

@@ -47,9 +47,13 @@ std::uint32_t AsnObjectReadable::GetContentSize() const {
         return element_.header.contentSize.size;
     }
     if (measuredSize_ == 0) {
-        measuredSize_ = SizesOfDocument().Measure(*blob_, element_, GetLimitOfChildren());
+        measuredSize_ = MeasureContent();
     }
     return measuredSize_;
+}
+
+std::uint32_t AsnObjectReadable::MeasureContent() const {
+    return SizesOfDocument().Measure(*blob_, element_, GetLimitOfChildren());
 }
 
 void AsnObjectReadable::KeepMeasuredSize(std::uint32_t size) const {

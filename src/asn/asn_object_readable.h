@@ -40,7 +40,7 @@ class AsnObjectReadable final : public IAsnObjectPlace {
     // Whether there is content. An indefinite object that is empty has none.
     bool HasContent() const { return element_.hasContent; }
     // In octets. The first call on an indefinite object walks its children and throws BadAsnData
-    // if they do not end; a primitive one of that form answers 0xFFFFFFFE.
+    // if they do not end; a primitive one of that form, with content, answers 0xFFFFFFFE.
     std::uint32_t GetContentSize() const;
     // The content. Throws BadAsnData where the object passes the end of its blob.
     std::span<const std::uint8_t> GetContent() const;
@@ -80,6 +80,7 @@ class AsnObjectReadable final : public IAsnObjectPlace {
     void KeepMeasuredSize(std::uint32_t size) const;
 
     std::int32_t GetPlaceOffset() const override { return element_.offset; }
+    // See GetAsnIdentifierName.
     std::string GetPlaceIdentifierName() const override;
 
   private:
@@ -88,6 +89,8 @@ class AsnObjectReadable final : public IAsnObjectPlace {
 
     [[noreturn]] void ThrowPastEnd(const char* routine) const;
     IndefiniteSizes& SizesOfDocument() const;
+    // The size of the content by a walk over it.
+    std::uint32_t MeasureContent() const;
 
     AsnObjectHandle parent_;
     IBlob* blob_;

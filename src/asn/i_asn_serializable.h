@@ -21,7 +21,8 @@ namespace pkisdk::asn {
 class IAsnSerializable {
   public:
     // Takes the value from the object. Answers false, if the member is optional, for an object that
-    // is not its own. Throws AsnException and its descendants.
+    // is not its own. Throws AsnException and its descendants; members of text also plain
+    // pkisdk::Exception, for text that does not convert.
     virtual bool DeserializeFromAsnObject(const AsnObjectHandle& object,
                                           const std::string& context) = 0;
     // Makes a node of the value, adds it to `parent` unless that is empty, and answers it. Empty if

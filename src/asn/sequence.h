@@ -24,6 +24,7 @@ class AsnCollectionSerializer {
     std::vector<const IAsnSerializable*> members_;
 };
 
+// Writes its members as the children of an element with the identifier given. Does not read.
 class Sequence : public IAsnSerializable {
   public:
     explicit Sequence(const AsnIdentifier& identifier) : identifier_(identifier) {}

@@ -32,8 +32,8 @@ std::string ObjectPart(const IAsnObjectPlace* object) {
            object->GetPlaceIdentifierName() + "\".";
 }
 
-// A test for position 3 while the cursor is outside the blob would read " Data is empty."; no
-// position is both, so a negative one has no words.
+// The words " Data is empty." belong to a position of 3 outside the blob. That it is past the end
+// is said first, so they never appear; a negative position has no words.
 std::string CursorPart(const BlobCursor& cursor) {
     if (cursor.position < 0) {
         return {};

@@ -20,6 +20,7 @@ class IAsnObjectPlace {
     virtual ~IAsnObjectPlace() = default;
     // Position of the first identifier octet in its blob; negative when the object has none.
     virtual std::int32_t GetPlaceOffset() const = 0;
+    // What messages call the identifier.
     virtual std::string GetPlaceIdentifierName() const = 0;
 
   protected:
@@ -28,6 +29,7 @@ class IAsnObjectPlace {
     IAsnObjectPlace& operator=(const IAsnObjectPlace&) = default;
 };
 
+// What the object framework throws: any failure below, or one without a class of its own.
 class AsnException : public Exception {
   public:
     using Exception::Exception;

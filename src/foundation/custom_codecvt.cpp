@@ -16,7 +16,8 @@ constexpr std::uint32_t kCodePageOfNone = 437;
 
 std::string KnownToLibrary(const std::string& name) {
     try {
-        return std::locale(name).name().empty() ? "C" : name;
+        const std::locale known(name);
+        return name;
     } catch (const std::runtime_error&) {
         return "C";
     }

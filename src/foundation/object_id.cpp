@@ -4,6 +4,7 @@
 #include <array>
 #include <charconv>
 #include <cstring>
+#include <limits>
 #include <string_view>
 #include <utility>
 
@@ -169,19 +170,18 @@ bool OidOctetsToText(const std::uint8_t* data, std::int32_t size, char* out,
 }
 
 int OidTextToBlob(std::string text, Blob* out) {
-    std::uint32_t size = 0;
-    if (!OidTextToOctets(text.c_str(), nullptr, &size)) {
+    Octets octets;
+    if (!ConvertText(text, &octets)) {
         return 0;
     }
-    Blob octets(size);
-    if (!OidTextToOctets(text.c_str(), octets.GetData(), &size)) {
-        return 0;
-    }
-    *out = std::move(octets);
+    *out = Blob(octets.bytes.data(), octets.count);
     return 1;
 }
 
 int OidBlobToText(Blob octets, std::string* out) {
+    if (octets.GetSize() > std::numeric_limits<std::int32_t>::max()) {
+        return 0;
+    }
     const auto size = static_cast<std::int32_t>(octets.GetSize());
     std::uint32_t needed = 0;
     if (!OidOctetsToText(octets.GetData(), size, nullptr, &needed)) {

@@ -23,7 +23,8 @@ bool OidTextToOctets(const char* text, std::uint8_t* out, std::uint32_t* outSize
 bool OidOctetsToText(const std::uint8_t* data, std::int32_t size, char* out,
                      std::uint32_t* outSize);
 
-// The same over owning types. Answer 1, or 0 and leave `out` alone.
+// The same over owning types. Answer 1, or 0 and leave `out` alone. A NUL is a character of the
+// text like any other, and a bad one. Octets past a signed 32-bit count have no text.
 int OidTextToBlob(std::string text, Blob* out);
 int OidBlobToText(Blob octets, std::string* out);
 

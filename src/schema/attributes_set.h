@@ -22,6 +22,7 @@ class AttributesSet : public IAsnSerializable {
     // Empties what a read fills.
     void Clear();
 
+    // The type of the attribute; empty until it is set.
     ObjectId oid;
     // Each one value with its header.
     std::list<Blob> values;

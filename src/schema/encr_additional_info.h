@@ -15,6 +15,7 @@ namespace pkisdk::asn {
 
 class EncrAdditionalInfo : public IAsnSerializable {
   public:
+    // The parameter set 1.2.643.2.2.31.1, without an initial vector.
     EncrAdditionalInfo();
 
     // NULL in place of the sequence is taken and leaves the fields cleared; it is never written.

@@ -15,6 +15,7 @@ namespace pkisdk::asn {
 
 class EncrAlgIdentifier : public IAsnSerializable {
   public:
+    // GOST 28147-89, 1.2.643.2.2.21, with the default parameters.
     EncrAlgIdentifier();
 
     bool DeserializeFromAsnObject(const AsnObjectHandle& object,
@@ -23,6 +24,7 @@ class EncrAlgIdentifier : public IAsnSerializable {
     // Empties what a read fills.
     void Clear();
 
+    // The algorithm.
     ObjectId oid;
     EncrAdditionalInfo additionalInfo;
 };

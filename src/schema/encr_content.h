@@ -19,9 +19,11 @@ class EncrContent : public pkisdk::asn::IAsnSerializable {
                                   const std::string& context) override;
     pkisdk::asn::AsnNodeHandle SerializeToAsnNode(
         const pkisdk::asn::AsnNodeContainerHandle& parent) const override;
-    // Empties what a read fills, but for `ver`, which every read that succeeds sets.
+    // Empties what a read fills, but for the `Hparams` of the key derivation, and for `ver`, which
+    // every read that succeeds sets.
     void Clear();
 
+    // The version of the syntax, taken as it stands.
     std::uint32_t ver = 0;
     EncrContentInfo encrContentInfo;
     // Neither read nor written.

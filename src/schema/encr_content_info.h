@@ -15,6 +15,7 @@
 
 class EncrContentInfo : public pkisdk::asn::IAsnSerializable {
   public:
+    // Data, 1.2.840.113549.1.7.1, without content, under the default algorithm.
     EncrContentInfo();
 
     // Content in constructed form is not taken.
@@ -22,9 +23,10 @@ class EncrContentInfo : public pkisdk::asn::IAsnSerializable {
                                   const std::string& context) override;
     pkisdk::asn::AsnNodeHandle SerializeToAsnNode(
         const pkisdk::asn::AsnNodeContainerHandle& parent) const override;
-    // Empties what a read fills.
+    // Empties what a read fills, but for the `Hparams` of the key derivation.
     void Clear();
 
+    // The type of the content.
     pkisdk::ObjectId oid;
     pkisdk::asn::PBES2AlgIdentifier PBES2Sheme;
     // Left out where it is empty.

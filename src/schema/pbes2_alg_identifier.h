@@ -18,14 +18,16 @@ namespace pkisdk::asn {
 
 class PBES2AlgIdentifier : public IAsnSerializable {
   public:
+    // PBES2, 1.2.840.113549.1.5.13, over the default key derivation and encryption scheme.
     PBES2AlgIdentifier();
 
     bool DeserializeFromAsnObject(const AsnObjectHandle& object,
                                   const std::string& context) override;
     AsnNodeHandle SerializeToAsnNode(const AsnNodeContainerHandle& parent) const override;
-    // Empties what a read fills.
+    // Empties what a read fills, but for the `Hparams` of the key derivation.
     void Clear();
 
+    // The algorithm.
     ObjectId oid;
     PBKDF2AlgIdentifier KezDeriv;
     EncrAlgIdentifier EncrScheme;

@@ -19,6 +19,7 @@ namespace pkisdk::asn {
 
 class PBKDF2AdditionalInfo : public IAsnSerializable {
   public:
+    // 2000 iterations of the function 1.2.643.2.2.10, without parameters of its own or a salt.
     PBKDF2AdditionalInfo();
 
     // NULL in place of the sequence is taken and leaves the fields cleared; it is never written.

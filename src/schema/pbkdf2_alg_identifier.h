@@ -15,14 +15,16 @@ namespace pkisdk::asn {
 
 class PBKDF2AlgIdentifier : public IAsnSerializable {
   public:
+    // PBKDF2, 1.2.840.113549.1.5.12, with the default parameters.
     PBKDF2AlgIdentifier();
 
     bool DeserializeFromAsnObject(const AsnObjectHandle& object,
                                   const std::string& context) override;
     AsnNodeHandle SerializeToAsnNode(const AsnNodeContainerHandle& parent) const override;
-    // Empties what a read fills.
+    // Empties what a read fills, but for the `Hparams` of the key derivation.
     void Clear();
 
+    // The algorithm.
     ObjectId oid;
     PBKDF2AdditionalInfo additionalInfo;
 };

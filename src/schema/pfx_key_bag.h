@@ -16,6 +16,7 @@
 
 class PfxKeyBag : public pkisdk::asn::IAsnSerializable {
   public:
+    // A shrouded key bag, 1.2.840.113549.1.12.10.1.2, without a key and attributes.
     PfxKeyBag();
 
     // A bag without a key is taken; one without the set of attributes is not.
@@ -23,9 +24,10 @@ class PfxKeyBag : public pkisdk::asn::IAsnSerializable {
                                   const std::string& context) override;
     pkisdk::asn::AsnNodeHandle SerializeToAsnNode(
         const pkisdk::asn::AsnNodeContainerHandle& parent) const override;
-    // Empties what a read fills.
+    // Empties what a read fills, but for the `Hparams` of the key derivation.
     void Clear();
 
+    // The type of the bag.
     pkisdk::ObjectId oid;
     // Left out, whole, where its `encrKey` is empty.
     PfxKeyInfo pfxKeyInfo;

@@ -17,9 +17,10 @@ class PfxKeyInfo : public pkisdk::asn::IAsnSerializable {
                                   const std::string& context) override;
     pkisdk::asn::AsnNodeHandle SerializeToAsnNode(
         const pkisdk::asn::AsnNodeContainerHandle& parent) const override;
-    // Empties what a read fills.
+    // Empties what a read fills, but for the `Hparams` of the key derivation.
     void Clear();
 
     pkisdk::asn::PBES2AlgIdentifier PBES2Sheme;
+    // The encrypted private key: what decryption makes a PrivateKeyInfo of.
     pkisdk::Blob encrKey;
 };

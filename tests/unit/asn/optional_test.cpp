@@ -51,6 +51,15 @@ TEST(Optional, TakesTheTagItIsBoundToAlone) {
     EXPECT_EQ(holder.contextSeen, "Path.holder");
 }
 
+TEST(Optional, TakesALongTagByItsNumber) {
+    Holder holder;
+    OptionalHolder member({"", &holder}, 31, {});
+    EXPECT_FALSE(ReadHex(member, "BF 20 03 04 01 AA"));
+    EXPECT_TRUE(holder.value.IsEmpty());
+    EXPECT_TRUE(ReadHex(member, "BF 1F 03 04 01 AA"));
+    EXPECT_EQ(ToHex(holder.value), "AA");
+}
+
 TEST(Optional, ChildrenBehindTheFirstAreIgnored) {
     Holder holder;
     OptionalHolder member({"", &holder}, 0, {});

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <locale>
+#include <string>
 #include <type_traits>
 
 namespace pkisdk::asn {
@@ -44,6 +46,24 @@ TEST(BadAsnData, CursorInsideTellsItsPosition) {
     Blob blob(3);
     const BadAsnData error(BlobCursor{&blob, 2}, "[Here]");
     EXPECT_EQ(error.message, "[Here] Bad ASN data. Error in position 2.");
+}
+
+// Groups digits by threes, as the user's locale may.
+class Grouping : public std::numpunct<char> {
+    char do_thousands_sep() const override { return ' '; }
+    std::string do_grouping() const override { return "\3"; }
+};
+
+TEST(BadAsnData, OffsetsStayPlainDecimalWhereTheProcessLocaleGroupsDigits) {
+    const Place place(7654321);
+    Blob blob(2000000);
+    const std::locale before =
+        std::locale::global(std::locale(std::locale::classic(), new Grouping));
+    const std::string atCursor = BadAsnData(BlobCursor{&blob, 1234567}, "[Here]").message;
+    const std::string atObject = BadAsnData(&place, "[Here]", "Detail.", "").message;
+    std::locale::global(before);
+    EXPECT_EQ(atCursor, "[Here] Bad ASN data. Error in position 1234567.");
+    EXPECT_EQ(atObject, "[Here] Detail.Object: offset - 7654321; identifier - \"INTEGER\". ");
 }
 
 TEST(BadAsnData, NegativeCursorHasNoTail) {

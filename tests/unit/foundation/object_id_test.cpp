@@ -77,6 +77,16 @@ TEST(ObjectIdText, LetterOrSpaceAnywhereIsRefused) {
     }
 }
 
+TEST(ObjectIdText, EmbeddedNulIsRefusedWhateverStandsBehindIt) {
+    for (const std::string& bad :
+         {std::string("1.2\0zz", 6), std::string("1.2\0", 4), std::string("1.2\0.3", 6)}) {
+        Blob octets = MakeBlob({0xEE});
+        EXPECT_EQ(OidTextToBlob(bad, &octets), 0);
+        EXPECT_THAT(octets.Bytes(), ElementsAre(0xEE));
+        EXPECT_THROW(ObjectId().SetText(bad), Exception);
+    }
+}
+
 TEST(ObjectIdText, WithoutTwoArcsIsRefused) {
     EXPECT_FALSE(Converts(""));
     EXPECT_FALSE(Converts("1"));

@@ -3,11 +3,13 @@
 #include <gtest/gtest.h>
 
 #include <clocale>
+#include <locale>
 #include <string>
 #include <string_view>
 
 #include "foundation/exception.h"
 #include "platform/cryptoapi.h"
+#include "support/process_locale.h"
 #include "support/wide_text.h"
 
 namespace pkisdk {
@@ -82,11 +84,14 @@ TEST(StringUtils, TextThatPassesTheConvertersCountIsRefusedUnread) {
 }
 
 TEST(StringUtils, NeitherAsksNorChangesTheProcessLocale) {
-    const std::string before = std::setlocale(LC_ALL, nullptr);
-    ASSERT_EQ(before, "C");
-    EXPECT_EQ(StringUtils::ToString(Wide({0x416})), "\xD0\x96");
-    EXPECT_EQ(StringUtils::ToWString("\xD0\x96"), Wide({0x416}));
-    EXPECT_EQ(std::setlocale(LC_ALL, nullptr), before);
+    for (const std::string name : {"C", "C.UTF-8"}) {
+        const support::ProcessLocale locale(name);
+        ASSERT_EQ(std::setlocale(LC_ALL, nullptr), name);
+        EXPECT_EQ(StringUtils::ToString(Wide({0x416})), "\xD0\x96");
+        EXPECT_EQ(StringUtils::ToWString("\xD0\x96"), Wide({0x416}));
+        EXPECT_EQ(std::setlocale(LC_ALL, nullptr), name);
+        EXPECT_EQ(std::locale().name(), name);
+    }
 }
 
 }  // namespace

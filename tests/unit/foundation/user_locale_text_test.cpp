@@ -3,10 +3,14 @@
 
 #include <gtest/gtest.h>
 
+#include <clocale>
+#include <locale>
+#include <string>
 #include <string_view>
 
 #include "foundation/exception.h"
 #include "platform/cryptoapi.h"
+#include "support/process_locale.h"
 #include "support/wide_text.h"
 
 namespace pkisdk {
@@ -29,8 +33,35 @@ TEST(UserLocaleText, AsciiAndEmbeddedNulsStayWhatTheyAre) {
 
 TEST(UserLocaleText, TextThatPassesTheConvertersCountIsRefusedUnread) {
     constexpr std::size_t kTwoTo31 = std::size_t{1} << 31;
-    EXPECT_THROW(ToUserLocale(std::wstring_view(L"x", kTwoTo31)), Exception);
-    EXPECT_THROW(FromUserLocale(std::string_view("x", kTwoTo31)), Exception);
+    try {
+        ToUserLocale(std::wstring_view(L"x", kTwoTo31));
+        FAIL();
+    } catch (const Exception& e) {
+        EXPECT_EQ(e.message, "ToUserLocale WideCharToMultiByte(1)");
+        EXPECT_EQ(e.code, std::uint32_t{ERROR_INVALID_PARAMETER});
+    }
+    try {
+        FromUserLocale(std::string_view("x", kTwoTo31));
+        FAIL();
+    } catch (const Exception& e) {
+        EXPECT_EQ(e.message, "FromUserLocale MultiByteToWideChar(1)");
+        EXPECT_EQ(e.code, std::uint32_t{ERROR_INVALID_PARAMETER});
+    }
+}
+
+TEST(UserLocaleText, ProcessLocaleIsNeitherAskedNorChanged) {
+    if (GetACP() != CP_UTF8 && GetACP() != kKoi8r) {
+        GTEST_SKIP() << "needs a user's locale in UTF-8 or KOI8-R";
+    }
+    const std::string narrow = GetACP() == kKoi8r ? "\xF6" : "\xD0\x96";
+    for (const std::string name : {"C", "C.UTF-8"}) {
+        const support::ProcessLocale locale(name);
+        ASSERT_EQ(std::setlocale(LC_ALL, nullptr), name);
+        EXPECT_EQ(ToUserLocale(Wide({0x416})), narrow);
+        EXPECT_EQ(FromUserLocale(narrow), Wide({0x416}));
+        EXPECT_EQ(std::setlocale(LC_ALL, nullptr), name);
+        EXPECT_EQ(std::locale().name(), name);
+    }
 }
 
 TEST(UserLocaleText, InUtf8) {

@@ -62,5 +62,18 @@ TEST(EncrAdditionalInfo, WhatWasReadBeforeAFailureStaysAndTheRestIsCleared) {
     EXPECT_TRUE(info.EncrParams.GetOctets().IsEmpty());
 }
 
+TEST(EncrAdditionalInfo, ElementsBehindTheLastMemberAreIgnored) {
+    EncrAdditionalInfo info;
+    EXPECT_TRUE(ReadHex(info, "30 0A 04 02 AA BB 06 02 55 04 05 00"));
+    EXPECT_EQ(WrittenHex(info), "30 08 04 02 AA BB 06 02 55 04");
+}
+
+TEST(EncrAdditionalInfo, TagOfNullInLongFormIsNotNull) {
+    EncrAdditionalInfo info;
+    EXPECT_EQ(ReadFailure<UnexpactedAsnIdentifier>(info, "1F 05 00"),
+              " Unexpactid ASN identifier: current is \"31\", but expacted \"Sequence\". Object: "
+              "offset - 0; identifier - \"31\". ");
+}
+
 }  // namespace
 }  // namespace pkisdk::asn

@@ -56,5 +56,11 @@ TEST(EncrAlgIdentifier, GivenContextReplacesItsOwn) {
               "\"Path.additionalInfo\". Object: offset - 5; identifier - \"Set\". ");
 }
 
+TEST(EncrAlgIdentifier, ElementsBehindTheLastMemberAreIgnored) {
+    EncrAlgIdentifier scheme;
+    EXPECT_TRUE(ReadHex(scheme, "30 0C 06 01 2A 30 05 04 00 06 01 2A 05 00"));
+    EXPECT_EQ(WrittenHex(scheme), "30 0A 06 01 2A 30 05 04 00 06 01 2A");
+}
+
 }  // namespace
 }  // namespace pkisdk::asn

@@ -75,4 +75,11 @@ TEST(EncrContent, DeepFailureShowsTheWholePath) {
         "- 26; identifier - \"Null\". ");
 }
 
+TEST(EncrContent, NullHparamsOfTheDataLeaveTheEarlierOnesInPlace) {
+    EncrContent content;
+    content.encrContentInfo.PBES2Sheme.KezDeriv.additionalInfo.Hparams = FromHex("BB");
+    EXPECT_TRUE(ReadHex(content, "30 57 02 01 00 " + kEmptyInfo));
+    EXPECT_EQ(ToHex(content.encrContentInfo.PBES2Sheme.KezDeriv.additionalInfo.Hparams), "BB");
+}
+
 }  // namespace

@@ -77,5 +77,22 @@ TEST(PBES2AlgIdentifier, WrongIdentifierShowsThePath) {
         "\"PBES2AlgIdentifier::.KezDeriv.oid\". Object: offset - 9; identifier - \"Null\". ");
 }
 
+TEST(PBES2AlgIdentifier, UnknownOidIsReadAsItStands) {
+    PBES2AlgIdentifier scheme;
+    EXPECT_TRUE(ReadHex(scheme, "30 3E 06 02 55 04 30 38 " + support::kDefaultPbkdf2AlgIdentifier +
+                                    " " + support::kDefaultEncrAlgIdentifier));
+    EXPECT_EQ(TextOf(scheme.oid), "2.5.4");
+    EXPECT_EQ(scheme.KezDeriv.additionalInfo.IterCount, 2000U);
+    EXPECT_EQ(TextOf(scheme.EncrScheme.oid), "1.2.643.2.2.21");
+}
+
+TEST(PBES2AlgIdentifier, ElementsBehindItsParametersAreIgnored) {
+    PBES2AlgIdentifier scheme;
+    EXPECT_TRUE(ReadHex(scheme, "30 47 06 09 2A 86 48 86 F7 0D 01 05 0D 30 38 " +
+                                    support::kDefaultPbkdf2AlgIdentifier + " " +
+                                    support::kDefaultEncrAlgIdentifier + " 05 00"));
+    EXPECT_EQ(WrittenHex(scheme), support::kDefaultPbes2AlgIdentifier);
+}
+
 }  // namespace
 }  // namespace pkisdk::asn

@@ -96,5 +96,12 @@ TEST(PBKDF2AdditionalInfo, ElementsBehindTheLastMemberAreIgnoredAtBothLevels) {
     EXPECT_EQ(info.IterCount, 5U);
 }
 
+TEST(PBKDF2AdditionalInfo, TagOfNullInLongFormIsNotNull) {
+    PBKDF2AdditionalInfo info;
+    EXPECT_EQ(ReadFailure<UnexpactedAsnIdentifier>(info, "1F 05 00"),
+              " Unexpactid ASN identifier: current is \"31\", but expacted \"Sequence\". Object: "
+              "offset - 0; identifier - \"31\". ");
+}
+
 }  // namespace
 }  // namespace pkisdk::asn

@@ -44,5 +44,19 @@ TEST(PBKDF2AlgIdentifier, FailureLeavesWhatWasReadAndTheRestCleared) {
     EXPECT_EQ(ToHex(derivation.additionalInfo.Hparams), "BB");
 }
 
+TEST(PBKDF2AlgIdentifier, UnknownOidIsReadAsItStands) {
+    PBKDF2AlgIdentifier derivation;
+    EXPECT_TRUE(ReadHex(derivation, "30 12 06 02 55 04 30 0C 04 00 02 01 05 30 05 06 01 2A 05 00"));
+    EXPECT_EQ(TextOf(derivation.oid), "2.5.4");
+    EXPECT_EQ(derivation.additionalInfo.IterCount, 5U);
+}
+
+TEST(PBKDF2AlgIdentifier, ElementsBehindTheLastMemberAreIgnored) {
+    PBKDF2AlgIdentifier derivation;
+    EXPECT_TRUE(
+        ReadHex(derivation, "30 13 06 01 2A 30 0C 04 00 02 01 05 30 05 06 01 2A 05 00 05 00"));
+    EXPECT_EQ(WrittenHex(derivation), "30 11 06 01 2A 30 0C 04 00 02 01 05 30 05 06 01 2A 05 00");
+}
+
 }  // namespace
 }  // namespace pkisdk::asn

@@ -113,4 +113,36 @@ TEST(PfxKeyBag, AttributeThatDoesNotParseFailsOnWriting) {
               "data. Error in position 0.");
 }
 
+TEST(PfxKeyBag, ReadingClearsEveryFieldFirstButForHparams) {
+    PfxKeyBag bag;
+    auto& scheme = bag.pfxKeyInfo.PBES2Sheme;
+    scheme.KezDeriv.additionalInfo.Synchr = FromHex("AA");
+    scheme.KezDeriv.additionalInfo.Hparams = FromHex("BB");
+    scheme.EncrScheme.additionalInfo.Synchr = FromHex("CC");
+    bag.pfxKeyInfo.encrKey = FromHex("DD");
+    bag.atributes.push_back(FromHex("05 00"));
+    EXPECT_EQ(ReadFailure<BadAsnContent>(bag, "30 00"),
+              " Bad ASN object content. Unexpacted end of ASN object. Context: \"PfxKeyBag::\". "
+              "Object: offset - 0; identifier - \"Sequence\". ");
+    EXPECT_TRUE(bag.oid.GetOctets().IsEmpty());
+    EXPECT_TRUE(scheme.oid.GetOctets().IsEmpty());
+    EXPECT_TRUE(scheme.KezDeriv.oid.GetOctets().IsEmpty());
+    EXPECT_TRUE(scheme.KezDeriv.additionalInfo.Synchr.IsEmpty());
+    EXPECT_EQ(scheme.KezDeriv.additionalInfo.IterCount, 0U);
+    EXPECT_TRUE(scheme.KezDeriv.additionalInfo.EncrParams.GetOctets().IsEmpty());
+    EXPECT_EQ(ToHex(scheme.KezDeriv.additionalInfo.Hparams), "BB");
+    EXPECT_TRUE(scheme.EncrScheme.oid.GetOctets().IsEmpty());
+    EXPECT_TRUE(scheme.EncrScheme.additionalInfo.Synchr.IsEmpty());
+    EXPECT_TRUE(scheme.EncrScheme.additionalInfo.EncrParams.GetOctets().IsEmpty());
+    EXPECT_TRUE(bag.pfxKeyInfo.encrKey.IsEmpty());
+    EXPECT_TRUE(bag.atributes.empty());
+}
+
+TEST(PfxKeyBag, NullHparamsOfTheDataLeaveTheEarlierOnesInPlace) {
+    PfxKeyBag bag;
+    bag.pfxKeyInfo.PBES2Sheme.KezDeriv.additionalInfo.Hparams = FromHex("BB");
+    EXPECT_TRUE(ReadHex(bag, "30 5E " + kOid + "A0 4D " + kKeyInfo + " 31 00"));
+    EXPECT_EQ(ToHex(bag.pfxKeyInfo.PBES2Sheme.KezDeriv.additionalInfo.Hparams), "BB");
+}
+
 }  // namespace
