@@ -2,6 +2,7 @@
 #pragma once
 
 #include "capi/cert_store.h"
+#include "capi/certificate_creation.h"
 #include "capi/certificates.h"
 #include "capi/clock.h"
 #include "capi/events.h"
