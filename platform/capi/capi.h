@@ -1,6 +1,7 @@
 /* CryptoAPI for a system that has none: everything that libvlxcapi offers. C and C++. */
 #pragma once
 
+#include "capi/base64_text.h"
 #include "capi/cert_store.h"
 #include "capi/certificate_creation.h"
 #include "capi/certificates.h"
