@@ -23,4 +23,10 @@ VLXCAPI DWORD WINAPI GetTickCount(void);
 /* The time in UTC. */
 VLXCAPI void WINAPI GetSystemTime(LPSYSTEMTIME lpSystemTime);
 
+/* Between a time's parts and the 100-nanosecond intervals since 1601; the day of the week is told,
+ * not asked for. ERROR_INVALID_PARAMETER for a time that is none: parts outside the calendar, years
+ * outside 1601 to 30827. */
+VLXCAPI BOOL WINAPI FileTimeToSystemTime(const FILETIME* lpFileTime, LPSYSTEMTIME lpSystemTime);
+VLXCAPI BOOL WINAPI SystemTimeToFileTime(const SYSTEMTIME* lpSystemTime, LPFILETIME lpFileTime);
+
 VLXCAPI_END

@@ -1,7 +1,7 @@
 // Certificates that a key signs for itself.
 #include <algorithm>
 #include <array>
-#include <ctime>
+#include <cstdio>
 #include <string>
 
 #include "capi/ansi_text.h"
@@ -112,43 +112,35 @@ Bytes RandomSerialNumber(HCRYPTPROV provider) {
     return DerElement(0x02, {number});
 }
 
-std::tm ToParts(const SYSTEMTIME& time) {
-    std::tm parts{};
-    parts.tm_year = time.wYear - 1900;
-    parts.tm_mon = time.wMonth - 1;
-    parts.tm_mday = time.wDay;
-    parts.tm_hour = time.wHour;
-    parts.tm_min = time.wMinute;
-    parts.tm_sec = time.wSecond;
-    std::tm whole = parts;
-    timegm(&whole);
-    Require(time.wYear >= 1950 && time.wYear <= 9999 && whole.tm_mon == parts.tm_mon &&
-                whole.tm_mday == parts.tm_mday && whole.tm_hour == parts.tm_hour &&
-                whole.tm_min == parts.tm_min && whole.tm_sec == parts.tm_sec,
-            E_INVALIDARG);
-    return parts;
-}
-
 // Up to 2049 UTCTime with a year of two digits, from then on GeneralizedTime.
 Bytes DerTime(const SYSTEMTIME& time) {
+    constexpr int kFirstYearOfTwoDigits = 1950;
     constexpr int kLastYearOfTwoDigits = 2049;
-    const std::tm parts = ToParts(time);
+    constexpr int kLastYear = 9999;
+    FILETIME checked{};
+    Require(SystemTimeToFileTime(&time, &checked) != FALSE && time.wYear >= kFirstYearOfTwoDigits &&
+                time.wYear <= kLastYear,
+            E_INVALIDARG);
     const bool isShort = time.wYear <= kLastYearOfTwoDigits;
-    std::array<char, 16> text{};
-    const std::size_t size = std::strftime(text.data(), text.size(),
-                                           isShort ? "%y%m%d%H%M%SZ" : "%Y%m%d%H%M%SZ", &parts);
-    return DerElement(isShort ? 0x17 : 0x18, {{reinterpret_cast<const BYTE*>(text.data()), size}});
+    std::array<char, 32> text{};
+    const int size =
+        std::snprintf(text.data(), text.size(), "%04d%02d%02d%02d%02d%02dZ", time.wYear,
+                      time.wMonth, time.wDay, time.wHour, time.wMinute, time.wSecond);
+    const int skipped = isShort ? 2 : 0;
+    return DerElement(isShort ? 0x17 : 0x18, {{reinterpret_cast<const BYTE*>(text.data()) + skipped,
+                                               static_cast<std::size_t>(size - skipped)}});
 }
 
-// A year of 365 days later, so that no 29th of February is asked for.
+// 365 days later, so that no 29th of February is asked for.
 SYSTEMTIME YearAfter(const SYSTEMTIME& start) {
-    std::tm parts = ToParts(start);
-    parts.tm_mday += 365;
-    timegm(&parts);
-    SYSTEMTIME end = start;
-    end.wYear = static_cast<WORD>(parts.tm_year + 1900);
-    end.wMonth = static_cast<WORD>(parts.tm_mon + 1);
-    end.wDay = static_cast<WORD>(parts.tm_mday);
+    constexpr ULONGLONG kUnitsPerYear = 365 * ULONGLONG{864'000'000'000};
+    FILETIME time{};
+    Require(SystemTimeToFileTime(&start, &time) != FALSE, E_INVALIDARG);
+    const ULONGLONG units =
+        (ULONGLONG{time.dwHighDateTime} << 32 | time.dwLowDateTime) + kUnitsPerYear;
+    time = {static_cast<DWORD>(units), static_cast<DWORD>(units >> 32)};
+    SYSTEMTIME end{};
+    Require(FileTimeToSystemTime(&time, &end) != FALSE, E_INVALIDARG);
     return end;
 }
 
