@@ -47,6 +47,18 @@ CSP_EXPORT BOOL WINAPI CPGetKeyParam(HCRYPTPROV hProv, HCRYPTKEY hKey, DWORD dwP
 CSP_EXPORT BOOL WINAPI CPSetKeyParam(HCRYPTPROV hProv, HCRYPTKEY hKey, DWORD dwParam,
                                      const BYTE* pbData, DWORD dwFlags);
 
+CSP_EXPORT BOOL WINAPI CPGetUserKey(HCRYPTPROV hProv, DWORD dwKeySpec, HCRYPTKEY* phUserKey);
+/* hPubKey is the key that wraps; 0 for none. */
+CSP_EXPORT BOOL WINAPI CPExportKey(HCRYPTPROV hProv, HCRYPTKEY hKey, HCRYPTKEY hPubKey,
+                                   DWORD dwBlobType, DWORD dwFlags, BYTE* pbData,
+                                   DWORD* pcbDataLen);
+CSP_EXPORT BOOL WINAPI CPImportKey(HCRYPTPROV hProv, const BYTE* pbData, DWORD cbDataLen,
+                                   HCRYPTKEY hPubKey, DWORD dwFlags, HCRYPTKEY* phKey);
+CSP_EXPORT BOOL WINAPI CPEncrypt(HCRYPTPROV hProv, HCRYPTKEY hKey, HCRYPTHASH hHash, BOOL Final,
+                                 DWORD dwFlags, BYTE* pbData, DWORD* pcbDataLen, DWORD cbBufLen);
+CSP_EXPORT BOOL WINAPI CPDecrypt(HCRYPTPROV hProv, HCRYPTKEY hKey, HCRYPTHASH hHash, BOOL Final,
+                                 DWORD dwFlags, BYTE* pbData, DWORD* pcbDataLen);
+
 CSP_EXPORT BOOL WINAPI CPCreateHash(HCRYPTPROV hProv, ALG_ID Algid, HCRYPTKEY hKey, DWORD dwFlags,
                                     HCRYPTHASH* phHash);
 CSP_EXPORT BOOL WINAPI CPHashData(HCRYPTPROV hProv, HCRYPTHASH hHash, const BYTE* pbData,
@@ -58,6 +70,13 @@ CSP_EXPORT BOOL WINAPI CPSetHashParam(HCRYPTPROV hProv, HCRYPTHASH hHash, DWORD 
 CSP_EXPORT BOOL WINAPI CPDuplicateHash(HCRYPTPROV hProv, HCRYPTHASH hHash, DWORD* pdwReserved,
                                        DWORD dwFlags, HCRYPTHASH* phHash);
 CSP_EXPORT BOOL WINAPI CPDestroyHash(HCRYPTPROV hProv, HCRYPTHASH hHash);
+/* The description is null. */
+CSP_EXPORT BOOL WINAPI CPSignHash(HCRYPTPROV hProv, HCRYPTHASH hHash, DWORD dwKeySpec,
+                                  LPCWSTR sDescription, DWORD dwFlags, BYTE* pbSignature,
+                                  DWORD* pcbSigLen);
+CSP_EXPORT BOOL WINAPI CPVerifySignature(HCRYPTPROV hProv, HCRYPTHASH hHash,
+                                         const BYTE* pbSignature, DWORD cbSigLen, HCRYPTKEY hPubKey,
+                                         LPCWSTR sDescription, DWORD dwFlags);
 
 #ifdef __cplusplus
 }

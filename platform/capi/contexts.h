@@ -89,6 +89,22 @@ ULONG_PTR Publish(Reservation* reservation, HCRYPTPROV owner, const ContextView&
     return reservation->Publish(owner);
 }
 
+// The provider's own handle of an object that accompanies another of `csp`; 0 for none. Another
+// provider's handle would mean nothing to this one, or the wrong thing: it gives `error`.
+template <typename Table>
+BOOL FindCompanion(ULONG_PTR handle, const Csp* csp, HRESULT error, ULONG_PTR* found) {
+    *found = 0;
+    if (handle == 0) {
+        return TRUE;
+    }
+    const ObjectView object = ViewObject<Table>(handle);
+    if (object.csp == nullptr) {
+        return FALSE;
+    }
+    *found = object.handle;
+    return object.csp == csp ? TRUE : Fail(error);
+}
+
 // Destroys the provider's object by `destroy`, then capi's handle of it; the handle stays good if
 // the provider refuses.
 template <typename Table, typename Destroy>

@@ -18,12 +18,19 @@ struct Csp {
     decltype(&CPDestroyKey) destroyKey;
     decltype(&CPGetKeyParam) getKeyParam;
     decltype(&CPSetKeyParam) setKeyParam;
+    decltype(&CPGetUserKey) getUserKey;
+    decltype(&CPExportKey) exportKey;
+    decltype(&CPImportKey) importKey;
+    decltype(&CPEncrypt) encrypt;
+    decltype(&CPDecrypt) decrypt;
     decltype(&CPCreateHash) createHash;
     decltype(&CPHashData) hashData;
     decltype(&CPGetHashParam) getHashParam;
     decltype(&CPSetHashParam) setHashParam;
     decltype(&CPDuplicateHash) duplicateHash;
     decltype(&CPDestroyHash) destroyHash;
+    decltype(&CPSignHash) signHash;
+    decltype(&CPVerifySignature) verifySignature;
 };
 
 // The provider in the library at `path`, for good; null, and the reason in `*error`, where the file

@@ -1,10 +1,48 @@
 // Hashes, as calls on the provider that made them. A key derivation makes thousands of them, so
 // that nothing here asks for memory or waits for a lock.
+#include <span>
+
 #include "capi/contexts.h"
+
+namespace capi {
+
+namespace {
+
+BOOL SignHash(HCRYPTHASH handle, DWORD keySpec, const void* description, DWORD flags,
+              BYTE* signature, DWORD* size) {
+    const ObjectView hash = ViewObject<HashTable>(handle);
+    if (hash.csp == nullptr) {
+        return FALSE;
+    }
+    if (description != nullptr) {
+        return Fail(ERROR_INVALID_PARAMETER);
+    }
+    return hash.csp->signHash(hash.context, hash.handle, keySpec, nullptr, flags, signature, size);
+}
+
+BOOL VerifySignature(HCRYPTHASH handle, std::span<const BYTE> signature, HCRYPTKEY publicKey,
+                     const void* description, DWORD flags) {
+    const ObjectView hash = ViewObject<HashTable>(handle);
+    if (hash.csp == nullptr) {
+        return FALSE;
+    }
+    if (description != nullptr) {
+        return Fail(ERROR_INVALID_PARAMETER);
+    }
+    HCRYPTKEY key = 0;
+    return FindCompanion<KeyTable>(publicKey, hash.csp, NTE_BAD_KEY, &key) &&
+           hash.csp->verifySignature(hash.context, hash.handle, signature.data(),
+                                     static_cast<DWORD>(signature.size()), key, nullptr, flags);
+}
+
+}  // namespace
+
+}  // namespace capi
 
 using capi::ContextView;
 using capi::Csp;
 using capi::Fail;
+using capi::FindCompanion;
 using capi::HashTable;
 using capi::KeyTable;
 using capi::ObjectView;
@@ -15,16 +53,9 @@ BOOL WINAPI CryptCreateHash(HCRYPTPROV hProv, ALG_ID Algid, HCRYPTKEY hKey, DWOR
     if (context.csp == nullptr) {
         return FALSE;
     }
-    ObjectView key{};
-    if (hKey != 0) {
-        key = capi::ViewObject<KeyTable>(hKey);
-        if (key.csp == nullptr) {
-            return FALSE;
-        }
-        // Another provider's handle would mean nothing to this one, or the wrong thing.
-        if (key.csp != context.csp) {
-            return Fail(NTE_BAD_KEY);
-        }
+    HCRYPTKEY key = 0;
+    if (!FindCompanion<KeyTable>(hKey, context.csp, NTE_BAD_KEY, &key)) {
+        return FALSE;
     }
     if (phHash == nullptr) {
         return Fail(ERROR_INVALID_PARAMETER);
@@ -34,7 +65,7 @@ BOOL WINAPI CryptCreateHash(HCRYPTPROV hProv, ALG_ID Algid, HCRYPTKEY hKey, DWOR
         return Fail(NTE_NO_MEMORY);
     }
     HCRYPTHASH hash = 0;
-    if (!context.csp->createHash(context.handle, Algid, key.handle, dwFlags, &hash)) {
+    if (!context.csp->createHash(context.handle, Algid, key, dwFlags, &hash)) {
         return FALSE;
     }
     *phHash = capi::Publish(&reservation, hProv, context, hash);
@@ -87,4 +118,24 @@ BOOL WINAPI CryptDestroyHash(HCRYPTHASH hHash) {
                                           [](const Csp& csp, HCRYPTPROV context, HCRYPTHASH hash) {
                                               return csp.destroyHash(context, hash);
                                           });
+}
+
+BOOL WINAPI CryptSignHashA(HCRYPTHASH hHash, DWORD dwKeySpec, LPCSTR szDescription, DWORD dwFlags,
+                           BYTE* pbSignature, DWORD* pdwSigLen) {
+    return capi::SignHash(hHash, dwKeySpec, szDescription, dwFlags, pbSignature, pdwSigLen);
+}
+
+BOOL WINAPI CryptSignHashW(HCRYPTHASH hHash, DWORD dwKeySpec, LPCWSTR szDescription, DWORD dwFlags,
+                           BYTE* pbSignature, DWORD* pdwSigLen) {
+    return capi::SignHash(hHash, dwKeySpec, szDescription, dwFlags, pbSignature, pdwSigLen);
+}
+
+BOOL WINAPI CryptVerifySignatureA(HCRYPTHASH hHash, const BYTE* pbSignature, DWORD dwSigLen,
+                                  HCRYPTKEY hPubKey, LPCSTR szDescription, DWORD dwFlags) {
+    return capi::VerifySignature(hHash, {pbSignature, dwSigLen}, hPubKey, szDescription, dwFlags);
+}
+
+BOOL WINAPI CryptVerifySignatureW(HCRYPTHASH hHash, const BYTE* pbSignature, DWORD dwSigLen,
+                                  HCRYPTKEY hPubKey, LPCWSTR szDescription, DWORD dwFlags) {
+    return capi::VerifySignature(hHash, {pbSignature, dwSigLen}, hPubKey, szDescription, dwFlags);
 }

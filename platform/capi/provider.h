@@ -34,6 +34,11 @@ typedef unsigned int ALG_ID;
 #define AT_KEYEXCHANGE 1
 #define AT_SIGNATURE 2
 
+/* Of exported keys. */
+#define PUBLICKEYBLOB 6
+#define PRIVATEKEYBLOB 7
+#define CUR_BLOB_VERSION 2
+
 #define ALG_CLASS_ANY 0
 #define ALG_CLASS_SIGNATURE (1 << 13)
 #define ALG_CLASS_MSG_ENCRYPT (2 << 13)
@@ -84,6 +89,18 @@ typedef unsigned int ALG_ID;
 #define CRYPT_IMPL_MIXED 3
 #define CRYPT_IMPL_UNKNOWN 4
 
+/* Of PP_ENUMCONTAINERS: where to start, where to go on. */
+#define CRYPT_FIRST 1
+#define CRYPT_NEXT 2
+
+/* What every exported key begins with. */
+typedef struct _PUBLICKEYSTRUC {
+    BYTE bType;
+    BYTE bVersion;
+    WORD reserved;
+    ALG_ID aiKeyAlg;
+} BLOBHEADER, PUBLICKEYSTRUC;
+
 /* Which hash an HMAC runs over. Null strings mean the standard pads. */
 typedef struct _HMAC_Info {
     ALG_ID HashAlgid;
@@ -132,6 +149,26 @@ VLXCAPI BOOL WINAPI CryptGetKeyParam(HCRYPTKEY hKey, DWORD dwParam, BYTE* pbData
 VLXCAPI BOOL WINAPI CryptSetKeyParam(HCRYPTKEY hKey, DWORD dwParam, const BYTE* pbData,
                                      DWORD dwFlags);
 
+/* The key of the context's container, AT_KEYEXCHANGE or AT_SIGNATURE; destroyed with
+ * CryptDestroyKey, which leaves the container's key where it is. */
+VLXCAPI BOOL WINAPI CryptGetUserKey(HCRYPTPROV hProv, DWORD dwKeySpec, HCRYPTKEY* phUserKey);
+
+/* The key as a blob that begins with a BLOBHEADER, encrypted under `hExpKey`, a key of the same
+ * provider or 0. Sizes as for parameters. NTE_BAD_KEY for another provider's key. */
+VLXCAPI BOOL WINAPI CryptExportKey(HCRYPTKEY hKey, HCRYPTKEY hExpKey, DWORD dwBlobType,
+                                   DWORD dwFlags, BYTE* pbData, DWORD* pdwDataLen);
+/* The key in such a blob, decrypted with `hPubKey`; destroyed with CryptDestroyKey. */
+VLXCAPI BOOL WINAPI CryptImportKey(HCRYPTPROV hProv, const BYTE* pbData, DWORD dwDataLen,
+                                   HCRYPTKEY hPubKey, DWORD dwFlags, HCRYPTKEY* phKey);
+
+/* Encrypts `*pdwDataLen` octets in place, in a buffer of `dwBufLen`; `Final` tells the last piece
+ * of a message. `hHash` is 0, or a hash of the same provider that takes the plain text too:
+ * NTE_BAD_HASH for another provider's. */
+VLXCAPI BOOL WINAPI CryptEncrypt(HCRYPTKEY hKey, HCRYPTHASH hHash, BOOL Final, DWORD dwFlags,
+                                 BYTE* pbData, DWORD* pdwDataLen, DWORD dwBufLen);
+VLXCAPI BOOL WINAPI CryptDecrypt(HCRYPTKEY hKey, HCRYPTHASH hHash, BOOL Final, DWORD dwFlags,
+                                 BYTE* pbData, DWORD* pdwDataLen);
+
 /* `hKey` is 0 but for keyed hashes. The hash is destroyed with CryptDestroyHash. */
 VLXCAPI BOOL WINAPI CryptCreateHash(HCRYPTPROV hProv, ALG_ID Algid, HCRYPTKEY hKey, DWORD dwFlags,
                                     HCRYPTHASH* phHash);
@@ -144,5 +181,17 @@ VLXCAPI BOOL WINAPI CryptSetHashParam(HCRYPTHASH hHash, DWORD dwParam, const BYT
 VLXCAPI BOOL WINAPI CryptDuplicateHash(HCRYPTHASH hHash, DWORD* pdwReserved, DWORD dwFlags,
                                        HCRYPTHASH* phHash);
 VLXCAPI BOOL WINAPI CryptDestroyHash(HCRYPTHASH hHash);
+
+/* Signs the hash's value with the key of the container of the hash's context. Sizes as for
+ * parameters. The description is null: ERROR_INVALID_PARAMETER. */
+VLXCAPI BOOL WINAPI CryptSignHashA(HCRYPTHASH hHash, DWORD dwKeySpec, LPCSTR szDescription,
+                                   DWORD dwFlags, BYTE* pbSignature, DWORD* pdwSigLen);
+VLXCAPI BOOL WINAPI CryptSignHashW(HCRYPTHASH hHash, DWORD dwKeySpec, LPCWSTR szDescription,
+                                   DWORD dwFlags, BYTE* pbSignature, DWORD* pdwSigLen);
+/* NTE_BAD_SIGNATURE where the signature is not that of the hash's value under `hPubKey`. */
+VLXCAPI BOOL WINAPI CryptVerifySignatureA(HCRYPTHASH hHash, const BYTE* pbSignature, DWORD dwSigLen,
+                                          HCRYPTKEY hPubKey, LPCSTR szDescription, DWORD dwFlags);
+VLXCAPI BOOL WINAPI CryptVerifySignatureW(HCRYPTHASH hHash, const BYTE* pbSignature, DWORD dwSigLen,
+                                          HCRYPTKEY hPubKey, LPCWSTR szDescription, DWORD dwFlags);
 
 VLXCAPI_END

@@ -10,6 +10,12 @@
 //   CPGetProvParam       writes the handle of the context; for PP_CONTAINER the container last
 //                        acquired, for PP_SIGNATURE_PIN the PIN last set, for PP_KEYSET_TYPE the
 //                        flags of the last acquisition
+//   CPGetUserKey         answers the key specification as the key's handle
+//   CPExportKey          writes the handles of the key and of the wrapping key, added
+//   CPImportKey          answers the handle of the wrapping key plus the size as the key's handle
+//   CPEncrypt, CPDecrypt set the length to the handles of key and hash, added
+//   CPSignHash           writes the handle of the hash plus the key specification
+//   CPVerifySignature    NTE_BAD_SIGNATURE unless the first octet is the key's handle
 //   CPGetKeyParam        writes the handle of the key
 //   CPGetHashParam       writes the handle of the hash
 #include <cstring>
@@ -156,4 +162,48 @@ BOOL WINAPI CPDuplicateHash(HCRYPTPROV /*hProv*/, HCRYPTHASH hHash, DWORD* /*pdw
 
 BOOL WINAPI CPDestroyHash(HCRYPTPROV /*hProv*/, HCRYPTHASH /*hHash*/) {
     return TRUE;
+}
+
+BOOL WINAPI CPGetUserKey(HCRYPTPROV /*hProv*/, DWORD dwKeySpec, HCRYPTKEY* phUserKey) {
+    *phUserKey = dwKeySpec;
+    return Answer(dwKeySpec == test_support::kMissingKeySpec ? NTE_NO_KEY : S_OK);
+}
+
+BOOL WINAPI CPExportKey(HCRYPTPROV /*hProv*/, HCRYPTKEY hKey, HCRYPTKEY hPubKey,
+                        DWORD /*dwBlobType*/, DWORD dwFlags, BYTE* pbData, DWORD* pcbDataLen) {
+    return dwFlags == 0 ? Answer(WriteHandle(hKey + hPubKey, pbData, pcbDataLen))
+                        : Answer(static_cast<HRESULT>(dwFlags));
+}
+
+BOOL WINAPI CPImportKey(HCRYPTPROV /*hProv*/, const BYTE* /*pbData*/, DWORD cbDataLen,
+                        HCRYPTKEY hPubKey, DWORD dwFlags, HCRYPTKEY* phKey) {
+    *phKey = hPubKey + cbDataLen;
+    return Answer(static_cast<HRESULT>(dwFlags));
+}
+
+BOOL WINAPI CPEncrypt(HCRYPTPROV /*hProv*/, HCRYPTKEY hKey, HCRYPTHASH hHash, BOOL /*Final*/,
+                      DWORD dwFlags, BYTE* /*pbData*/, DWORD* pcbDataLen, DWORD /*cbBufLen*/) {
+    *pcbDataLen = static_cast<DWORD>(hKey + hHash);
+    return Answer(static_cast<HRESULT>(dwFlags));
+}
+
+BOOL WINAPI CPDecrypt(HCRYPTPROV /*hProv*/, HCRYPTKEY hKey, HCRYPTHASH hHash, BOOL /*Final*/,
+                      DWORD dwFlags, BYTE* /*pbData*/, DWORD* pcbDataLen) {
+    *pcbDataLen = static_cast<DWORD>(hKey + hHash);
+    return Answer(static_cast<HRESULT>(dwFlags));
+}
+
+BOOL WINAPI CPSignHash(HCRYPTPROV /*hProv*/, HCRYPTHASH hHash, DWORD dwKeySpec,
+                       LPCWSTR sDescription, DWORD dwFlags, BYTE* pbSignature, DWORD* pcbSigLen) {
+    if (dwFlags != 0 || sDescription != nullptr) {
+        return Answer(static_cast<HRESULT>(dwFlags));
+    }
+    return Answer(WriteHandle(hHash + dwKeySpec, pbSignature, pcbSigLen));
+}
+
+BOOL WINAPI CPVerifySignature(HCRYPTPROV /*hProv*/, HCRYPTHASH /*hHash*/, const BYTE* pbSignature,
+                              DWORD cbSigLen, HCRYPTKEY hPubKey, LPCWSTR /*sDescription*/,
+                              DWORD dwFlags) {
+    const bool isGood = cbSigLen != 0 && *pbSignature == hPubKey;
+    return Answer(isGood ? static_cast<HRESULT>(dwFlags) : NTE_BAD_SIGNATURE);
 }

@@ -10,6 +10,7 @@ namespace test_support {
 inline constexpr char kFakeCspName[] = "Fake Provider";
 inline constexpr DWORD kFakeCspType = 77;
 inline constexpr HCRYPTKEY kStubbornKey = 4242;
+inline constexpr DWORD kMissingKeySpec = 9;
 
 // Settings under which it is found.
 inline std::string FakeCspSettings(const std::string& imagePath) {

@@ -234,6 +234,71 @@ TEST_F(FakeProvider, HasItsErrorWordsPassedOn) {
     EXPECT_TRUE(CryptReleaseContext(context, 0));
 }
 
+ULONG_PTR ExportedBy(HCRYPTKEY key, HCRYPTKEY wrapping) {
+    ULONG_PTR written = 0;
+    DWORD size = sizeof(written);
+    EXPECT_TRUE(
+        CryptExportKey(key, wrapping, PRIVATEKEYBLOB, 0, reinterpret_cast<BYTE*>(&written), &size));
+    return written;
+}
+
+TEST_F(FakeProvider, GetsItsOwnHandlesOfEveryKeyAndHashOfACall) {
+    HCRYPTPROV context = 0;
+    HCRYPTKEY user = 0;
+    HCRYPTKEY wrapping = 0;
+    HCRYPTKEY imported = 0;
+    HCRYPTHASH hash = 0;
+    ASSERT_TRUE(Acquire(&context, kFakeCspName, kFakeCspType, 0));
+    ASSERT_TRUE(CryptGetUserKey(context, AT_SIGNATURE, &user));
+    ASSERT_TRUE(CryptGenKey(context, 500, 0, &wrapping));
+    ASSERT_TRUE(CryptCreateHash(context, 1, wrapping, 0, &hash));
+    EXPECT_EQ(HandleBehindKey(user), DWORD{AT_SIGNATURE});
+    EXPECT_EQ(ExportedBy(user, 0), 2U);
+    EXPECT_EQ(ExportedBy(user, wrapping), 502U);
+    ASSERT_TRUE(CryptImportKey(context, nullptr, 30, wrapping, 0, &imported));
+    EXPECT_EQ(HandleBehindKey(imported), 530U);
+    DWORD size = 0;
+    EXPECT_TRUE(CryptEncrypt(wrapping, 0, TRUE, 0, nullptr, &size, 0));
+    EXPECT_EQ(size, 500U);
+    EXPECT_TRUE(CryptDecrypt(wrapping, hash, TRUE, 0, nullptr, &size));
+    EXPECT_EQ(size, 1001U);
+    ULONG_PTR signature = 0;
+    size = sizeof(signature);
+    auto* const octets = reinterpret_cast<BYTE*>(&signature);
+    EXPECT_TRUE(CryptSignHashA(hash, AT_KEYEXCHANGE, nullptr, 0, octets, &size));
+    EXPECT_EQ(signature, 502U);
+    EXPECT_TRUE(CryptSignHashW(hash, AT_SIGNATURE, nullptr, 0, octets, &size));
+    EXPECT_EQ(signature, 503U);
+    const BYTE good = 2;
+    EXPECT_TRUE(CryptVerifySignatureA(hash, &good, 1, user, nullptr, 0));
+    EXPECT_TRUE(CryptVerifySignatureW(hash, &good, 1, user, nullptr, 0));
+    EXPECT_FAILS_WITH(NTE_BAD_SIGNATURE, CryptVerifySignatureA(hash, &good, 1, 0, nullptr, 0));
+    EXPECT_TRUE(CryptReleaseContext(context, 0));
+    EXPECT_FAILS_WITH(ERROR_INVALID_HANDLE, CryptDestroyKey(imported));
+}
+
+TEST_F(FakeProvider, HasTheErrorWordsOfItsKeysPassedOn) {
+    HCRYPTPROV context = 0;
+    HCRYPTKEY key = 7;
+    HCRYPTKEY none = 7;
+    HCRYPTHASH hash = 0;
+    BYTE data[8] = {};
+    DWORD size = sizeof(data);
+    ASSERT_TRUE(Acquire(&context, kFakeCspName, kFakeCspType, 0));
+    ASSERT_TRUE(CryptGenKey(context, 500, 0, &key));
+    ASSERT_TRUE(CryptCreateHash(context, 1, 0, 0, &hash));
+    EXPECT_FAILS_WITH(NTE_NO_KEY, CryptGetUserKey(context, test_support::kMissingKeySpec, &none));
+    EXPECT_FAILS_WITH(1234, CryptImportKey(context, data, 8, 0, 1234, &none));
+    EXPECT_EQ(none, 7U);
+    EXPECT_FAILS_WITH(1234, CryptExportKey(key, 0, PRIVATEKEYBLOB, 1234, data, &size));
+    EXPECT_FAILS_WITH(1234, CryptEncrypt(key, 0, TRUE, 1234, data, &size, 8));
+    EXPECT_FAILS_WITH(1234, CryptDecrypt(key, 0, TRUE, 1234, data, &size));
+    EXPECT_FAILS_WITH(1234, CryptSignHashA(hash, AT_SIGNATURE, nullptr, 1234, data, &size));
+    data[0] = 0;
+    EXPECT_FAILS_WITH(1234, CryptVerifySignatureA(hash, data, 1, 0, nullptr, 1234));
+    EXPECT_TRUE(CryptReleaseContext(context, 0));
+}
+
 TEST_F(FakeProvider, KeepsAHandleWhoseObjectItRefusesToDestroy) {
     HCRYPTPROV context = 0;
     HCRYPTKEY key = 0;
@@ -253,6 +318,18 @@ TEST_F(FakeProvider, DoesNotGetAnotherProvidersKeys) {
     const test_support::Key key(other);
     HCRYPTHASH hash = 0;
     EXPECT_FAILS_WITH(NTE_BAD_KEY, CryptCreateHash(context, 1, key.Get(), 0, &hash));
+    HCRYPTKEY own = 0;
+    HCRYPTKEY imported = 0;
+    ASSERT_TRUE(CryptGenKey(context, 500, 0, &own));
+    ASSERT_TRUE(CryptCreateHash(context, 1, 0, 0, &hash));
+    BYTE data[8] = {};
+    DWORD size = sizeof(data);
+    EXPECT_FAILS_WITH(NTE_BAD_KEY, CryptImportKey(context, data, 8, key.Get(), 0, &imported));
+    EXPECT_FAILS_WITH(NTE_BAD_KEY, CryptExportKey(own, key.Get(), PRIVATEKEYBLOB, 0, data, &size));
+    EXPECT_FAILS_WITH(NTE_BAD_KEY, CryptVerifySignatureA(hash, data, 8, key.Get(), nullptr, 0));
+    const test_support::Hash otherHash(other, kGost94);
+    EXPECT_FAILS_WITH(NTE_BAD_HASH, CryptEncrypt(own, otherHash.Get(), TRUE, 0, data, &size, 8));
+    EXPECT_FAILS_WITH(NTE_BAD_HASH, CryptDecrypt(own, otherHash.Get(), TRUE, 0, data, &size));
     EXPECT_TRUE(CryptReleaseContext(context, 0));
 }
 

@@ -47,6 +47,12 @@ TEST_F(Handles, OfKeysAreRefusedWhereTheyAreNone) {
         EXPECT_FAILS_WITH(ERROR_INVALID_HANDLE,
                           CryptGetKeyParam(bad, KP_IV, data_.data(), &size_, 0));
         EXPECT_FAILS_WITH(ERROR_INVALID_HANDLE, CryptSetKeyParam(bad, KP_IV, data_.data(), 0));
+        EXPECT_FAILS_WITH(ERROR_INVALID_HANDLE,
+                          CryptExportKey(bad, 0, PRIVATEKEYBLOB, 0, data_.data(), &size_));
+        EXPECT_FAILS_WITH(ERROR_INVALID_HANDLE,
+                          CryptEncrypt(bad, 0, TRUE, 0, data_.data(), &size_, size_));
+        EXPECT_FAILS_WITH(ERROR_INVALID_HANDLE,
+                          CryptDecrypt(bad, 0, TRUE, 0, data_.data(), &size_));
     }
 }
 
@@ -63,6 +69,10 @@ TEST_F(Handles, OfHashesAreRefusedWhereTheyAreNone) {
         EXPECT_FAILS_WITH(ERROR_INVALID_HANDLE,
                           CryptSetHashParam(bad, HP_HMAC_INFO, data_.data(), 0));
         EXPECT_FAILS_WITH(ERROR_INVALID_HANDLE, CryptDuplicateHash(bad, nullptr, 0, &copy));
+        EXPECT_FAILS_WITH(ERROR_INVALID_HANDLE,
+                          CryptSignHashA(bad, AT_SIGNATURE, nullptr, 0, data_.data(), &size_));
+        EXPECT_FAILS_WITH(ERROR_INVALID_HANDLE,
+                          CryptVerifySignatureA(bad, data_.data(), 64, 0, nullptr, 0));
     }
 }
 
@@ -81,6 +91,14 @@ TEST_F(Handles, AreNotGivenWithoutAPlaceForThem) {
     EXPECT_FAILS_WITH(ERROR_INVALID_PARAMETER,
                       CryptCreateHash(context_.Get(), kGost94, 0, 0, nullptr));
     EXPECT_FAILS_WITH(ERROR_INVALID_PARAMETER, CryptDuplicateHash(hash.Get(), nullptr, 0, nullptr));
+    EXPECT_FAILS_WITH(ERROR_INVALID_PARAMETER,
+                      CryptGetUserKey(context_.Get(), AT_SIGNATURE, nullptr));
+    EXPECT_FAILS_WITH(ERROR_INVALID_PARAMETER,
+                      CryptImportKey(context_.Get(), data_.data(), 64, 0, 0, nullptr));
+    EXPECT_FAILS_WITH(ERROR_INVALID_PARAMETER,
+                      CryptSignHashA(hash.Get(), AT_SIGNATURE, "some", 0, data_.data(), &size_));
+    EXPECT_FAILS_WITH(ERROR_INVALID_PARAMETER,
+                      CryptVerifySignatureA(hash.Get(), data_.data(), 64, 0, "some", 0));
 }
 
 TEST_F(Handles, AreNotUsedTwice) {
