@@ -149,15 +149,17 @@ HRESULT Container::Load(ContainerImage* image) const {
 
 HRESULT Container::Unlock(const ContainerImage& image,
                           std::shared_ptr<const SealKeys>* keys) const {
-    if (image.hasPin) {
+    {
         const std::lock_guard lock(mutex_);
         *keys = presented_;
-    } else {
+    }
+    if (*keys == nullptr && !image.hasPin) {
         *keys = std::make_shared<const SealKeys>(DeriveSealKeys({}, image.salt, image.iterations));
     }
-    if (*keys == nullptr || (*keys)->salt != image.salt) {
+    if (*keys == nullptr) {
         return isSilent_ ? NTE_SILENT_CONTEXT : SCARD_W_CARD_NOT_AUTHENTICATED;
     }
+    // A PIN that was presented is not taken away by whoever can write the file.
     if (!HasMac(**keys, image)) {
         ReportContainerFile(scope_, fileName_, "was changed by somebody who did not have its key");
         return NTE_KEYSET_ENTRY_BAD;
