@@ -59,8 +59,8 @@ std::string SystemStoreName(StoreKind kind, const void* name) {
 CertificateFolder FolderOf(DWORD location, const std::string& name) {
     const bool isUser = location == CERT_SYSTEM_STORE_CURRENT_USER;
     Require(isUser || location == CERT_SYSTEM_STORE_LOCAL_MACHINE, E_INVALIDARG);
-    const std::filesystem::path state = isUser ? UserStateFolder() : MachineStateFolder();
-    return CertificateFolder(state / "stores" / name, isUser);
+    const std::filesystem::path folder = isUser ? UserStateFolder() : state::MachineFolder();
+    return CertificateFolder(folder / "stores" / name, isUser);
 }
 
 // What both walks do with the previous context: it is freed whatever becomes of the call.

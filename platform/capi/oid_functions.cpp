@@ -65,7 +65,7 @@ std::vector<Function> ParseTable(std::string_view text) {
 }
 
 std::vector<Function> ReadTable() {
-    const std::filesystem::path path = MachineStateFolder() / kTableName;
+    const std::filesystem::path path = state::MachineFolder() / kTableName;
     try {
         const std::optional<std::vector<BYTE>> bytes = ReadStateFile(path, kLargestTable);
         if (!bytes.has_value()) {
@@ -99,7 +99,7 @@ void WriteTable(const FolderLock& lock, const std::vector<Function>& functions) 
 }
 
 FolderLock LockTable() {
-    return FolderLock(MachineStateFolder(), 0755);
+    return FolderLock(state::MachineFolder(), 0755);
 }
 
 Function MakeFunction(DWORD encoding, LPCSTR set, LPCSTR oid) {

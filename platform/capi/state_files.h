@@ -13,30 +13,15 @@
 #include <vector>
 
 #include "capi/types.h"
+#include "state/state_files.h"
 
 namespace capi {
 
+using state::FileDescriptor;
+using state::WordOfErrno;
+
 // Throws ERROR_PATH_NOT_FOUND where no home folder is known.
 std::filesystem::path UserStateFolder();
-std::filesystem::path MachineStateFolder();
-
-// The word for what a system call left in errno.
-LONG WordOfErrno(int error);
-
-class FileDescriptor {
-  public:
-    explicit FileDescriptor(int descriptor) : descriptor_(descriptor) {}
-    FileDescriptor(FileDescriptor&& other) noexcept;
-    ~FileDescriptor();
-    FileDescriptor(const FileDescriptor&) = delete;
-    FileDescriptor& operator=(const FileDescriptor&) = delete;
-
-    bool IsOpen() const { return descriptor_ >= 0; }
-    int Get() const { return descriptor_; }
-
-  private:
-    int descriptor_;
-};
 
 // What tells one state of a file from another.
 struct FileState {
