@@ -161,7 +161,7 @@ TEST_F(ContainerFiles, ThatAKilledWriterLeftAreRemovedByTheNext) {
 
 TEST_F(ContainerFiles, OpenToOthersAreNotTrusted) {
     EXPECT_EQ(Create(), S_OK);
-    for (const mode_t mode : {0640, 0604, 0620, 0601, 0777}) {
+    for (const mode_t mode : {0640U, 0604U, 0620U, 0601U, 0777U}) {
         ASSERT_EQ(chmod(Path().c_str(), mode), 0);
         EXPECT_EQ(Read(&bytes_), NTE_PERM) << std::oct << mode;
     }
@@ -171,7 +171,7 @@ TEST_F(ContainerFiles, OpenToOthersAreNotTrusted) {
 
 TEST_F(ContainerFiles, InAFolderThatOthersWriteInAreNotTrusted) {
     EXPECT_EQ(Create(), S_OK);
-    for (const mode_t mode : {0720, 0702}) {
+    for (const mode_t mode : {0720U, 0702U}) {
         ASSERT_EQ(chmod(home_.UserKeys().c_str(), mode), 0);
         EXPECT_EQ(Read(&bytes_), NTE_PERM);
         EXPECT_EQ(Replace({1}), NTE_PERM);
