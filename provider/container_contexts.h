@@ -4,6 +4,7 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "provider/container.h"
@@ -13,11 +14,13 @@ namespace provider {
 // Safe for several threads.
 class ContextState {
   public:
-    // `container` is null for a verification context.
-    ContextState(ContainerScope scope, std::shared_ptr<Container> container);
+    explicit ContextState(ContainerScope scope) : scope_(scope) {}
 
     ContainerScope Scope() const { return scope_; }
+    // Null for a verification context.
     const std::shared_ptr<Container>& GetContainer() const { return container_; }
+    // Before the context's handle is given out.
+    void SetContainer(std::shared_ptr<Container> container) { container_ = std::move(container); }
 
     // PP_ENUMCONTAINERS and PP_ENUM_DAMAGED_CONTAINERS. `flags` is any of CRYPT_FIRST, which lists
     // anew, CRYPT_NEXT, and CRYPT_MACHINE_KEYSET, which counts with CRYPT_FIRST. Without a buffer,
@@ -37,7 +40,7 @@ class ContextState {
     HRESULT Start(Enumeration* enumeration, DWORD flags) const;
 
     const ContainerScope scope_;
-    const std::shared_ptr<Container> container_;
+    std::shared_ptr<Container> container_;
     std::mutex mutex_;
     // Under the mutex.
     Enumeration containers_;
