@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstring>
+#include <new>
 #include <span>
 #include <utility>
 
@@ -37,6 +38,18 @@ inline HRESULT WriteParameter(const char* text, BYTE* out, DWORD* outSize) {
     return WriteParameter(std::span(bytes, std::strlen(text) + 1), out, outSize);
 }
 
+// Sets KP_PERMISSIONS from the DWORD at `data`. Permissions can be given up and not be gained:
+// NTE_PERM.
+inline HRESULT NarrowPermissions(const BYTE* data, DWORD* permissions) {
+    DWORD wanted = 0;
+    std::memcpy(&wanted, data, sizeof(wanted));
+    if ((wanted & ~*permissions) != 0) {
+        return NTE_PERM;
+    }
+    *permissions = wanted;
+    return S_OK;
+}
+
 // What an entry point answers.
 inline BOOL Answer(HRESULT status) {
     if (status == S_OK) {
@@ -44,6 +57,16 @@ inline BOOL Answer(HRESULT status) {
     }
     SetLastError(static_cast<DWORD>(status));
     return FALSE;
+}
+
+// The same for `work` that may run out of memory.
+template <typename Work>
+BOOL AnswerTo(Work work) {
+    try {
+        return Answer(work());
+    } catch (const std::bad_alloc&) {
+        return Answer(NTE_NO_MEMORY);
+    }
 }
 
 }  // namespace provider
