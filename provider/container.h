@@ -2,14 +2,13 @@
 //
 // Error words that any of these may give besides those named: ERROR_DISK_FULL, ERROR_ACCESS_DENIED,
 // ERROR_WRITE_PROTECT and the other words of files where the system refuses; NTE_PERM where the
-// file is another user's or open to others; NTE_KEYSET_ENTRY_BAD where it is damaged. Whatever fails
-// leaves the container as it was. std::bad_alloc may be thrown.
+// file is another user's or open to others; NTE_KEYSET_ENTRY_BAD where it is damaged. Whatever
+// fails leaves the container as it was. std::bad_alloc may be thrown.
 #pragma once
 
 #include <array>
 #include <memory>
 #include <mutex>
-#include <optional>
 #include <span>
 #include <string>
 #include <vector>
@@ -67,12 +66,12 @@ class Container {
     // NTE_NO_KEY for an empty slot.
     HRESULT ReadKey(DWORD keySpec, KeyRecord* record) const;
     // The private key, a DER PrivateKeyInfo (PKCS#8). NTE_NO_KEY for an empty slot. Where the
-    // container has a PIN that was not presented: NTE_SILENT_CONTEXT in a CRYPT_SILENT context, else
-    // SCARD_W_CARD_NOT_AUTHENTICATED, since no window can ask.
+    // container has a PIN that was not presented: NTE_SILENT_CONTEXT in a CRYPT_SILENT context,
+    // else SCARD_W_CARD_NOT_AUTHENTICATED, since no window can ask.
     HRESULT ReadPrivateKey(DWORD keySpec, SecretBytes* privateKeyInfo) const;
 
-    // Replaces the slot's key as a whole. The words of a PIN as above; NTE_BAD_LEN for a private key
-    // that is empty or too long, or where the container would pass its largest size.
+    // Replaces the slot's key as a whole. The words of a PIN as above; NTE_BAD_LEN for a private
+    // key that is empty or too long, or where the container would pass its largest size.
     HRESULT WriteKey(DWORD keySpec, const KeyRecord& record, std::span<const BYTE> privateKeyInfo);
     // Replaces the certificate beside the slot's key, or removes it where `certificate` is empty.
     // The same words, and NTE_NO_KEY.
@@ -81,28 +80,30 @@ class Container {
     HRESULT WritePermissions(DWORD keySpec, DWORD permissions);
 
     // Sets the PIN of a container that has none; else checks it. Either way it is presented for the
-    // rest of this context. A wrong one gives SCARD_W_WRONG_CHV and leaves what was presented before;
-    // NTE_BAD_LEN for one that is empty or longer than kLongestPin.
+    // rest of this context. A wrong one gives SCARD_W_WRONG_CHV and leaves what was presented
+    // before; NTE_BAD_LEN for one that is empty or longer than kLongestPin.
     HRESULT PresentPin(std::span<const BYTE> pin);
 
   private:
     HRESULT Load(ContainerImage* image) const;
-    HRESULT Unlock(const ContainerImage& image, SealKeys* keys) const;
+    // The keys of the presented PIN, or those of a container without one; else the words of a PIN.
+    HRESULT Unlock(const ContainerImage& image, std::shared_ptr<const SealKeys>* keys) const;
     template <typename Change>
-    HRESULT Modify(DWORD keySpec, Change change);
+    HRESULT Modify(Change change);
     HRESULT CheckPin(const ContainerImage& image, std::span<const BYTE> pin);
-    HRESULT SetFirstPin(std::span<const BYTE> pin, bool* isSet);
-    void Remember(const ContainerImage& image, SealKeys keys);
+    HRESULT SetPin(const std::shared_ptr<const SealKeys>& keys);
+    void Remember(std::shared_ptr<const SealKeys> keys);
 
     const ContainerScope scope_;
     const std::string name_;
     const ContainerIdentity identity_;
     const std::string uniqueName_;
+    const std::string fileName_;
     const bool isSilent_;
 
     mutable std::mutex mutex_;
     // Under the mutex: the keys of the presented PIN; null while there is none.
-    std::unique_ptr<SealKeys> presented_;
+    std::shared_ptr<const SealKeys> presented_;
 };
 
 // The container of a context; null for a verification context and for a handle that is none. The

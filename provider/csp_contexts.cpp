@@ -1,6 +1,15 @@
 // Entry points: contexts, their parameters, random bytes.
+#include <cstring>
+#include <memory>
+#include <new>
+#include <string>
+#include <utility>
+
 #include "csp.h"
+#include "platform/csp_parameters.h"
 #include "provider/algorithms.h"
+#include "provider/container_contexts.h"
+#include "provider/container_store.h"
 #include "provider/objects.h"
 #include "provider/parameter.h"
 #include "provider/random.h"
@@ -9,31 +18,61 @@ namespace provider {
 
 namespace {
 
-// There are no containers: none can be opened, deleted or made.
-HRESULT Acquire(HCRYPTPROV* result, const char* container, DWORD flags) {
-    constexpr DWORD kKnownFlags = CRYPT_VERIFYCONTEXT | CRYPT_NEWKEYSET | CRYPT_DELETEKEYSET |
-                                  CRYPT_MACHINE_KEYSET | CRYPT_SILENT;
-    if (result == nullptr) {
-        return ERROR_INVALID_PARAMETER;
-    }
+constexpr DWORD kKnownFlags = CRYPT_VERIFYCONTEXT | CRYPT_NEWKEYSET | CRYPT_DELETEKEYSET |
+                              CRYPT_MACHINE_KEYSET | CRYPT_SILENT;
+
+bool AreGoodFlags(const char* container, DWORD flags) {
     const DWORD verifyBits = flags & CRYPT_VERIFYCONTEXT;
+    const DWORD keySetBits = flags & (CRYPT_NEWKEYSET | CRYPT_DELETEKEYSET);
     if ((flags & ~kKnownFlags) != 0 || (verifyBits != 0 && verifyBits != CRYPT_VERIFYCONTEXT)) {
-        return NTE_BAD_FLAGS;
-    }
-    if (verifyBits == 0) {
-        return (flags & CRYPT_NEWKEYSET) != 0 ? NTE_NOT_SUPPORTED : NTE_BAD_KEYSET;
+        return false;
     }
     const bool namesContainer = container != nullptr && *container != '\0';
-    if (namesContainer || (flags & (CRYPT_NEWKEYSET | CRYPT_DELETEKEYSET)) != 0) {
-        return NTE_BAD_FLAGS;
-    }
+    return verifyBits != 0 ? !namesContainer && keySetBits == 0
+                           : keySetBits != (CRYPT_NEWKEYSET | CRYPT_DELETEKEYSET);
+}
+
+HRESULT Publish(std::shared_ptr<ContextState> state, DWORD flags, HCRYPTPROV* result) {
     ContextTable::Reservation context = ContextTable::Reserve();
     if (!context) {
         return NTE_NO_MEMORY;
     }
     context->flags = flags;
-    *result = context.Publish(0);
+    const HCRYPTPROV handle = context.Publish(0);
+    try {
+        KeepContextState(handle, std::move(state));
+    } catch (const std::bad_alloc&) {
+        ContextTable::Lock(handle).Retire();
+        return NTE_NO_MEMORY;
+    }
+    *result = handle;
     return S_OK;
+}
+
+HRESULT Acquire(HCRYPTPROV* result, const char* name, DWORD flags) {
+    if (result == nullptr) {
+        return ERROR_INVALID_PARAMETER;
+    }
+    if (!AreGoodFlags(name, flags)) {
+        return NTE_BAD_FLAGS;
+    }
+    const bool isMachine = (flags & CRYPT_MACHINE_KEYSET) != 0;
+    const bool isSilent = (flags & CRYPT_SILENT) != 0;
+    const ContainerScope scope = isMachine ? ContainerScope::kMachine : ContainerScope::kUser;
+    if ((flags & CRYPT_DELETEKEYSET) != 0) {
+        return DeleteContainer(scope, name);
+    }
+    std::shared_ptr<Container> container;
+    HRESULT status = S_OK;
+    if ((flags & CRYPT_NEWKEYSET) != 0) {
+        status = CreateContainer(scope, name, isSilent, &container);
+    } else if ((flags & CRYPT_VERIFYCONTEXT) == 0) {
+        status = OpenContainer(scope, name, isSilent, &container);
+    }
+    if (status != S_OK) {
+        return status;
+    }
+    return Publish(std::make_shared<ContextState>(scope, std::move(container)), flags, result);
 }
 
 HRESULT Release(HCRYPTPROV handle, DWORD flags) {
@@ -44,15 +83,39 @@ HRESULT Release(HCRYPTPROV handle, DWORD flags) {
         }
         context.Retire();
     }
+    DropContextState(handle);
     const auto isGone = [](handles::Handle owner) { return !ContextTable::IsValid(owner); };
     HashTable::RetireIf(isGone, [](Hash& hash) { hash.WipeSecrets(); });
     KeyTable::RetireIf(isGone, [](SessionKey& key) { key.WipeSecrets(); });
     return flags == 0 ? S_OK : NTE_BAD_FLAGS;
 }
 
+HRESULT GetContainerParameter(const ContextState& state, DWORD parameter, BYTE* out,
+                              DWORD* outSize) {
+    const Container* const container = state.GetContainer().get();
+    if (parameter == PP_CONTAINER_FILE) {
+        std::string path;
+        const HRESULT status = ContainerFilePath(state.Scope(), container, &path);
+        return status == S_OK ? WriteParameter(path.c_str(), out, outSize) : status;
+    }
+    if (container == nullptr) {
+        return NTE_BAD_TYPE;
+    }
+    const std::string& name =
+        parameter == PP_UNIQUE_CONTAINER ? container->UniqueName() : container->Name();
+    return WriteParameter(name.c_str(), out, outSize);
+}
+
 HRESULT GetParameter(HCRYPTPROV handle, DWORD parameter, BYTE* out, DWORD* outSize, DWORD flags) {
-    if (!ContextTable::IsValid(handle)) {
+    const std::shared_ptr<ContextState> state = FindContextState(handle);
+    if (state == nullptr) {
         return NTE_BAD_UID;
+    }
+    if (parameter == PP_ENUMCONTAINERS) {
+        return state->EnumerateContainers(flags, out, outSize);
+    }
+    if (parameter == PP_ENUM_DAMAGED_CONTAINERS) {
+        return state->EnumerateDamaged(flags, out, outSize);
     }
     if (flags != 0) {
         return NTE_BAD_FLAGS;
@@ -66,14 +129,38 @@ HRESULT GetParameter(HCRYPTPROV handle, DWORD parameter, BYTE* out, DWORD* outSi
             return WriteParameter(kVersion, out, outSize);
         case PP_IMPTYPE:
             return WriteParameter(DWORD{CRYPT_IMPL_SOFTWARE}, out, outSize);
+        case PP_KEYSET_TYPE: {
+            const bool isMachine = state->Scope() == ContainerScope::kMachine;
+            return WriteParameter(isMachine ? DWORD{CRYPT_MACHINE_KEYSET} : 0, out, outSize);
+        }
+        case PP_CONTAINER:
+        case PP_CONTAINER_NAME:
+        case PP_UNIQUE_CONTAINER:
+        case PP_CONTAINER_FILE:
+            return GetContainerParameter(*state, parameter, out, outSize);
         default:
             return NTE_BAD_TYPE;
     }
 }
 
 // Everything that can be set belongs to a container.
-HRESULT SetParameter(HCRYPTPROV handle) {
-    return ContextTable::IsValid(handle) ? NTE_BAD_TYPE : NTE_BAD_UID;
+HRESULT SetParameter(HCRYPTPROV handle, DWORD parameter, const BYTE* data, DWORD flags) {
+    const std::shared_ptr<ContextState> state = FindContextState(handle);
+    if (state == nullptr) {
+        return NTE_BAD_UID;
+    }
+    const bool isPin = parameter == PP_SIGNATURE_PIN || parameter == PP_KEYEXCHANGE_PIN;
+    if (!isPin || state->GetContainer() == nullptr) {
+        return NTE_BAD_TYPE;
+    }
+    if (flags != 0) {
+        return NTE_BAD_FLAGS;
+    }
+    if (data == nullptr) {
+        return ERROR_INVALID_PARAMETER;
+    }
+    const auto* const text = reinterpret_cast<const char*>(data);
+    return state->GetContainer()->PresentPin({data, strnlen(text, kLongestPin + 1)});
 }
 
 HRESULT GenerateRandom(HCRYPTPROV handle, DWORD size, BYTE* out) {
@@ -92,10 +179,11 @@ HRESULT GenerateRandom(HCRYPTPROV handle, DWORD size, BYTE* out) {
 }  // namespace provider
 
 using provider::Answer;
+using provider::AnswerTo;
 
 BOOL WINAPI CPAcquireContext(HCRYPTPROV* phProv, LPCSTR szContainer, DWORD dwFlags,
                              PVTableProvStruc /*pVTable*/) {
-    return Answer(provider::Acquire(phProv, szContainer, dwFlags));
+    return AnswerTo([&] { return provider::Acquire(phProv, szContainer, dwFlags); });
 }
 
 BOOL WINAPI CPReleaseContext(HCRYPTPROV hProv, DWORD dwFlags) {
@@ -104,12 +192,12 @@ BOOL WINAPI CPReleaseContext(HCRYPTPROV hProv, DWORD dwFlags) {
 
 BOOL WINAPI CPGetProvParam(HCRYPTPROV hProv, DWORD dwParam, BYTE* pbData, DWORD* pcbDataLen,
                            DWORD dwFlags) {
-    return Answer(provider::GetParameter(hProv, dwParam, pbData, pcbDataLen, dwFlags));
+    return AnswerTo(
+        [&] { return provider::GetParameter(hProv, dwParam, pbData, pcbDataLen, dwFlags); });
 }
 
-BOOL WINAPI CPSetProvParam(HCRYPTPROV hProv, DWORD /*dwParam*/, const BYTE* /*pbData*/,
-                           DWORD /*dwFlags*/) {
-    return Answer(provider::SetParameter(hProv));
+BOOL WINAPI CPSetProvParam(HCRYPTPROV hProv, DWORD dwParam, const BYTE* pbData, DWORD dwFlags) {
+    return AnswerTo([&] { return provider::SetParameter(hProv, dwParam, pbData, dwFlags); });
 }
 
 BOOL WINAPI CPGenRandom(HCRYPTPROV hProv, DWORD cbBuffer, BYTE* pbBuffer) {

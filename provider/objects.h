@@ -9,7 +9,7 @@
 
 namespace provider {
 
-// What a context is beyond its handle: for now every one is a verification context.
+// What is kept in a context's slot; its container is found through ContainerOf.
 struct Context {
     DWORD flags;
 };

@@ -33,6 +33,27 @@ typedef struct PfxBlob {
     BYTE* pbData; /* owned by the caller, and not needed after the call */
 } PfxBlob;
 
+/* Restores the document's certificates into a new memory store and its private keys into new
+ * containers of the provider, each certificate tied to its key. Flags, of which others are not
+ * looked at: CRYPT_EXPORTABLE lets the keys leave their containers again, CRYPT_MACHINE_KEYSET
+ * takes the machine's containers in place of the user's. Answers the store, which the caller
+ * closes, or null with the last error NTE_KEYSET_ENTRY_BAD      the password is wrong
+ *   ERROR_INVALID_PASSWORD    it is empty, or longer than 32 bytes
+ *   NTE_BAD_DATA              the document is no PFX in DER, or lacks a part that it must have
+ *   NTE_BAD_ALGID             it is encrypted with algorithms that the provider does not have
+ *   CRYPT_E_ASN1_CORRUPT      an encrypted content or the bag of a key is malformed
+ * or the provider's own. Containers that were made before a failure stay. The record is not
+ * checked: a null `pfx` is a defect of the caller. */
+MVLPFX_EXPORT HCERTSTORE UzRestorePFX(const PfxBlob* pfx, LPCWSTR password, DWORD flags);
+
+/* The same, and then files the certificates in the system stores of the user or, with
+ * CRYPT_MACHINE_KEYSET, the machine: those with a key in "MY", the issuers above them, as far as
+ * they are in the document, in "CA", and the last of them in "ROOT". The store is answered whether
+ * or not that works; the last error is then NTE_FAIL where a system store could not be opened, else
+ * 0. */
+MVLPFX_EXPORT HCERTSTORE UzRestorePFXToSystemStorage(const PfxBlob* pfx, LPCWSTR password,
+                                                     DWORD flags);
+
 /* Tells whether the password fits the document: 1 if it does, else 0 with the last error
  *   NTE_KEYSET_ENTRY_BAD      the password is wrong
  *   ERROR_INVALID_PASSWORD    it is empty, or longer than 32 bytes

@@ -1,7 +1,9 @@
 /* CryptoAPI for a system that has none: everything that libvlxcapi offers. C and C++. */
 #pragma once
 
+#include "capi/base64_text.h"
 #include "capi/cert_store.h"
+#include "capi/certificate_creation.h"
 #include "capi/certificates.h"
 #include "capi/clock.h"
 #include "capi/events.h"

@@ -68,6 +68,7 @@ std::vector<Attribute> AttributesOf(std::span<const BYTE> encodedName) {
     return attributes;
 }
 
+// Of two keywords for one attribute the first is written, both are read.
 constexpr std::pair<std::string_view, std::string_view> kKeywords[] = {
     {"2.5.4.3", "CN"},
     {"2.5.4.4", "SN"},
@@ -75,6 +76,7 @@ constexpr std::pair<std::string_view, std::string_view> kKeywords[] = {
     {"2.5.4.6", "C"},
     {"2.5.4.7", "L"},
     {"2.5.4.8", "S"},
+    {"2.5.4.8", "ST"},
     {"2.5.4.9", "STREET"},
     {"2.5.4.10", "O"},
     {"2.5.4.11", "OU"},
@@ -82,6 +84,7 @@ constexpr std::pair<std::string_view, std::string_view> kKeywords[] = {
     {"2.5.4.42", "G"},
     {"2.5.4.43", "I"},
     {"1.2.840.113549.1.9.1", "E"},
+    {"1.2.840.113549.1.9.1", "EMAIL"},
     {"0.9.2342.19200300.100.1.25", "DC"},
 };
 
@@ -204,6 +207,23 @@ DWORD GiveEmpty(Character* out, DWORD room) {
 }
 
 }  // namespace
+
+std::string OidOfKeyword(std::string_view text) {
+    const auto isSame = [text](std::string_view keyword) {
+        return std::ranges::equal(text, keyword, [](char a, char b) {
+            return (a >= 'a' && a <= 'z' ? a - 'a' + 'A' : a) == b;
+        });
+    };
+    for (const auto& [oid, keyword] : kKeywords) {
+        if (isSame(keyword)) {
+            return std::string(oid);
+        }
+    }
+    constexpr std::string_view kPrefix = "OID.";
+    const bool isPrefixed =
+        text.size() > kPrefix.size() && (text.starts_with(kPrefix) || text.starts_with("oid."));
+    return std::string(isPrefixed ? text.substr(kPrefix.size()) : text);
+}
 
 std::string NameText(std::span<const BYTE> encodedName, DWORD type) {
     std::vector<Attribute> attributes = AttributesOf(encodedName);

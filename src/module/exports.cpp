@@ -5,6 +5,8 @@
 #include "mvlpfx/mvlpfx.h"
 #include "pfxcrypto/pfx_constants.h"
 #include "pfximport/import_control_flags.h"
+#include "pfximport/restore.h"
+#include "pfximport/system_stores.h"
 #include "pfximport/verify_password.h"
 
 namespace {
@@ -15,7 +17,26 @@ std::string AnsiPassword(LPCWSTR password) {
     return ansi;
 }
 
+HCERTSTORE Restore(const PfxBlob* pfx, LPCWSTR password, DWORD flags) {
+    const std::string ansi = AnsiPassword(password);
+    const pkisdk::Blob document(pfx->pbData, pfx->cbData);
+    return pkisdk::RestorePfxToMemoryStore(ansi.c_str(), &document, pkisdk::kProviderName, flags);
+}
+
 }  // namespace
+
+extern "C" HCERTSTORE UzRestorePFX(const PfxBlob* pfx, LPCWSTR password, DWORD flags) {
+    return Restore(pfx, password, flags);
+}
+
+extern "C" HCERTSTORE UzRestorePFXToSystemStorage(const PfxBlob* pfx, LPCWSTR password,
+                                                  DWORD flags) {
+    const HCERTSTORE store = Restore(pfx, password, flags);
+    if (store != nullptr) {
+        pkisdk::PlaceCertsInSystemStores(store, flags);
+    }
+    return store;
+}
 
 extern "C" BOOL UzVerifyPswPFX(const PfxBlob* pfx, LPCWSTR password) {
     const std::string ansi = AnsiPassword(password);

@@ -68,9 +68,21 @@ struct RegistryKeyTraits {
     static void Release(Handle handle) { RegCloseKey(handle); }
 };
 
+struct CertStoreTraits {
+    using Handle = HCERTSTORE;
+    static void Release(Handle handle) { CertCloseStore(handle, 0); }
+};
+
+struct CertContextTraits {
+    using Handle = PCCERT_CONTEXT;
+    static void Release(Handle handle) { CertFreeCertificateContext(handle); }
+};
+
 using ProviderContext = HandleGuard<ProviderContextTraits>;
 using ProviderKey = HandleGuard<ProviderKeyTraits>;
 using ProviderHash = HandleGuard<ProviderHashTraits>;
 using RegistryKey = HandleGuard<RegistryKeyTraits>;
+using CertStore = HandleGuard<CertStoreTraits>;
+using CertContext = HandleGuard<CertContextTraits>;
 
 }  // namespace pkisdk

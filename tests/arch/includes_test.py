@@ -24,11 +24,12 @@ ARROWS = {
     "platform/capi": {"platform/csp.h", "platform/handles", "platform/state"},
     "platform/handles": set(),
     "platform/state": {"platform"},
+    "platform/csp_parameters.h": set(),
     "platform/csp.h": {"platform"},
     "platform": {"platform/capi"},
-    "provider": {"platform", "platform/csp.h", "platform/handles", "platform/state"},
+    "provider": {"platform", "platform/csp.h", "platform/csp_parameters.h", "platform/handles", "platform/state"},
     "include": {"platform/capi"},
-    "tools/mvlpfx": {"include", "platform", "src/derlist", "src/schema"},
+    "tools/mvlpfx": {"include", "platform", "platform/csp_parameters.h", "src/derlist", "src/schema"},
 }
 
 

@@ -30,6 +30,44 @@ struct VerifyOptions {
     PasswordOptions password;
 };
 
+struct NewOptions {
+    CommonOptions common;
+    std::string subject;
+    std::string algorithm = "gost2012-256";
+    std::string curve;  // dotted; empty for the algorithm's usual one
+    unsigned days = 365;
+    std::string container;  // empty for a name of its own
+    PinOptions pin;
+    bool exportable = false;
+    bool machine = false;
+};
+
+struct KeysOptions {
+    CommonOptions common;
+    bool machine = false;
+    std::string name;  // of the container to delete
+};
+
+struct CertsOptions {
+    CommonOptions common;
+    std::string store = "MY";
+    bool machine = false;
+    std::string file;        // to add
+    std::string thumbprint;  // of the certificate to delete
+};
+
+// Makes a key in a new container and a certificate that it signs itself, tied to it in "MY".
+void RunNew(const NewOptions& options);
+
+void RunListKeys(const KeysOptions& options);
+// Deletes a container with its keys, for good. Certificates stay.
+void RunDeleteKey(const KeysOptions& options);
+
+void RunListCerts(const CertsOptions& options);
+// Adds the certificates of a file, PEM or DER; those that are there already stay as they are.
+void RunAddCerts(const CertsOptions& options);
+void RunDeleteCert(const CertsOptions& options);
+
 // Shows a document's outline, or its every element, for which no password is needed.
 void RunInfo(const InfoOptions& options);
 

@@ -34,15 +34,54 @@ constexpr std::array kErrorWords = {
               "the provider's library can't be loaded"},
 };
 
+// What calls on containers and stores mean by the same words, or by words of their own.
+constexpr std::array kPlaceWords = {
+    ErrorWord{0x8009000F, ExitCode::kExists, "NTE_EXISTS", "it exists already"},
+    ErrorWord{0x80092005, ExitCode::kExists, "CRYPT_E_EXISTS", "it exists already"},
+    ErrorWord{0x80090016, ExitCode::kProvider, "NTE_BAD_KEYSET", "there is no such container"},
+    ErrorWord{0x8009001A, ExitCode::kProvider, "NTE_KEYSET_ENTRY_BAD",
+              "the container's file is damaged"},
+    ErrorWord{0x8009001F, ExitCode::kUsage, "NTE_BAD_KEYSET_PARAM",
+              "the name is no container's: too long, or with characters that none has"},
+    ErrorWord{0x80090010, ExitCode::kProvider, "NTE_PERM",
+              "the container's file is another user's, or open to others"},
+    ErrorWord{0x80090005, ExitCode::kUsage, "NTE_BAD_DATA", "the provider does not take it"},
+    ErrorWord{0x80090022, ExitCode::kProvider, "NTE_SILENT_CONTEXT",
+              "the container has a PIN, and none was given"},
+    ErrorWord{0x8010006B, ExitCode::kProvider, "SCARD_W_WRONG_CHV", "the PIN is wrong"},
+    ErrorWord{0x80092004, ExitCode::kProvider, "CRYPT_E_NOT_FOUND", "it is not there"},
+    ErrorWord{0x80092003, ExitCode::kFile, "CRYPT_E_FILE_ERROR", "a file is damaged"},
+    ErrorWord{2, ExitCode::kFile, "ERROR_FILE_NOT_FOUND", "a file or folder is missing"},
+    ErrorWord{3, ExitCode::kFile, "ERROR_PATH_NOT_FOUND", "a folder can't be made"},
+    ErrorWord{5, ExitCode::kFile, "ERROR_ACCESS_DENIED", "no right to the file or folder"},
+    ErrorWord{19, ExitCode::kFile, "ERROR_WRITE_PROTECT", "the disk is read-only"},
+    ErrorWord{112, ExitCode::kFile, "ERROR_DISK_FULL", "the disk is full"},
+};
+
+template <std::size_t kSize>
+const ErrorWord* Find(const std::array<ErrorWord, kSize>& words, std::uint32_t value) {
+    for (const ErrorWord& word : words) {
+        if (word.value == value) {
+            return &word;
+        }
+    }
+    return nullptr;
+}
+
 }  // namespace
 
 ErrorWord DescribeErrorWord(std::uint32_t value) {
-    for (const ErrorWord& word : kErrorWords) {
-        if (word.value == value) {
-            return word;
-        }
-    }
-    return {value, ExitCode::kOther, "", "the provider failed"};
+    const ErrorWord* const word = Find(kErrorWords, value);
+    return word != nullptr ? *word : ErrorWord{value, ExitCode::kOther, "", "the provider failed"};
+}
+
+const char* NameOfErrorWord(std::uint32_t value) {
+    return DescribePlaceWord(value).name;
+}
+
+ErrorWord DescribePlaceWord(std::uint32_t value) {
+    const ErrorWord* const word = Find(kPlaceWords, value);
+    return word != nullptr ? *word : DescribeErrorWord(value);
 }
 
 std::string HexWord(std::uint32_t value) {

@@ -15,8 +15,14 @@ struct ErrorWord {
     const char* meaning;  // what happened and what to do
 };
 
-// The entry for `value`; one that only says that the provider failed where there is none.
+// The entry for `value` as calls on documents mean it; one that only says that the provider failed
+// where there is none.
 ErrorWord DescribeErrorWord(std::uint32_t value);
+// The same as calls on containers and stores mean it.
+ErrorWord DescribePlaceWord(std::uint32_t value);
+
+// "NTE_BAD_DATA"; empty for a word that is in neither table.
+const char* NameOfErrorWord(std::uint32_t value);
 
 // "0x80090005"
 std::string HexWord(std::uint32_t value);

@@ -4,6 +4,8 @@
 #include <CLI/CLI.hpp>
 #include <cstdio>
 #include <exception>
+#include <functional>
+#include <memory>
 #include <new>
 
 #include "mvlpfx/commands.h"
@@ -39,25 +41,123 @@ void AddPasswordOptions(CLI::App* command, mvlpfx::PasswordOptions* options,
     sources->require_option(0, 1);
 }
 
-int Fail(const std::string& command, const std::string& subject, const mvlpfx::ToolError& error,
-         bool json) {
-    mvlpfx::PrintFailure(command, subject, error, json);
-    return static_cast<int>(error.exitCode);
+void AddPinOptions(CLI::App* command, mvlpfx::PinOptions* options, const std::string& description) {
+    auto* sources = command->add_option_group("PIN", description);
+    sources->add_option("--pin-file", options->file, "First line of this file");
+    sources->add_option("--pin-fd", options->descriptor, "First line of this open descriptor");
+    sources->add_option("--pin-env", options->environment, "Value of this environment variable");
+    sources->require_option(0, 1);
 }
 
+// `subject` is the file or object that the command is about.
 template <typename Options>
-int Run(const std::string& command, void (*run)(const Options&), const Options& options) {
+int Run(const std::string& command, const std::string& subject, void (*run)(const Options&),
+        const Options& options) {
+    const auto fail = [&](const mvlpfx::ToolError& error) {
+        mvlpfx::PrintFailure(command, subject, error, options.common.json);
+        return static_cast<int>(error.exitCode);
+    };
     try {
         run(options);
         return static_cast<int>(ExitCode::kDone);
     } catch (const mvlpfx::ToolError& error) {
-        return Fail(command, options.file, error, options.common.json);
+        return fail(error);
     } catch (const std::bad_alloc&) {
-        return Fail(command, options.file, {ExitCode::kOther, "out of memory"},
-                    options.common.json);
+        return fail({ExitCode::kOther, "out of memory"});
     } catch (const std::exception& error) {
-        return Fail(command, options.file, {ExitCode::kOther, error.what()}, options.common.json);
+        return fail({ExitCode::kOther, error.what()});
     }
+}
+
+// What the subcommand that the command line names will do.
+using Runner = std::function<int()>;
+
+void AddInfo(CLI::App* app, Runner* runner) {
+    auto options = std::make_shared<mvlpfx::InfoOptions>();
+    auto* command = app->add_subcommand("info", "Show what a document holds");
+    command->add_option("FILE", options->file, "The document, or - for standard input")->required();
+    command->footer("Example: mvlpfx info backup.pfx");
+    command->add_flag("--tree", options->tree, "Show every element, with its offset");
+    AddCommonOptions(command, &options->common);
+    AddPasswordOptions(command, &options->password,
+                       "One source of a password to check; it is not asked for");
+    command->callback(
+        [=] { *runner = [=] { return Run("info", options->file, mvlpfx::RunInfo, *options); }; });
+}
+
+void AddVerify(CLI::App* app, Runner* runner) {
+    auto options = std::make_shared<mvlpfx::VerifyOptions>();
+    auto* command = app->add_subcommand("verify", "Check a password against a document");
+    command->add_option("FILE", options->file, "The document, or - for standard input")->required();
+    command->footer("Example: mvlpfx verify backup.pfx --pass-file password.txt");
+    AddCommonOptions(command, &options->common);
+    AddPasswordOptions(command, &options->password,
+                       "One source; without any it is asked for on the terminal");
+    command->callback([=] {
+        *runner = [=] { return Run("verify", options->file, mvlpfx::RunVerify, *options); };
+    });
+}
+
+void AddNew(CLI::App* app, Runner* runner) {
+    auto options = std::make_shared<mvlpfx::NewOptions>();
+    auto* command =
+        app->add_subcommand("new", "Make a key in a new container and a self-signed certificate");
+    command->add_option("--subject", options->subject, "The certificate's name")->required();
+    command->add_option("--algorithm", options->algorithm, "gost2001, gost2012-256 or gost2012-512")
+        ->capture_default_str();
+    command->add_option("--curve", options->curve, "Identifier of the curve, dotted");
+    constexpr unsigned kLongestValidity = 36'500;
+    command->add_option("--days", options->days, "Validity of the certificate")
+        ->capture_default_str()
+        ->check(CLI::Range(1U, kLongestValidity));
+    command->add_option("--container", options->container, "Its name; without, a random one");
+    command->add_flag("--exportable", options->exportable, "Let the key leave its container");
+    command->add_flag("--machine", options->machine, "For the machine, not for the user");
+    command->footer("Example: mvlpfx new --subject 'CN=Ivan Petrov, C=RU' --exportable");
+    AddPinOptions(command, &options->pin, "One source of a PIN for the container; none sets none");
+    AddCommonOptions(command, &options->common);
+    command->callback([=] {
+        *runner = [=] { return Run("new", options->container, mvlpfx::RunNew, *options); };
+    });
+}
+
+void AddKeys(CLI::App* app, Runner* runner) {
+    auto options = std::make_shared<mvlpfx::KeysOptions>();
+    auto* command = app->add_subcommand("keys", "List key containers, or delete one");
+    command->require_subcommand(0, 1);
+    command->add_flag("--machine", options->machine, "Those of the machine, not the user's");
+    AddCommonOptions(command, &options->common);
+    command->add_subcommand("list", "One line for each key")->fallthrough();
+    auto* remove = command->add_subcommand("delete", "Delete a container with its keys, for good")
+                       ->fallthrough();
+    remove->add_option("NAME", options->name, "The container")->required();
+    command->callback([=] {
+        *runner = [=] {
+            return *remove ? Run("keys", options->name, mvlpfx::RunDeleteKey, *options)
+                           : Run("keys", "", mvlpfx::RunListKeys, *options);
+        };
+    });
+}
+
+void AddCerts(CLI::App* app, Runner* runner) {
+    auto options = std::make_shared<mvlpfx::CertsOptions>();
+    auto* command = app->add_subcommand("certs", "List, add or delete certificates of a store");
+    command->require_subcommand(0, 1);
+    command->add_option("--store", options->store, "MY, CA or ROOT")->capture_default_str();
+    command->add_flag("--machine", options->machine, "The machine's, not the user's");
+    AddCommonOptions(command, &options->common);
+    command->add_subcommand("list", "One line for each certificate")->fallthrough();
+    auto* add = command->add_subcommand("add", "Add the certificates of a file")->fallthrough();
+    add->add_option("FILE", options->file, "DER or PEM, or - for standard input")->required();
+    auto* remove = command->add_subcommand("delete", "Delete a certificate")->fallthrough();
+    remove->add_option("THUMBPRINT", options->thumbprint, "Its SHA-1")->required();
+    command->callback([=] {
+        *runner = [=] {
+            return *add      ? Run("certs", options->file, mvlpfx::RunAddCerts, *options)
+                   : *remove ? Run("certs", options->thumbprint, mvlpfx::RunDeleteCert, *options)
+                             : Run("certs", options->store, mvlpfx::RunListCerts, *options);
+        };
+    });
 }
 
 }  // namespace
@@ -71,30 +171,16 @@ int main(int argc, char** argv) {
         "5 unsupported algorithm, 6 more iterations than allowed, 7 file can't be read or "
         "written,\n"
         "8 provider or container, 9 exists already.");
-
-    mvlpfx::InfoOptions info;
-    auto* infoCommand = app.add_subcommand("info", "Show what a document holds");
-    infoCommand->add_option("FILE", info.file, "The document, or - for standard input")->required();
-    infoCommand->footer("Example: mvlpfx info backup.pfx");
-    infoCommand->add_flag("--tree", info.tree, "Show every element, with its offset");
-    AddCommonOptions(infoCommand, &info.common);
-    AddPasswordOptions(infoCommand, &info.password,
-                       "One source of a password to check; it is not asked for");
-
-    mvlpfx::VerifyOptions verify;
-    auto* verifyCommand = app.add_subcommand("verify", "Check a password against a document");
-    verifyCommand->add_option("FILE", verify.file, "The document, or - for standard input")
-        ->required();
-    verifyCommand->footer("Example: mvlpfx verify backup.pfx --pass-file password.txt");
-    AddCommonOptions(verifyCommand, &verify.common);
-    AddPasswordOptions(verifyCommand, &verify.password,
-                       "One source; without any it is asked for on the terminal");
-
+    Runner runner;
+    AddNew(&app, &runner);
+    AddKeys(&app, &runner);
+    AddCerts(&app, &runner);
+    AddInfo(&app, &runner);
+    AddVerify(&app, &runner);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == 0 ? 0 : static_cast<int>(ExitCode::kUsage);
     }
-    return *infoCommand ? Run("info", mvlpfx::RunInfo, info)
-                        : Run("verify", mvlpfx::RunVerify, verify);
+    return runner();
 }

@@ -145,6 +145,10 @@ Secret<char> ReadBytes(const PasswordOptions& options, const std::string& prompt
 
 }  // namespace
 
+Secret<char> ReadPin(const PinOptions& options) {
+    return ReadBytes({options.file, options.descriptor, options.environment}, "");
+}
+
 Secret<wchar_t> ReadPassword(const PasswordOptions& options, const std::string& prompt) {
     const Secret<char> bytes = ReadBytes(options, prompt);
     const auto length = static_cast<int>(bytes.Text().size());

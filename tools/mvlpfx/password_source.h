@@ -18,6 +18,18 @@ struct PasswordOptions {
     bool IsNamed() const { return file || descriptor || environment || standardInput; }
 };
 
+// Where a container's PIN comes from; none of them for a container without one.
+struct PinOptions {
+    std::optional<std::string> file;
+    std::optional<int> descriptor;
+    std::optional<std::string> environment;
+
+    bool IsNamed() const { return file || descriptor || environment; }
+};
+
+// The PIN's bytes as they stand, without the line end. One source is named. Throws as ReadPassword.
+Secret<char> ReadPin(const PinOptions& options);
+
 // The first line of the source, without its line end, read as text of the user's locale. On the
 // terminal it is asked for without echo.
 // Throws ToolError: kFile when the source can't be read, kUsage when an environment variable is not

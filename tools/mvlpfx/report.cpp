@@ -40,7 +40,7 @@ void PrintFailure(const std::string& command, const std::string& subject, const 
     report["message"] = error.what();
     if (error.errorWord != 0) {
         report["errorWord"] = HexWord(error.errorWord);
-        report["errorName"] = DescribeErrorWord(error.errorWord).name;
+        report["errorName"] = NameOfErrorWord(error.errorWord);
     }
     PrintJson(report);
 }

@@ -35,15 +35,6 @@ TEST_F(ProviderContext, OpensForVerificationWithoutAContainer) {
     }
 }
 
-TEST_F(ProviderContext, IsRefusedWhereItWouldNeedAContainer) {
-    HCRYPTPROV context = 0;
-    EXPECT_FAILS_WITH(NTE_BAD_KEYSET, Acquire(&context, nullptr, 0));
-    EXPECT_FAILS_WITH(NTE_BAD_KEYSET, Acquire(&context, "some", CRYPT_SILENT));
-    EXPECT_FAILS_WITH(NTE_BAD_KEYSET, Acquire(&context, "some", CRYPT_DELETEKEYSET));
-    EXPECT_FAILS_WITH(NTE_NOT_SUPPORTED, Acquire(&context, "some", CRYPT_NEWKEYSET));
-    EXPECT_EQ(context, 0U);
-}
-
 TEST_F(ProviderContext, IsRefusedForFlagsThatDoNotGoTogether) {
     HCRYPTPROV context = 0;
     EXPECT_FAILS_WITH(NTE_BAD_FLAGS, Acquire(&context, "some", CRYPT_VERIFYCONTEXT));

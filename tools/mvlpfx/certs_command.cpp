@@ -1,0 +1,194 @@
+#include <algorithm>
+#include <cctype>
+#include <cstdio>
+
+#include "mvlpfx/commands.h"
+#include "mvlpfx/document_file.h"
+#include "mvlpfx/error_words.h"
+#include "mvlpfx/exit_codes.h"
+#include "mvlpfx/handles.h"
+#include "mvlpfx/report.h"
+
+namespace mvlpfx {
+
+namespace {
+
+// Gives `take` every certificate of the store. What cannot be read ends the walk with its failure,
+// after those that can.
+template <typename Take>
+void ForEachCertificate(HCERTSTORE store, const std::string& name, Take take) {
+    PCCERT_CONTEXT certificate = nullptr;
+    while ((certificate = CertEnumCertificatesInStore(store, certificate)) != nullptr) {
+        // The walk frees what it is given back, also when `take` throws.
+        OwnedCertificate held(CertDuplicateCertificateContext(certificate));
+        try {
+            take(held.Get());
+        } catch (...) {
+            CertFreeCertificateContext(certificate);
+            throw;
+        }
+    }
+    if (GetLastError() != static_cast<DWORD>(CRYPT_E_NOT_FOUND)) {
+        ThrowLastError("can't read all of the store " + name +
+                       " (the system log names the damaged file)");
+    }
+}
+
+nlohmann::ordered_json Describe(PCCERT_CONTEXT certificate) {
+    nlohmann::ordered_json row{{"thumbprint", Thumbprint(certificate)},
+                               {"subject", SubjectText(certificate)},
+                               {"notAfter", LastDay(certificate)}};
+    const std::vector<BYTE> record = KeyProvInfo(certificate);
+    if (!record.empty()) {
+        const auto* const info = reinterpret_cast<const CRYPT_KEY_PROV_INFO*>(record.data());
+        row["container"] = ToNarrow(info->pwszContainerName);
+    }
+    return row;
+}
+
+void PrintRow(const nlohmann::ordered_json& row) {
+    std::printf("%s  %s  %-3s  %s\n", row["thumbprint"].get_ref<const std::string&>().c_str(),
+                row["notAfter"].get_ref<const std::string&>().c_str(),
+                row.contains("container") ? "key" : "-",
+                row["subject"].get_ref<const std::string&>().c_str());
+}
+
+// The next certificate of `text`, which is then cut behind it; empty where there is no more.
+std::vector<BYTE> NextArmoured(std::string_view* text) {
+    constexpr std::string_view kBegin = "-----BEGIN CERTIFICATE-----";
+    constexpr std::string_view kEnd = "-----END CERTIFICATE-----";
+    const std::size_t begin = text->find(kBegin);
+    if (begin == text->npos) {
+        *text = {};
+        return {};
+    }
+    const std::size_t end = text->find(kEnd, begin);
+    const std::string_view armoured = text->substr(begin, end - begin + kEnd.size());
+    const auto length = static_cast<DWORD>(armoured.size());
+    DWORD size = 0;
+    if (end == text->npos ||
+        CryptStringToBinaryA(armoured.data(), length, CRYPT_STRING_BASE64HEADER, nullptr, &size,
+                             nullptr, nullptr) == FALSE) {
+        throw ToolError(ExitCode::kMalformed, "a PEM block is not closed or holds no base64");
+    }
+    std::vector<BYTE> encoded(size);
+    CryptStringToBinaryA(armoured.data(), length, CRYPT_STRING_BASE64HEADER, encoded.data(), &size,
+                         nullptr, nullptr);
+    text->remove_prefix(end + kEnd.size());
+    return encoded;
+}
+
+// The encoded certificates of a file: one in DER, or all in PEM.
+std::vector<std::vector<BYTE>> ReadCertificates(const std::string& file) {
+    constexpr BYTE kSequence = 0x30;
+    std::vector<std::uint8_t> bytes = ReadDocument(file);
+    if (!bytes.empty() && bytes[0] == kSequence) {
+        return {std::move(bytes)};
+    }
+    std::string_view text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+    std::vector<std::vector<BYTE>> certificates;
+    while (!text.empty()) {
+        std::vector<BYTE> encoded = NextArmoured(&text);
+        if (!encoded.empty()) {
+            certificates.push_back(std::move(encoded));
+        }
+    }
+    if (certificates.empty()) {
+        throw ToolError(ExitCode::kMalformed, "no certificate in it, neither DER nor PEM");
+    }
+    return certificates;
+}
+
+std::vector<OwnedCertificate> Decode(const std::vector<std::vector<BYTE>>& encoded) {
+    std::vector<OwnedCertificate> certificates;
+    for (const std::vector<BYTE>& bytes : encoded) {
+        certificates.emplace_back(CertCreateCertificateContext(X509_ASN_ENCODING, bytes.data(),
+                                                               static_cast<DWORD>(bytes.size())));
+        if (!certificates.back()) {
+            throw ToolError(ExitCode::kMalformed,
+                            "certificate " + std::to_string(certificates.size()) +
+                                " of it is no X.509 certificate",
+                            GetLastError());
+        }
+    }
+    return certificates;
+}
+
+std::vector<BYTE> ParseThumbprint(const std::string& text) {
+    std::string digits;
+    std::ranges::copy_if(text, std::back_inserter(digits),
+                         [](unsigned char c) { return c != ':' && std::isspace(c) == 0; });
+    constexpr std::size_t kDigits = 40;
+    if (digits.size() != kDigits ||
+        !std::ranges::all_of(digits, [](unsigned char c) { return std::isxdigit(c) != 0; })) {
+        throw ToolError(ExitCode::kUsage, "a thumbprint has 40 hexadecimal digits");
+    }
+    std::vector<BYTE> hash;
+    for (std::size_t i = 0; i < kDigits; i += 2) {
+        hash.push_back(static_cast<BYTE>(std::stoi(digits.substr(i, 2), nullptr, 16)));
+    }
+    return hash;
+}
+
+}  // namespace
+
+void RunListCerts(const CertsOptions& options) {
+    const OwnedStore store = OpenSystemStore(options.store, options.machine);
+    auto rows = nlohmann::ordered_json::array();
+    ForEachCertificate(store.Get(), options.store, [&](PCCERT_CONTEXT certificate) {
+        rows.push_back(Describe(certificate));
+        if (!options.common.json) {
+            PrintRow(rows.back());
+        }
+    });
+    if (options.common.json) {
+        auto report = JsonReport("certs");
+        report["exitCode"] = 0;
+        report["store"] = options.store;
+        report["certificates"] = std::move(rows);
+        PrintJson(report);
+    }
+}
+
+void RunAddCerts(const CertsOptions& options) {
+    const std::vector<OwnedCertificate> certificates = Decode(ReadCertificates(options.file));
+    const OwnedStore store = OpenSystemStore(options.store, options.machine);
+    auto added = nlohmann::ordered_json::array();
+    for (const OwnedCertificate& certificate : certificates) {
+        RequireCall(CertAddCertificateContextToStore(store.Get(), certificate.Get(),
+                                                     CERT_STORE_ADD_USE_EXISTING, nullptr),
+                    "can't put a certificate into " + options.store);
+        added.push_back(Thumbprint(certificate.Get()));
+        if (!options.common.json && !options.common.quiet) {
+            std::printf("%s\n", added.back().get_ref<const std::string&>().c_str());
+        }
+    }
+    if (options.common.json) {
+        auto report = JsonReport("certs");
+        report["exitCode"] = 0;
+        report["store"] = options.store;
+        report["added"] = std::move(added);
+        PrintJson(report);
+    }
+}
+
+void RunDeleteCert(const CertsOptions& options) {
+    std::vector<BYTE> hash = ParseThumbprint(options.thumbprint);
+    const OwnedStore store = OpenSystemStore(options.store, options.machine);
+    CRYPT_HASH_BLOB blob{static_cast<DWORD>(hash.size()), hash.data()};
+    PCCERT_CONTEXT certificate = CertFindCertificateInStore(store.Get(), X509_ASN_ENCODING, 0,
+                                                            CERT_FIND_SHA1_HASH, &blob, nullptr);
+    RequireCall(certificate != nullptr, "no such certificate in " + options.store);
+    // The call frees the context whatever it answers.
+    RequireCall(CertDeleteCertificateFromStore(certificate),
+                "can't delete the certificate from " + options.store);
+    if (options.common.json) {
+        auto report = JsonReport("certs");
+        report["exitCode"] = 0;
+        report["store"] = options.store;
+        report["deleted"] = options.thumbprint;
+        PrintJson(report);
+    }
+}
+
+}  // namespace mvlpfx

@@ -1,0 +1,103 @@
+#include "mvlpfx/handles.h"
+
+#include <array>
+#include <cstdio>
+
+#include "mvlpfx/error_words.h"
+#include "mvlpfx/exit_codes.h"
+
+namespace mvlpfx {
+
+void ThrowLastError(const std::string& what) {
+    const DWORD value = GetLastError();
+    const ErrorWord word = DescribePlaceWord(value);
+    throw ToolError(word.exitCode, what + ": " + word.meaning, value);
+}
+
+bool AcquireContext(const char* container, DWORD flags, bool machine, OwnedContext* context) {
+    const DWORD scope = machine ? CRYPT_MACHINE_KEYSET : 0;
+    return CryptAcquireContextA(context->Fill(), container, kProviderName, kProviderType,
+                                flags | CRYPT_SILENT | scope) != FALSE;
+}
+
+std::string TextParameter(HCRYPTPROV context, DWORD parameter) {
+    DWORD size = 0;
+    if (CryptGetProvParam(context, parameter, nullptr, &size, 0) == FALSE) {
+        return {};
+    }
+    std::string text(size, '\0');
+    if (CryptGetProvParam(context, parameter, reinterpret_cast<BYTE*>(text.data()), &size, 0) ==
+        FALSE) {
+        return {};
+    }
+    return text.c_str();
+}
+
+OwnedStore OpenSystemStore(const std::string& name, bool machine) {
+    const DWORD location =
+        machine ? CERT_SYSTEM_STORE_LOCAL_MACHINE : CERT_SYSTEM_STORE_CURRENT_USER;
+    OwnedStore store(CertOpenStore(CERT_STORE_PROV_SYSTEM_A, 0, 0, location, name.c_str()));
+    RequireCall(store ? TRUE : FALSE, "can't open the store " + name);
+    return store;
+}
+
+std::string Thumbprint(PCCERT_CONTEXT certificate) {
+    std::array<BYTE, 20> hash{};
+    DWORD size = hash.size();
+    RequireCall(
+        CertGetCertificateContextProperty(certificate, CERT_SHA1_HASH_PROP_ID, hash.data(), &size),
+        "can't hash a certificate");
+    std::string text;
+    for (const BYTE octet : hash) {
+        std::array<char, 3> digits{};
+        std::snprintf(digits.data(), digits.size(), "%02x", octet);
+        text += digits.data();
+    }
+    return text;
+}
+
+std::string SubjectText(PCCERT_CONTEXT certificate) {
+    CERT_NAME_BLOB* const name = &certificate->pCertInfo->Subject;
+    const DWORD size = CertNameToStrA(X509_ASN_ENCODING, name, CERT_X500_NAME_STR, nullptr, 0);
+    std::string text(size, '\0');
+    CertNameToStrA(X509_ASN_ENCODING, name, CERT_X500_NAME_STR, text.data(), size);
+    return text.c_str();
+}
+
+std::string LastDay(PCCERT_CONTEXT certificate) {
+    SYSTEMTIME end{};
+    RequireCall(FileTimeToSystemTime(&certificate->pCertInfo->NotAfter, &end),
+                "can't read a certificate's end of validity");
+    std::array<char, 24> text{};
+    std::snprintf(text.data(), text.size(), "%04d-%02d-%02d", end.wYear, end.wMonth, end.wDay);
+    return text.data();
+}
+
+std::vector<BYTE> KeyProvInfo(PCCERT_CONTEXT certificate) {
+    DWORD size = 0;
+    if (CertGetCertificateContextProperty(certificate, CERT_KEY_PROV_INFO_PROP_ID, nullptr,
+                                          &size) == FALSE) {
+        return {};
+    }
+    std::vector<BYTE> record(size);
+    RequireCall(CertGetCertificateContextProperty(certificate, CERT_KEY_PROV_INFO_PROP_ID,
+                                                  record.data(), &size),
+                "can't read where a certificate's key is");
+    return record;
+}
+
+std::string ToNarrow(const wchar_t* text) {
+    const int size = WideCharToMultiByte(CP_ACP, 0, text, -1, nullptr, 0, nullptr, nullptr);
+    std::string narrow(static_cast<std::size_t>(size), '\0');
+    WideCharToMultiByte(CP_ACP, 0, text, -1, narrow.data(), size, nullptr, nullptr);
+    return narrow.c_str();
+}
+
+std::wstring ToWide(const std::string& text) {
+    const int size = MultiByteToWideChar(CP_ACP, 0, text.c_str(), -1, nullptr, 0);
+    std::wstring wide(static_cast<std::size_t>(size), L'\0');
+    MultiByteToWideChar(CP_ACP, 0, text.c_str(), -1, wide.data(), size);
+    return wide.c_str();
+}
+
+}  // namespace mvlpfx

@@ -1,0 +1,135 @@
+#include <cstdio>
+#include <set>
+
+#include "mvlpfx/commands.h"
+#include "mvlpfx/error_words.h"
+#include "mvlpfx/exit_codes.h"
+#include "mvlpfx/handles.h"
+#include "mvlpfx/key_algorithms.h"
+#include "mvlpfx/report.h"
+
+namespace mvlpfx {
+
+namespace {
+
+// Every container's name, in the provider's order.
+std::vector<std::string> ContainerNames(bool machine) {
+    OwnedContext context;
+    RequireCall(AcquireContext(nullptr, CRYPT_VERIFYCONTEXT, machine, &context),
+                "can't reach the provider");
+    std::vector<std::string> names;
+    DWORD room = 0;
+    if (CryptGetProvParam(context.Get(), PP_ENUMCONTAINERS, nullptr, &room, CRYPT_FIRST) == FALSE) {
+        if (GetLastError() == ERROR_NO_MORE_ITEMS) {
+            return names;
+        }
+        ThrowLastError("can't list the containers");
+    }
+    std::string name(room, '\0');
+    DWORD which = CRYPT_FIRST;
+    DWORD size = room;
+    while (CryptGetProvParam(context.Get(), PP_ENUMCONTAINERS, reinterpret_cast<BYTE*>(name.data()),
+                             &size, which) != FALSE) {
+        names.emplace_back(name.c_str());
+        which = CRYPT_NEXT;
+        size = room;
+    }
+    if (GetLastError() != ERROR_NO_MORE_ITEMS) {
+        ThrowLastError("can't list the containers");
+    }
+    return names;
+}
+
+DWORD NumberParameter(HCRYPTKEY key, DWORD parameter) {
+    DWORD value = 0;
+    DWORD size = sizeof(value);
+    RequireCall(CryptGetKeyParam(key, parameter, reinterpret_cast<BYTE*>(&value), &size, 0),
+                "can't read a key's properties");
+    return value;
+}
+
+OwnedCertificate CertificateBeside(HCRYPTKEY key) {
+    DWORD size = 0;
+    if (CryptGetKeyParam(key, KP_CERTIFICATE, nullptr, &size, 0) == FALSE || size == 0) {
+        return {};
+    }
+    std::vector<BYTE> encoded(size);
+    if (CryptGetKeyParam(key, KP_CERTIFICATE, encoded.data(), &size, 0) == FALSE) {
+        return {};
+    }
+    return OwnedCertificate(CertCreateCertificateContext(X509_ASN_ENCODING, encoded.data(), size));
+}
+
+// One row for each key of the container; a row without a key for an empty container.
+nlohmann::ordered_json DescribeContainer(const std::string& name, bool machine) {
+    OwnedContext context;
+    RequireCall(AcquireContext(name.c_str(), 0, machine, &context),
+                "can't open the container '" + name + "'");
+    auto keys = nlohmann::ordered_json::array();
+    for (const DWORD keySpec : {AT_KEYEXCHANGE, AT_SIGNATURE}) {
+        OwnedKey key;
+        if (CryptGetUserKey(context.Get(), keySpec, key.Fill()) == FALSE) {
+            continue;
+        }
+        nlohmann::ordered_json row{
+            {"use", keySpec == AT_KEYEXCHANGE ? "exchange" : "signature"},
+            {"algorithm", KeyAlgorithmName(NumberParameter(key.Get(), KP_ALGID))},
+            {"exportable", (NumberParameter(key.Get(), KP_PERMISSIONS) & CRYPT_EXPORT) != 0}};
+        const OwnedCertificate certificate = CertificateBeside(key.Get());
+        if (certificate) {
+            row["thumbprint"] = Thumbprint(certificate.Get());
+            row["subject"] = SubjectText(certificate.Get());
+        }
+        keys.push_back(std::move(row));
+    }
+    return {{"container", name},
+            {"uniqueName", TextParameter(context.Get(), PP_UNIQUE_CONTAINER)},
+            {"keys", std::move(keys)}};
+}
+
+void PrintContainer(const nlohmann::ordered_json& container) {
+    const std::string& name = container["container"].get_ref<const std::string&>();
+    if (container["keys"].empty()) {
+        std::printf("%-24s  empty\n", name.c_str());
+    }
+    for (const auto& key : container["keys"]) {
+        std::printf(
+            "%-24s  %-9s  %-12s  %-14s  %s\n", name.c_str(),
+            key["use"].get_ref<const std::string&>().c_str(),
+            key["algorithm"].get_ref<const std::string&>().c_str(),
+            key["exportable"].get<bool>() ? "exportable" : "not exportable",
+            key.contains("subject") ? key["subject"].get_ref<const std::string&>().c_str() : "-");
+    }
+}
+
+}  // namespace
+
+void RunListKeys(const KeysOptions& options) {
+    auto containers = nlohmann::ordered_json::array();
+    for (const std::string& name : ContainerNames(options.machine)) {
+        containers.push_back(DescribeContainer(name, options.machine));
+        if (!options.common.json) {
+            PrintContainer(containers.back());
+        }
+    }
+    if (options.common.json) {
+        auto report = JsonReport("keys");
+        report["exitCode"] = 0;
+        report["containers"] = std::move(containers);
+        PrintJson(report);
+    }
+}
+
+void RunDeleteKey(const KeysOptions& options) {
+    OwnedContext none;
+    RequireCall(AcquireContext(options.name.c_str(), CRYPT_DELETEKEYSET, options.machine, &none),
+                "can't delete the container '" + options.name + "'");
+    if (options.common.json) {
+        auto report = JsonReport("keys");
+        report["exitCode"] = 0;
+        report["deleted"] = options.name;
+        PrintJson(report);
+    }
+}
+
+}  // namespace mvlpfx

@@ -1,0 +1,159 @@
+#include <array>
+#include <cstdio>
+#include <ctime>
+
+#include "mvlpfx/commands.h"
+#include "mvlpfx/error_words.h"
+#include "mvlpfx/exit_codes.h"
+#include "mvlpfx/handles.h"
+#include "mvlpfx/key_algorithms.h"
+#include "mvlpfx/report.h"
+
+namespace mvlpfx {
+
+namespace {
+
+std::vector<BYTE> EncodeSubject(const std::string& subject) {
+    DWORD size = 0;
+    LPCSTR stop = nullptr;
+    if (CertStrToNameA(X509_ASN_ENCODING, subject.c_str(), CERT_X500_NAME_STR, nullptr, nullptr,
+                       &size, &stop) == FALSE) {
+        const std::string place = stop == nullptr ? "" : std::string(" at \"") + stop + "\"";
+        throw ToolError(ExitCode::kUsage,
+                        "the subject is no name like \"CN=Ivan Petrov, C=RU\"" + place);
+    }
+    std::vector<BYTE> name(size);
+    RequireCall(CertStrToNameA(X509_ASN_ENCODING, subject.c_str(), CERT_X500_NAME_STR, nullptr,
+                               name.data(), &size, nullptr),
+                "can't encode the subject");
+    return name;
+}
+
+std::string RandomName(bool machine) {
+    OwnedContext context;
+    std::array<BYTE, 8> random{};
+    RequireCall(AcquireContext(nullptr, CRYPT_VERIFYCONTEXT, machine, &context) &&
+                    CryptGenRandom(context.Get(), random.size(), random.data()) != FALSE,
+                "can't draw a name for the container");
+    std::string name = "key-";
+    for (const BYTE octet : random) {
+        constexpr char kDigits[] = "0123456789abcdef";
+        name += kDigits[octet >> 4];
+        name += kDigits[octet & 15];
+    }
+    return name;
+}
+
+// A container that goes again unless all is done.
+class NewContainer {
+  public:
+    NewContainer(std::string name, bool machine) : name_(std::move(name)), machine_(machine) {
+        RequireCall(AcquireContext(name_.c_str(), CRYPT_NEWKEYSET, machine, &context_),
+                    "can't make the container '" + name_ + "'");
+    }
+    ~NewContainer() {
+        if (context_) {
+            context_ = OwnedContext();
+            OwnedContext none;
+            AcquireContext(name_.c_str(), CRYPT_DELETEKEYSET, machine_, &none);
+        }
+    }
+    NewContainer(const NewContainer&) = delete;
+    NewContainer& operator=(const NewContainer&) = delete;
+
+    HCRYPTPROV Get() const { return context_.Get(); }
+    void Keep() { CryptReleaseContext(context_.Leave(), 0); }
+
+  private:
+    std::string name_;
+    bool machine_;
+    OwnedContext context_;
+};
+
+void SetPin(HCRYPTPROV context, const PinOptions& options) {
+    if (options.IsNamed()) {
+        const Secret<char> pin = ReadPin(options);
+        RequireCall(CryptSetProvParam(context, PP_SIGNATURE_PIN,
+                                      reinterpret_cast<const BYTE*>(pin.Text().c_str()), 0),
+                    "can't set the container's PIN");
+    }
+}
+
+OwnedKey GenerateKey(HCRYPTPROV context, const NewOptions& options, const KeyAlgorithm& algorithm) {
+    if (!options.curve.empty()) {
+        RequireCall(
+            CryptSetProvParam(context, 93, reinterpret_cast<const BYTE*>(options.curve.c_str()), 0),
+            "can't use the curve " + options.curve);
+    }
+    OwnedKey key;
+    RequireCall(CryptGenKey(context, algorithm.exchangeId,
+                            options.exportable ? CRYPT_EXPORTABLE : 0, key.Fill()),
+                "can't make a key");
+    return key;
+}
+
+SYSTEMTIME DaysFromNow(unsigned days) {
+    SYSTEMTIME now{};
+    GetSystemTime(&now);
+    FILETIME time{};
+    constexpr ULONGLONG kUnitsPerDay = 864'000'000'000;
+    SystemTimeToFileTime(&now, &time);
+    const ULONGLONG units =
+        (ULONGLONG{time.dwHighDateTime} << 32 | time.dwLowDateTime) + kUnitsPerDay * days;
+    time = {static_cast<DWORD>(units), static_cast<DWORD>(units >> 32)};
+    SYSTEMTIME end{};
+    FileTimeToSystemTime(&time, &end);
+    return end;
+}
+
+OwnedCertificate SignCertificate(HCRYPTPROV context, const NewOptions& options,
+                                 std::vector<BYTE> subject) {
+    // KeyUsage: digitalSignature, nonRepudiation, keyEncipherment, dataEncipherment, keyAgreement.
+    std::array<BYTE, 4> usage{0x03, 0x02, 0x03, 0xF8};
+    std::string usageOid = "2.5.29.15";
+    CERT_EXTENSION extension{usageOid.data(), TRUE, {usage.size(), usage.data()}};
+    CERT_EXTENSIONS extensions{1, &extension};
+    CERT_NAME_BLOB name{static_cast<DWORD>(subject.size()), subject.data()};
+    CRYPT_KEY_PROV_INFO info{};
+    info.dwKeySpec = AT_KEYEXCHANGE;
+    SYSTEMTIME end = DaysFromNow(options.days);
+    OwnedCertificate certificate(CertCreateSelfSignCertificate(context, &name, 0, &info, nullptr,
+                                                               nullptr, &end, &extensions));
+    RequireCall(certificate ? TRUE : FALSE, "can't make the certificate");
+    return certificate;
+}
+
+}  // namespace
+
+void RunNew(const NewOptions& options) {
+    const KeyAlgorithm& algorithm = FindKeyAlgorithm(options.algorithm);
+    std::vector<BYTE> subject = EncodeSubject(options.subject);
+    const OwnedStore store = OpenSystemStore("MY", options.machine);
+    const std::string name =
+        options.container.empty() ? RandomName(options.machine) : options.container;
+    NewContainer container(name, options.machine);
+    SetPin(container.Get(), options.pin);
+    const OwnedKey key = GenerateKey(container.Get(), options, algorithm);
+    const OwnedCertificate certificate =
+        SignCertificate(container.Get(), options, std::move(subject));
+    RequireCall(CryptSetKeyParam(key.Get(), KP_CERTIFICATE, certificate.Get()->pbCertEncoded, 0),
+                "can't put the certificate beside the key");
+    RequireCall(CertAddCertificateContextToStore(store.Get(), certificate.Get(), CERT_STORE_ADD_NEW,
+                                                 nullptr),
+                "can't put the certificate into MY");
+    container.Keep();
+
+    const std::string thumbprint = Thumbprint(certificate.Get());
+    if (options.common.json) {
+        auto report = JsonReport("new");
+        report["exitCode"] = 0;
+        report["container"] = name;
+        report["algorithm"] = algorithm.name;
+        report["thumbprint"] = thumbprint;
+        PrintJson(report);
+    } else if (!options.common.quiet) {
+        std::printf("%s\n", thumbprint.c_str());
+    }
+}
+
+}  // namespace mvlpfx
