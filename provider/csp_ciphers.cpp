@@ -31,11 +31,11 @@ HRESULT ProcessAndHash(HCRYPTPROV context, SessionKey* key, HCRYPTHASH hashHandl
 
 HRESULT Process(HCRYPTPROV context, HCRYPTKEY keyHandle, HCRYPTHASH hash, CipherDirection direction,
                 bool isFinal, DWORD flags, std::span<BYTE> piece) {
-    return WithKey(context, keyHandle, [=](KeyTable::Lease* key) -> HRESULT {
+    return WithSessionKey(context, keyHandle, [=](SessionKey* key) -> HRESULT {
         if (flags != 0) {
             return NTE_BAD_FLAGS;
         }
-        return ProcessAndHash(context, &**key, hash, direction, isFinal, piece);
+        return ProcessAndHash(context, key, hash, direction, isFinal, piece);
     });
 }
 

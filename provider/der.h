@@ -37,6 +37,10 @@ class DerReader {
     std::span<const BYTE> rest_;
 };
 
+// The size of the element at `octets`, header and content, by its header, of which no octet is read
+// that those before it do not call for. 0 for a header that is no DER, or a size of a megabyte.
+std::size_t SizeOfDerElement(const BYTE* octets);
+
 // The element with the contents one behind the other. May throw std::bad_alloc. All of it lies in
 // secure memory, since some of it is secret.
 SecretBytes DerElement(BYTE tag, std::initializer_list<std::span<const BYTE>> contents);

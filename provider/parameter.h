@@ -38,18 +38,6 @@ inline HRESULT WriteParameter(const char* text, BYTE* out, DWORD* outSize) {
     return WriteParameter(std::span(bytes, std::strlen(text) + 1), out, outSize);
 }
 
-// Sets KP_PERMISSIONS from the DWORD at `data`. Permissions can be given up and not be gained:
-// NTE_PERM.
-inline HRESULT NarrowPermissions(const BYTE* data, DWORD* permissions) {
-    DWORD wanted = 0;
-    std::memcpy(&wanted, data, sizeof(wanted));
-    if ((wanted & ~*permissions) != 0) {
-        return NTE_PERM;
-    }
-    *permissions = wanted;
-    return S_OK;
-}
-
 // What an entry point answers.
 inline BOOL Answer(HRESULT status) {
     if (status == S_OK) {

@@ -50,6 +50,16 @@ void SessionKey::SetValue(const BYTE* value) {
     std::copy_n(value, value_.size(), value_.begin());
 }
 
+HRESULT SessionKey::NarrowPermissions(const BYTE* data) {
+    DWORD wanted = 0;
+    std::memcpy(&wanted, data, sizeof(wanted));
+    if ((wanted & ~permissions_) != 0) {
+        return NTE_PERM;
+    }
+    permissions_ = wanted;
+    return S_OK;
+}
+
 HRESULT SessionKey::SetParameter(DWORD parameter, const BYTE* data) {
     switch (parameter) {
         case KP_KEYVAL:
@@ -71,7 +81,7 @@ HRESULT SessionKey::SetParameter(DWORD parameter, const BYTE* data) {
             return S_OK;
         }
         case KP_PERMISSIONS:
-            return NarrowPermissions(data, &permissions_);
+            return NarrowPermissions(data);
         default:
             return NTE_BAD_TYPE;
     }

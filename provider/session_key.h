@@ -44,6 +44,7 @@ class SessionKey {
 
   private:
     void SetValue(const BYTE* value);
+    HRESULT NarrowPermissions(const BYTE* data);
     bool Permits(CipherDirection direction) const;
     void DropMessage();
 
