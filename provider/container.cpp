@@ -63,16 +63,13 @@ HRESULT Container::ReadPrivateKey(DWORD keySpec, SecretBytes* privateKeyInfo) co
         return NTE_BAD_KEY;
     }
     ContainerImage image;
-    if (const HRESULT status = Load(&image); status != S_OK) {
+    std::shared_ptr<const SealKeys> keys;
+    if (const HRESULT status = LoadWithKeys(&image, &keys); status != S_OK) {
         return status;
     }
     const StoredKey& slot = SlotOf(image, keySpec);
     if (slot.record.algorithm == 0) {
         return NTE_NO_KEY;
-    }
-    std::shared_ptr<const SealKeys> keys;
-    if (const HRESULT status = Unlock(image, &keys); status != S_OK) {
-        return status;
     }
     *privateKeyInfo = Unseal(*keys, slot.sealed);
     return S_OK;
@@ -153,24 +150,32 @@ HRESULT Container::Load(ContainerImage* image) const {
     return status == S_OK && image->identity != identity_ ? NTE_BAD_KEYSET : status;
 }
 
-HRESULT Container::Unlock(const ContainerImage& image,
-                          std::shared_ptr<const SealKeys>* keys) const {
-    {
-        const std::lock_guard lock(mutex_);
-        *keys = presented_;
+HRESULT Container::LoadWithKeys(ContainerImage* image,
+                                std::shared_ptr<const SealKeys>* keys) const {
+    // Before the file is read: a PIN that is presented meanwhile says nothing about what was read.
+    *keys = Presented();
+    if (const HRESULT status = Load(image); status != S_OK) {
+        return status;
     }
-    if (*keys == nullptr && !image.hasPin) {
-        *keys = std::make_shared<const SealKeys>(DeriveSealKeys({}, image.salt, image.iterations));
+    if (*keys == nullptr) {
+        *keys = image->hasPin ? Presented()
+                              : std::make_shared<const SealKeys>(
+                                    DeriveSealKeys({}, image->salt, image->iterations));
     }
     if (*keys == nullptr) {
         return isSilent_ ? NTE_SILENT_CONTEXT : SCARD_W_CARD_NOT_AUTHENTICATED;
     }
-    // A PIN that was presented is not taken away by whoever can write the file.
-    if (!HasMac(**keys, image)) {
+    // So a PIN that was presented is not taken away by whoever can write the file.
+    if (!HasMac(**keys, *image)) {
         ReportContainerFile(scope_, fileName_, "was changed by somebody who did not have its key");
         return NTE_KEYSET_ENTRY_BAD;
     }
     return S_OK;
+}
+
+std::shared_ptr<const SealKeys> Container::Presented() const {
+    const std::lock_guard lock(mutex_);
+    return presented_;
 }
 
 template <typename Change>
@@ -178,10 +183,7 @@ HRESULT Container::Modify(Change change) {
     return ChangeContainerFiles(scope_, [&](ContainerFolder* folder) {
         ContainerImage image;
         std::shared_ptr<const SealKeys> keys;
-        HRESULT status = Load(&image);
-        if (status == S_OK) {
-            status = Unlock(image, &keys);
-        }
+        HRESULT status = LoadWithKeys(&image, &keys);
         if (status == S_OK) {
             status = change(&image, *keys);
         }
@@ -202,15 +204,13 @@ HRESULT Container::CheckPin(const ContainerImage& image, std::span<const BYTE> p
 HRESULT Container::SetPin(const std::shared_ptr<const SealKeys>& keys) {
     const HRESULT status = ChangeContainerFiles(scope_, [&](ContainerFolder* folder) -> HRESULT {
         ContainerImage image;
-        if (const HRESULT loaded = Load(&image); loaded != S_OK) {
-            return loaded;
-        }
+        std::shared_ptr<const SealKeys> oldKeys;
+        const HRESULT loaded = LoadWithKeys(&image, &oldKeys);
         if (image.hasPin) {
             return NTE_EXISTS;
         }
-        std::shared_ptr<const SealKeys> oldKeys;
-        if (const HRESULT unlocked = Unlock(image, &oldKeys); unlocked != S_OK) {
-            return unlocked;
+        if (loaded != S_OK) {
+            return loaded;
         }
         for (StoredKey& slot : image.keys) {
             if (slot.record.algorithm != 0) {

@@ -87,8 +87,10 @@ class Container {
 
   private:
     HRESULT Load(ContainerImage* image) const;
-    // The keys of the presented PIN, or those of a container without one; else the words of a PIN.
-    HRESULT Unlock(const ContainerImage& image, std::shared_ptr<const SealKeys>* keys) const;
+    // Also the keys of the presented PIN, or those of a container without one; else the words of a
+    // PIN. The image is what the owner of the keys wrote.
+    HRESULT LoadWithKeys(ContainerImage* image, std::shared_ptr<const SealKeys>* keys) const;
+    std::shared_ptr<const SealKeys> Presented() const;
     template <typename Change>
     HRESULT Modify(Change change);
     HRESULT CheckPin(const ContainerImage& image, std::span<const BYTE> pin);

@@ -32,4 +32,16 @@ void WideToAnsi(const wchar_t* text, std::string* out) {
     out->assign(buffer.get());
 }
 
+void AnsiToWide(const std::string& text, std::wstring* out) {
+    out->clear();
+    const int size = MultiByteToWideChar(CP_ACP, 0, text.c_str(), -1, nullptr, 0);
+    if (size <= 0) {
+        return;
+    }
+    std::wstring buffer(static_cast<std::size_t>(size), L'\0');
+    if (MultiByteToWideChar(CP_ACP, 0, text.c_str(), -1, buffer.data(), size) > 0) {
+        *out = buffer.c_str();
+    }
+}
+
 }  // namespace pkisdk

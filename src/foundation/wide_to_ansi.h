@@ -10,4 +10,7 @@ namespace pkisdk {
 // memory. Characters that the code page lacks become its default character.
 void WideToAnsi(const wchar_t* text, std::string* out);
 
+// Text of that code page as wide text; empty where it can't be converted.
+void AnsiToWide(const std::string& text, std::wstring* out);
+
 }  // namespace pkisdk

@@ -15,7 +15,6 @@ void SeedRuntimeRandom() {
 }
 
 void MakeMacSalt(std::uint32_t size, IBlob* salt) {
-    SeedRuntimeRandom();
     salt->Assign(nullptr, size);
     for (std::uint32_t i = 0; i < size; ++i) {
         salt->GetData()[i] = static_cast<std::uint8_t>(std::rand());

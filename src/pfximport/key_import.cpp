@@ -6,6 +6,7 @@
 
 #include "asn/asn_object_readable.h"
 #include "derlist/der_queries.h"
+#include "foundation/wide_to_ansi.h"
 #include "pfxcrypto/pfx_constants.h"
 #include "pfximport/bag_attributes.h"
 #include "pfximport/bag_encryption.h"
@@ -223,18 +224,6 @@ int AddPfxKeysToCSP(const char* password, [[maybe_unused]] const char* providerN
     }
     SetLastError(error);
     return error == 0 ? 1 : 0;
-}
-
-void AnsiToWide(const std::string& text, std::wstring* wide) {
-    wide->clear();
-    const int size = MultiByteToWideChar(CP_ACP, 0, text.c_str(), -1, nullptr, 0);
-    if (size <= 0) {
-        return;
-    }
-    std::wstring buffer(static_cast<std::size_t>(size), L'\0');
-    if (MultiByteToWideChar(CP_ACP, 0, text.c_str(), -1, buffer.data(), size) > 0) {
-        *wide = buffer.c_str();
-    }
 }
 
 }  // namespace pkisdk

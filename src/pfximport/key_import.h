@@ -2,7 +2,6 @@
 #pragma once
 
 #include <cstdint>
-#include <string>
 
 #include "derlist/der_list.h"
 #include "platform/cryptoapi.h"
@@ -22,8 +21,5 @@ namespace pkisdk {
 int AddPfxKeysToCSP(const char* password, const char* providerName, DerList document,
                     HCERTSTORE store, DerList certificates, std::uint32_t flags,
                     std::uint8_t isSilent);
-
-// Text of the ANSI code page as wide text; empty where it can't be converted.
-void AnsiToWide(const std::string& text, std::wstring* wide);
 
 }  // namespace pkisdk

@@ -37,8 +37,8 @@ TEST(KillAtSyscall, StopsBeforeTheCallIsCarriedOut) {
         });
     SKIP_WHERE_NOTHING_IS_TRACED(killed);
     EXPECT_EQ(seen, (std::set<std::string>{"00", "10", "11"}));
-    // The two, and the end of the process.
-    EXPECT_EQ(killed, 3);
+    // The two, and the end of the process; a sanitizer adds its own.
+    EXPECT_GE(killed, 3);
 }
 
 // What the tests of containers and stores look for would be found.

@@ -44,7 +44,6 @@ TEST(RuntimeRandom, ASeededGeneratorLosesOneValueAndKeepsItsSequence) {
 
 TEST(RuntimeRandom, TheMacSaltIsTheLowBytesOfTheNextValues) {
     std::srand(7);
-    std::rand();
     Blob expected(std::uint64_t{32});
     for (int i = 0; i < 32; ++i) {
         *expected.GetAt(i) = static_cast<std::uint8_t>(std::rand() & 0xFF);
