@@ -19,6 +19,8 @@ DIGESTS = {"gost2001": "md_gost94", "gost2012-256": "md_gost12_256",
 CURVES = {"gost2001": ("1.2.643.2.2.35.1", "1.2.643.2.2.35.2", "1.2.643.2.2.35.3"),
           "gost2012-256": ("1.2.643.2.2.35.1", "1.2.643.7.1.2.1.1.1"),
           "gost2012-512": ("1.2.643.7.1.2.1.2.1", "1.2.643.7.1.2.1.2.2", "1.2.643.7.1.2.1.2.3")}
+# Those of them that the arithmetic behind GnuTLS has.
+CURVES_OF_GNUTLS = ("1.2.643.2.2.35.1", "1.2.643.7.1.2.1.2.1")
 
 
 class Peers(Profile):
@@ -62,13 +64,15 @@ class Peers(Profile):
                 self.file("cert.pem", certificate)
                 self.assertIn(b"OK", self.openssl("verify", "-check_ss_sig", "-CAfile", "cert.pem",
                                                   "cert.pem"))
+                self.expect(0, "keys", "delete", curve)
+                if curve not in CURVES_OF_GNUTLS:
+                    continue
                 # GnuTLS counts GOST R 34.11-94 as broken.
                 code, said = self.certtool("--verify", "--verify-allow-broken",
                                            "--load-ca-certificate", "cert.pem", "--infile",
                                            "cert.pem")
                 self.assertEqual(code, 0, said)
                 self.assertIn("Verified. The certificate is trusted", said)
-                self.expect(0, "keys", "delete", curve)
 
     def test_a_changed_certificate_is_seen_by_both(self):
         self.new("one", "--exportable")
@@ -96,11 +100,13 @@ class Peers(Profile):
             code, said = self.certtool("--p12-info", "--inder", "--infile", "out.pfx",
                                        "--password", "long live the king")
             self.assertEqual(code, 0, said)
-            self.assertIn("BEGIN CERTIFICATE", said)
-            self.assertIn("BEGIN PRIVATE KEY", said)
-            code, said = self.certtool("--p12-info", "--inder", "--infile", "out.pfx",
-                                       "--password", "another")
-            self.assertNotEqual(code, 0, said)
+            self.assertIn(certificate, said)
+            wrapped = re.search("-----BEGIN ENCRYPTED.*?-----END ENCRYPTED[^\n]*\n", said, re.S)
+            self.file("wrapped.pem", wrapped.group())
+            code, said = self.certtool("--pubkey-info", "--load-privkey", "wrapped.pem", "--pkcs8",
+                                       "--password", "long live the king")
+            self.assertEqual(code, 0, said)
+            self.assertIn(self.public_key("key", key).decode(), said)
 
     def test_a_mixed_store_of_many_keys(self):
         # More than 1024 octets of certificates, where the cipher's key is first changed.
