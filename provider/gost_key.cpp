@@ -59,13 +59,15 @@ std::vector<BYTE> UncompressedPoint(const GostCurve& curve, std::span<const BYTE
     return point;
 }
 
-// Above zero and below the order, in secure memory.
-Number DrawNumber(const GostCurve& curve, const Number& order, gcry_random_level level) {
+// Above zero and below the order, in secure memory. The library's level above this one would add
+// measurements of its own to what the kernel gives, for milliseconds each time, and never frees
+// what it measures with.
+Number DrawNumber(const GostCurve& curve, const Number& order) {
     const std::size_t spareBits = curve.size * 8 - gcry_mpi_get_nbits(order.get());
     SecretBytes candidate(curve.size);
     // At least every other draw is below the order.
     while (true) {
-        gcry_randomize(candidate.data(), candidate.size(), level);
+        gcry_randomize(candidate.data(), candidate.size(), GCRY_STRONG_RANDOM);
         candidate.View().back() &= static_cast<BYTE>(0xFF >> spareBits);
         Number number = SecretNumber(candidate.View());
         if (IsAboveZeroAndBelow(number, order)) {
@@ -98,7 +100,7 @@ bool MultiplyBase(const CurveContext& context, const Number& factor, Number* x, 
 // that the secret ones are multiplied by a random number first.
 Number ComputeS(const GostCurve& curve, const Number& order, const Number& r, const Number& d,
                 const Number& k, const Number& e) {
-    const Number blind = DrawNumber(curve, order, GCRY_STRONG_RANDOM);
+    const Number blind = DrawNumber(curve, order);
     const Number first = Multiply(r, Multiply(blind, d, order), order);
     const Number second = Multiply(e, Multiply(blind, k, order), order);
     const Number sum(gcry_mpi_snew(gcry_mpi_get_nbits(order.get())));
@@ -115,7 +117,7 @@ SecretBytes GeneratePrivateKey(const GostCurve& curve) {
     if (context == nullptr) {
         return SecretBytes();
     }
-    const Number key = DrawNumber(curve, Parameter(context, "n"), GCRY_VERY_STRONG_RANDOM);
+    const Number key = DrawNumber(curve, Parameter(context, "n"));
     SecretBytes octets(curve.size);
     WriteNumber(key, octets.View());
     return octets;
@@ -201,7 +203,7 @@ HRESULT SignHashValue(const GostCurve& curve, std::span<const BYTE> privateKey,
     Number s;
     Number y;
     do {
-        const Number k = DrawNumber(curve, order, GCRY_STRONG_RANDOM);
+        const Number k = DrawNumber(curve, order);
         if (!MultiplyBase(context, k, &r, &y)) {
             return NTE_FAIL;
         }
