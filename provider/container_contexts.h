@@ -1,23 +1,32 @@
 // What a context knows besides its handle: its container, and how far it has enumerated.
 #pragma once
 
+#include <atomic>
 #include <memory>
 #include <mutex>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "provider/container.h"
+#include "provider/gost_algorithms.h"
 
 namespace provider {
 
 // Safe for several threads.
 class ContextState {
   public:
-    // `container` is null for a verification context.
-    ContextState(ContainerScope scope, std::shared_ptr<Container> container);
+    explicit ContextState(ContainerScope scope) : scope_(scope) {}
 
     ContainerScope Scope() const { return scope_; }
+    // Null for a verification context.
     const std::shared_ptr<Container>& GetContainer() const { return container_; }
+    // Before the context's handle is given out.
+    void SetContainer(std::shared_ptr<Container> container) { container_ = std::move(container); }
+
+    // Of the keys that are generated from here on; null for the one that their algorithm has.
+    const GostCurve* Curve() const { return curve_.load(std::memory_order_relaxed); }
+    void SetCurve(const GostCurve* curve) { curve_.store(curve, std::memory_order_relaxed); }
 
     // PP_ENUMCONTAINERS and PP_ENUM_DAMAGED_CONTAINERS. `flags` is any of CRYPT_FIRST, which lists
     // anew, CRYPT_NEXT, and CRYPT_MACHINE_KEYSET, which counts with CRYPT_FIRST. Without a buffer,
@@ -37,7 +46,8 @@ class ContextState {
     HRESULT Start(Enumeration* enumeration, DWORD flags) const;
 
     const ContainerScope scope_;
-    const std::shared_ptr<Container> container_;
+    std::shared_ptr<Container> container_;
+    std::atomic<const GostCurve*> curve_{nullptr};
     std::mutex mutex_;
     // Under the mutex.
     Enumeration containers_;

@@ -32,21 +32,36 @@ bool AreGoodFlags(const char* container, DWORD flags) {
                            : keySetBits != (CRYPT_NEWKEYSET | CRYPT_DELETEKEYSET);
 }
 
-HRESULT Publish(std::shared_ptr<ContextState> state, DWORD flags, HCRYPTPROV* result) {
+// A handle that nobody has yet.
+HRESULT Publish(const std::shared_ptr<ContextState>& state, DWORD flags, HCRYPTPROV* handle) {
     ContextTable::Reservation context = ContextTable::Reserve();
     if (!context) {
         return NTE_NO_MEMORY;
     }
     context->flags = flags;
-    const HCRYPTPROV handle = context.Publish(0);
+    *handle = context.Publish(0);
     try {
-        KeepContextState(handle, std::move(state));
+        KeepContextState(*handle, state);
     } catch (const std::bad_alloc&) {
-        ContextTable::Lock(handle).Retire();
+        ContextTable::Lock(*handle).Retire();
         return NTE_NO_MEMORY;
     }
-    *result = handle;
     return S_OK;
+}
+
+void Withdraw(HCRYPTPROV handle) {
+    ContextTable::Lock(handle).Retire();
+    DropContextState(handle);
+}
+
+HRESULT FindOrCreate(ContainerScope scope, const char* name, DWORD flags,
+                     std::shared_ptr<Container>* container) {
+    const bool isSilent = (flags & CRYPT_SILENT) != 0;
+    if ((flags & CRYPT_VERIFYCONTEXT) != 0) {
+        return S_OK;
+    }
+    return (flags & CRYPT_NEWKEYSET) != 0 ? CreateContainer(scope, name, isSilent, container)
+                                          : OpenContainer(scope, name, isSilent, container);
 }
 
 HRESULT Acquire(HCRYPTPROV* result, const char* name, DWORD flags) {
@@ -57,22 +72,30 @@ HRESULT Acquire(HCRYPTPROV* result, const char* name, DWORD flags) {
         return NTE_BAD_FLAGS;
     }
     const bool isMachine = (flags & CRYPT_MACHINE_KEYSET) != 0;
-    const bool isSilent = (flags & CRYPT_SILENT) != 0;
     const ContainerScope scope = isMachine ? ContainerScope::kMachine : ContainerScope::kUser;
     if ((flags & CRYPT_DELETEKEYSET) != 0) {
         return DeleteContainer(scope, name);
     }
-    std::shared_ptr<Container> container;
-    HRESULT status = S_OK;
-    if ((flags & CRYPT_NEWKEYSET) != 0) {
-        status = CreateContainer(scope, name, isSilent, &container);
-    } else if ((flags & CRYPT_VERIFYCONTEXT) == 0) {
-        status = OpenContainer(scope, name, isSilent, &container);
-    }
+    // The context stands before the container is made, so that what can fail leaves none behind.
+    const auto state = std::make_shared<ContextState>(scope);
+    HCRYPTPROV handle = 0;
+    HRESULT status = Publish(state, flags, &handle);
     if (status != S_OK) {
         return status;
     }
-    return Publish(std::make_shared<ContextState>(scope, std::move(container)), flags, result);
+    try {
+        std::shared_ptr<Container> container;
+        status = FindOrCreate(scope, name, flags, &container);
+        state->SetContainer(std::move(container));
+    } catch (const std::bad_alloc&) {
+        status = NTE_NO_MEMORY;
+    }
+    if (status != S_OK) {
+        Withdraw(handle);
+        return status;
+    }
+    *result = handle;
+    return S_OK;
 }
 
 HRESULT Release(HCRYPTPROV handle, DWORD flags) {
@@ -86,7 +109,7 @@ HRESULT Release(HCRYPTPROV handle, DWORD flags) {
     DropContextState(handle);
     const auto isGone = [](handles::Handle owner) { return !ContextTable::IsValid(owner); };
     HashTable::RetireIf(isGone, [](Hash& hash) { hash.WipeSecrets(); });
-    KeyTable::RetireIf(isGone, [](SessionKey& key) { key.WipeSecrets(); });
+    KeyTable::RetireIf(isGone, [](Key& key) { key.Release(); });
     return flags == 0 ? S_OK : NTE_BAD_FLAGS;
 }
 
@@ -104,6 +127,26 @@ HRESULT GetContainerParameter(const ContextState& state, DWORD parameter, BYTE* 
     const std::string& name =
         parameter == PP_UNIQUE_CONTAINER ? container->UniqueName() : container->Name();
     return WriteParameter(name.c_str(), out, outSize);
+}
+
+HRESULT GetCurve(const ContextState& state, BYTE* out, DWORD* outSize) {
+    if (state.GetContainer() == nullptr) {
+        return NTE_BAD_TYPE;
+    }
+    const GostCurve* const curve = state.Curve();
+    return WriteParameter(curve == nullptr ? "" : curve->oid.Text(), out, outSize);
+}
+
+HRESULT SetCurve(ContextState* state, const char* oid) {
+    const GostCurve* curve = nullptr;
+    if (*oid != '\0') {
+        curve = FindCurveByText(oid);
+        if (curve == nullptr) {
+            return NTE_BAD_DATA;
+        }
+    }
+    state->SetCurve(curve);
+    return S_OK;
 }
 
 HRESULT GetParameter(HCRYPTPROV handle, DWORD parameter, BYTE* out, DWORD* outSize, DWORD flags) {
@@ -133,6 +176,8 @@ HRESULT GetParameter(HCRYPTPROV handle, DWORD parameter, BYTE* out, DWORD* outSi
             const bool isMachine = state->Scope() == ContainerScope::kMachine;
             return WriteParameter(isMachine ? DWORD{CRYPT_MACHINE_KEYSET} : 0, out, outSize);
         }
+        case PP_SIGNATURE_CURVE:
+            return GetCurve(*state, out, outSize);
         case PP_CONTAINER:
         case PP_CONTAINER_NAME:
         case PP_UNIQUE_CONTAINER:
@@ -150,7 +195,7 @@ HRESULT SetParameter(HCRYPTPROV handle, DWORD parameter, const BYTE* data, DWORD
         return NTE_BAD_UID;
     }
     const bool isPin = parameter == PP_SIGNATURE_PIN || parameter == PP_KEYEXCHANGE_PIN;
-    if (!isPin || state->GetContainer() == nullptr) {
+    if ((!isPin && parameter != PP_SIGNATURE_CURVE) || state->GetContainer() == nullptr) {
         return NTE_BAD_TYPE;
     }
     if (flags != 0) {
@@ -160,17 +205,10 @@ HRESULT SetParameter(HCRYPTPROV handle, DWORD parameter, const BYTE* data, DWORD
         return ERROR_INVALID_PARAMETER;
     }
     const auto* const text = reinterpret_cast<const char*>(data);
-    return state->GetContainer()->PresentPin({data, strnlen(text, kLongestPin + 1)});
-}
-
-// What `work` answers, or a word for the lack of memory that it met.
-template <typename Work>
-BOOL AnswerOf(Work work) {
-    try {
-        return Answer(work());
-    } catch (const std::bad_alloc&) {
-        return Answer(NTE_NO_MEMORY);
+    if (parameter == PP_SIGNATURE_CURVE) {
+        return SetCurve(state.get(), text);
     }
+    return state->GetContainer()->PresentPin({data, strnlen(text, kLongestPin + 1)});
 }
 
 HRESULT GenerateRandom(HCRYPTPROV handle, DWORD size, BYTE* out) {
@@ -189,11 +227,11 @@ HRESULT GenerateRandom(HCRYPTPROV handle, DWORD size, BYTE* out) {
 }  // namespace provider
 
 using provider::Answer;
-using provider::AnswerOf;
+using provider::AnswerTo;
 
 BOOL WINAPI CPAcquireContext(HCRYPTPROV* phProv, LPCSTR szContainer, DWORD dwFlags,
                              PVTableProvStruc /*pVTable*/) {
-    return AnswerOf([&] { return provider::Acquire(phProv, szContainer, dwFlags); });
+    return AnswerTo([&] { return provider::Acquire(phProv, szContainer, dwFlags); });
 }
 
 BOOL WINAPI CPReleaseContext(HCRYPTPROV hProv, DWORD dwFlags) {
@@ -202,12 +240,12 @@ BOOL WINAPI CPReleaseContext(HCRYPTPROV hProv, DWORD dwFlags) {
 
 BOOL WINAPI CPGetProvParam(HCRYPTPROV hProv, DWORD dwParam, BYTE* pbData, DWORD* pcbDataLen,
                            DWORD dwFlags) {
-    return AnswerOf(
+    return AnswerTo(
         [&] { return provider::GetParameter(hProv, dwParam, pbData, pcbDataLen, dwFlags); });
 }
 
 BOOL WINAPI CPSetProvParam(HCRYPTPROV hProv, DWORD dwParam, const BYTE* pbData, DWORD dwFlags) {
-    return AnswerOf([&] { return provider::SetParameter(hProv, dwParam, pbData, dwFlags); });
+    return AnswerTo([&] { return provider::SetParameter(hProv, dwParam, pbData, dwFlags); });
 }
 
 BOOL WINAPI CPGenRandom(HCRYPTPROV hProv, DWORD cbBuffer, BYTE* pbBuffer) {
