@@ -100,7 +100,7 @@ BOOL KeyCalls::Acquire(const ScriptedKey& key, HCRYPTPROV* context, DWORD* keySp
 
 BOOL KeyCalls::Open(HCRYPTPROV context, DWORD keySpec, HCRYPTKEY* key) {
     const ScriptedKey* const script = OfContext(context);
-    if (keySpec != script->keySpec) {
+    if (keySpec != script->keySpec || !script->isReachable) {
         SetLastError(static_cast<DWORD>(NTE_NO_KEY));
         return FALSE;
     }
@@ -221,10 +221,9 @@ BOOL CryptAcquireCertificatePrivateKey(PCCERT_CONTEXT certificate, DWORD flags, 
     }
     const Pause pause;
     const ScriptedKey* const script = Keys().OfCertificate(certificate);
-    return script != nullptr
-               ? Keys().Acquire(*script, provider, keySpec, isCallers)
-               : REAL(CryptAcquireCertificatePrivateKey)(certificate, flags, parameters, provider,
-                                                         keySpec, isCallers);
+    return script != nullptr ? Keys().Acquire(*script, provider, keySpec, isCallers)
+                             : REAL(CryptAcquireCertificatePrivateKey)(
+                                   certificate, flags, parameters, provider, keySpec, isCallers);
 }
 
 BOOL CryptContextAddRef(HCRYPTPROV provider, DWORD* reserved, DWORD flags) {
@@ -264,8 +263,7 @@ BOOL CryptGetKeyParam(HCRYPTKEY key, DWORD parameter, BYTE* data, DWORD* size, D
     return REAL(CryptGetKeyParam)(key, parameter, data, size, flags);
 }
 
-BOOL CryptGetProvParam(HCRYPTPROV provider, DWORD parameter, BYTE* data, DWORD* size,
-                       DWORD flags) {
+BOOL CryptGetProvParam(HCRYPTPROV provider, DWORD parameter, BYTE* data, DWORD* size, DWORD flags) {
     if (Refused("CryptGetProvParam")) {
         return FALSE;
     }

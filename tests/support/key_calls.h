@@ -1,6 +1,6 @@
-// Stands between the module and its platform as PlatformCalls does, for the calls that reach stores,
-// certificates and private keys; and answers for private keys that no provider has. A test program
-// that links this library has those calls go through it.
+// Stands between the module and its platform as PlatformCalls does, for the calls that reach
+// stores, certificates and private keys; and answers for private keys that no provider has. A test
+// program that links this library has those calls go through it.
 #pragma once
 
 #include <map>
@@ -19,15 +19,16 @@ struct ScriptedKey {
     // Nothing where they can't be read.
     std::optional<DWORD> permissions = CRYPT_EXPORT;
     // What CryptExportKey writes, header included.
-    std::vector<BYTE> blob;
+    std::vector<BYTE> blob = {};
     // What it reports as the length, where that is not the blob's size.
-    std::optional<DWORD> reportedLength;
+    std::optional<DWORD> reportedLength = {};
     // Nothing where the provider has no such name. May be without its NUL.
-    std::optional<std::string> friendlyName;
+    std::optional<std::string> friendlyName = {};
     // The context belongs to the certificate: the caller is told not to release it.
     bool isKept = false;
     // Written back by the acquisition, and the only one under which the key is found.
     DWORD keySpec = AT_KEYEXCHANGE;
+    bool isReachable = true;
 };
 
 class KeyCalls {

@@ -32,8 +32,7 @@ void PlatformCalls::ReplaceOidInfo(std::function<PCCRYPT_OID_INFO(const char*)> 
     oidLookup_ = std::move(lookup);
 }
 
-void PlatformCalls::ReplaceAlgorithmInfo(
-    std::function<PCCRYPT_OID_INFO(ALG_ID, DWORD)> lookup) {
+void PlatformCalls::ReplaceAlgorithmInfo(std::function<PCCRYPT_OID_INFO(ALG_ID, DWORD)> lookup) {
     algorithmLookup_ = std::move(lookup);
 }
 

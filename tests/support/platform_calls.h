@@ -28,7 +28,8 @@ class PlatformCalls {
     // Answers in place of CryptFindOIDInfo from here on.
     void ReplaceOidInfo(std::function<PCCRYPT_OID_INFO(const char* oid)> lookup);
     // The same for lookups by algorithm.
-    void ReplaceAlgorithmInfo(std::function<PCCRYPT_OID_INFO(ALG_ID algorithm, DWORD group)> lookup);
+    void ReplaceAlgorithmInfo(
+        std::function<PCCRYPT_OID_INFO(ALG_ID algorithm, DWORD group)> lookup);
     // From here on every random octet of a provider is this one.
     void ReplaceRandom(BYTE octet);
     // Sees the data of every registry value "Type" before the caller does, and may change it.
