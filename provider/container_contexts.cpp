@@ -25,9 +25,6 @@ States& TheStates() {
 
 }  // namespace
 
-ContextState::ContextState(ContainerScope scope, std::shared_ptr<Container> container)
-    : scope_(scope), container_(std::move(container)) {}
-
 HRESULT ContextState::EnumerateContainers(DWORD flags, BYTE* out, DWORD* outSize) {
     return Enumerate(&containers_, flags, out, outSize);
 }

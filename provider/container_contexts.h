@@ -5,6 +5,7 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "provider/container.h"
@@ -15,11 +16,13 @@ namespace provider {
 // Safe for several threads.
 class ContextState {
   public:
-    // `container` is null for a verification context.
-    ContextState(ContainerScope scope, std::shared_ptr<Container> container);
+    explicit ContextState(ContainerScope scope) : scope_(scope) {}
 
     ContainerScope Scope() const { return scope_; }
+    // Null for a verification context.
     const std::shared_ptr<Container>& GetContainer() const { return container_; }
+    // Before the context's handle is given out.
+    void SetContainer(std::shared_ptr<Container> container) { container_ = std::move(container); }
 
     // Of the keys that are generated from here on; null for the one that their algorithm has.
     const GostCurve* Curve() const { return curve_.load(std::memory_order_relaxed); }
@@ -43,7 +46,7 @@ class ContextState {
     HRESULT Start(Enumeration* enumeration, DWORD flags) const;
 
     const ContainerScope scope_;
-    const std::shared_ptr<Container> container_;
+    std::shared_ptr<Container> container_;
     std::atomic<const GostCurve*> curve_{nullptr};
     std::mutex mutex_;
     // Under the mutex.

@@ -32,21 +32,36 @@ bool AreGoodFlags(const char* container, DWORD flags) {
                            : keySetBits != (CRYPT_NEWKEYSET | CRYPT_DELETEKEYSET);
 }
 
-HRESULT Publish(std::shared_ptr<ContextState> state, DWORD flags, HCRYPTPROV* result) {
+// A handle that nobody has yet.
+HRESULT Publish(const std::shared_ptr<ContextState>& state, DWORD flags, HCRYPTPROV* handle) {
     ContextTable::Reservation context = ContextTable::Reserve();
     if (!context) {
         return NTE_NO_MEMORY;
     }
     context->flags = flags;
-    const HCRYPTPROV handle = context.Publish(0);
+    *handle = context.Publish(0);
     try {
-        KeepContextState(handle, std::move(state));
+        KeepContextState(*handle, state);
     } catch (const std::bad_alloc&) {
-        ContextTable::Lock(handle).Retire();
+        ContextTable::Lock(*handle).Retire();
         return NTE_NO_MEMORY;
     }
-    *result = handle;
     return S_OK;
+}
+
+void Withdraw(HCRYPTPROV handle) {
+    ContextTable::Lock(handle).Retire();
+    DropContextState(handle);
+}
+
+HRESULT FindOrCreate(ContainerScope scope, const char* name, DWORD flags,
+                     std::shared_ptr<Container>* container) {
+    const bool isSilent = (flags & CRYPT_SILENT) != 0;
+    if ((flags & CRYPT_VERIFYCONTEXT) != 0) {
+        return S_OK;
+    }
+    return (flags & CRYPT_NEWKEYSET) != 0 ? CreateContainer(scope, name, isSilent, container)
+                                          : OpenContainer(scope, name, isSilent, container);
 }
 
 HRESULT Acquire(HCRYPTPROV* result, const char* name, DWORD flags) {
@@ -57,22 +72,30 @@ HRESULT Acquire(HCRYPTPROV* result, const char* name, DWORD flags) {
         return NTE_BAD_FLAGS;
     }
     const bool isMachine = (flags & CRYPT_MACHINE_KEYSET) != 0;
-    const bool isSilent = (flags & CRYPT_SILENT) != 0;
     const ContainerScope scope = isMachine ? ContainerScope::kMachine : ContainerScope::kUser;
     if ((flags & CRYPT_DELETEKEYSET) != 0) {
         return DeleteContainer(scope, name);
     }
-    std::shared_ptr<Container> container;
-    HRESULT status = S_OK;
-    if ((flags & CRYPT_NEWKEYSET) != 0) {
-        status = CreateContainer(scope, name, isSilent, &container);
-    } else if ((flags & CRYPT_VERIFYCONTEXT) == 0) {
-        status = OpenContainer(scope, name, isSilent, &container);
-    }
+    // The context stands before the container is made, so that what can fail leaves none behind.
+    const auto state = std::make_shared<ContextState>(scope);
+    HCRYPTPROV handle = 0;
+    HRESULT status = Publish(state, flags, &handle);
     if (status != S_OK) {
         return status;
     }
-    return Publish(std::make_shared<ContextState>(scope, std::move(container)), flags, result);
+    try {
+        std::shared_ptr<Container> container;
+        status = FindOrCreate(scope, name, flags, &container);
+        state->SetContainer(std::move(container));
+    } catch (const std::bad_alloc&) {
+        status = NTE_NO_MEMORY;
+    }
+    if (status != S_OK) {
+        Withdraw(handle);
+        return status;
+    }
+    *result = handle;
+    return S_OK;
 }
 
 HRESULT Release(HCRYPTPROV handle, DWORD flags) {

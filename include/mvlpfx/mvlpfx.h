@@ -33,6 +33,30 @@ typedef struct PfxBlob {
     BYTE* pbData; /* owned by the caller, and not needed after the call */
 } PfxBlob;
 
+/* Writes the store's certificates, and the private keys that they name, into a document under the
+ * password. The private keys must be exportable GOST keys; one that can't be reached is left out
+ * without an error, and its certificate stays. Of the flags bit 0x10 counts: it writes the names of
+ * provider and container beside each key. The store stays as it is, and so do the keys.
+ *
+ * With `pfx->pbData` null `pfx->cbData` takes the document's size. Otherwise `pfx->cbData` is the
+ * room at `pfx->pbData` in bytes, which receives the document, and takes its true size. Both calls
+ * do the whole work, and no two documents are the same, but for their size.
+ *
+ * Answers 1 with last error 0; or 0 with the last error
+ *   ERROR_MORE_DATA                the room is too small: nothing is copied, `pfx->cbData` takes
+ *                                  the size
+ *   NTE_INVALID_PARAMETER          no store, or one without certificates
+ *   ERROR_INVALID_PASSWORD         the password is empty, or longer than 32 bytes
+ *   NTE_BAD_KEY, NTE_BAD_ALGID     a key's algorithm can't be read, or is no GOST R 34.10
+ *   XENROLL_E_KEY_NOT_EXPORTABLE   (0x80095000) a key must not leave its container
+ *   NTE_BAD_DATA                   a certificate is not DER, or an exported key too short
+ *   NTE_BAD_KEY_STATE              an exported key is not what a provider of this kind gives
+ *   CRYPT_E_ASN1_CORRUPT           a bag could not be built
+ * or the provider's own, and then `pfx->cbData` is as it was. Where the provider fails and leaves
+ * no reason the answer is 1, and there is no document: `pfx->cbData` is as it was. The record is
+ * not checked: a null `pfx` is a defect of the caller. */
+MVLPFX_EXPORT BOOL UzCreatePFX(HCERTSTORE store, PfxBlob* pfx, LPCWSTR password, DWORD flags);
+
 /* Restores the document's certificates into a new memory store and its private keys into new
  * containers of the provider, each certificate tied to its key. Flags, of which others are not
  * looked at: CRYPT_EXPORTABLE lets the keys leave their containers again, CRYPT_MACHINE_KEYSET

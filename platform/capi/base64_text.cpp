@@ -2,10 +2,14 @@
 
 #include <openssl/evp.h>
 
+#include <algorithm>
 #include <cstring>
 #include <memory>
 #include <optional>
+#include <span>
+#include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "capi/calls.h"
@@ -100,6 +104,19 @@ std::optional<Decoded> Decode(std::string_view text, DWORD form) {
     return std::nullopt;
 }
 
+std::string Encode(std::span<const BYTE> data, std::string_view lineEnd) {
+    constexpr std::size_t kOctetsOfLine = 48;
+    std::string text;
+    for (std::size_t at = 0; at < data.size(); at += kOctetsOfLine) {
+        const auto piece = data.subspan(at, std::min(kOctetsOfLine, data.size() - at));
+        unsigned char line[kOctetsOfLine / 3 * 4 + 1];
+        const int length = EVP_EncodeBlock(line, piece.data(), static_cast<int>(piece.size()));
+        text.append(reinterpret_cast<const char*>(line), static_cast<std::size_t>(length));
+        text += lineEnd;
+    }
+    return text;
+}
+
 bool IsKnownForm(DWORD form) {
     return form <= CRYPT_STRING_BINARY || form == CRYPT_STRING_BASE64_ANY ||
            form == CRYPT_STRING_ANY;
@@ -124,6 +141,29 @@ BOOL WINAPI CryptStringToBinaryA(LPCSTR pszString, DWORD cchString, DWORD dwFlag
             *pdwFlags = decoded->form;
         }
         capi::WriteSized(decoded->data, pbBinary, pcbBinary);
+        return TRUE;
+    });
+}
+
+BOOL WINAPI CryptBinaryToStringA(const BYTE* pbBinary, DWORD cbBinary, DWORD dwFlags,
+                                 LPSTR pszString, DWORD* pcchString) {
+    return capi::Answer<BOOL>(FALSE, [&] {
+        constexpr DWORD kLineEnds = CRYPT_STRING_NOCR | CRYPT_STRING_NOCRLF;
+        capi::Require((pbBinary != nullptr || cbBinary == 0) && pcchString != nullptr &&
+                          (dwFlags & ~kLineEnds) == CRYPT_STRING_BASE64,
+                      ERROR_INVALID_PARAMETER);
+        const std::string text =
+            capi::Encode({pbBinary, cbBinary}, (dwFlags & CRYPT_STRING_NOCRLF) != 0 ? ""
+                                               : (dwFlags & CRYPT_STRING_NOCR) != 0 ? "\n"
+                                                                                    : "\r\n");
+        const auto length = static_cast<DWORD>(text.size());
+        const DWORD room = std::exchange(*pcchString, length + 1);
+        if (pszString == nullptr) {
+            return TRUE;
+        }
+        capi::Require(room > length, ERROR_MORE_DATA);
+        std::memcpy(pszString, text.c_str(), text.size() + 1);
+        *pcchString = length;
         return TRUE;
     });
 }

@@ -8,6 +8,8 @@
 #define CRYPT_STRING_BINARY 0x00000002
 #define CRYPT_STRING_BASE64_ANY 0x00000006
 #define CRYPT_STRING_ANY 0x00000007
+#define CRYPT_STRING_NOCRLF 0x40000000
+#define CRYPT_STRING_NOCR 0x80000000
 
 VLXCAPI_BEGIN
 
@@ -20,5 +22,12 @@ VLXCAPI_BEGIN
 VLXCAPI BOOL WINAPI CryptStringToBinaryA(LPCSTR pszString, DWORD cchString, DWORD dwFlags,
                                          BYTE* pbBinary, DWORD* pcbBinary, DWORD* pdwSkip,
                                          DWORD* pdwFlags);
+
+/* Data as base64 (CRYPT_STRING_BASE64) in lines of 64 characters that end with CR and LF, with
+ * CRYPT_STRING_NOCR with LF, or all in one with CRYPT_STRING_NOCRLF. `*pcchString` is the room in
+ * characters and becomes the length without the terminator, or, where `pszString` is null, with it.
+ * ERROR_MORE_DATA; ERROR_INVALID_PARAMETER for null data or size or another form. */
+VLXCAPI BOOL WINAPI CryptBinaryToStringA(const BYTE* pbBinary, DWORD cbBinary, DWORD dwFlags,
+                                         LPSTR pszString, DWORD* pcchString);
 
 VLXCAPI_END

@@ -18,15 +18,13 @@ bool Find(void* library, const char* name, Function* function) {
 }
 
 bool FindAll(void* library, Csp* csp) {
-    // A provider without keys of its own has none of these.
-    Find(library, "CPGetUserKey", &csp->getUserKey);
-    Find(library, "CPExportKey", &csp->exportKey);
-    Find(library, "CPImportKey", &csp->importKey);
-    Find(library, "CPEncrypt", &csp->encrypt);
-    Find(library, "CPDecrypt", &csp->decrypt);
-    Find(library, "CPSignHash", &csp->signHash);
-    Find(library, "CPVerifySignature", &csp->verifySignature);
-    return Find(library, "CPAcquireContext", &csp->acquireContext) &&
+    return Find(library, "CPGetUserKey", &csp->getUserKey) &&
+           Find(library, "CPExportKey", &csp->exportKey) &&
+           Find(library, "CPImportKey", &csp->importKey) &&
+           Find(library, "CPEncrypt", &csp->encrypt) && Find(library, "CPDecrypt", &csp->decrypt) &&
+           Find(library, "CPSignHash", &csp->signHash) &&
+           Find(library, "CPVerifySignature", &csp->verifySignature) &&
+           Find(library, "CPAcquireContext", &csp->acquireContext) &&
            Find(library, "CPReleaseContext", &csp->releaseContext) &&
            Find(library, "CPGetProvParam", &csp->getProvParam) &&
            Find(library, "CPSetProvParam", &csp->setProvParam) &&

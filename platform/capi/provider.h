@@ -84,16 +84,13 @@ typedef unsigned int ALG_ID;
 #define PP_SIGNATURE_PIN 33
 #define PP_UNIQUE_CONTAINER 36
 
-/* Of PP_ENUMCONTAINERS, besides CRYPT_MACHINE_KEYSET. */
-#define CRYPT_FIRST 1
-#define CRYPT_NEXT 2
-
 #define CRYPT_IMPL_HARDWARE 1
 #define CRYPT_IMPL_SOFTWARE 2
 #define CRYPT_IMPL_MIXED 3
 #define CRYPT_IMPL_UNKNOWN 4
 
-/* Of PP_ENUMCONTAINERS: where to start, where to go on. */
+/* Of PP_ENUMCONTAINERS: where to start, where to go on. With CRYPT_FIRST may stand
+ * CRYPT_MACHINE_KEYSET. */
 #define CRYPT_FIRST 1
 #define CRYPT_NEXT 2
 
@@ -126,7 +123,16 @@ VLXCAPI_BEGIN
  * an unknown name; NTE_PROV_TYPE_ENTRY_BAD for an entry without "Type"; NTE_PROV_TYPE_NO_MATCH for
  * another type; NTE_PROV_DLL_NOT_FOUND where the file is not there or its path is not absolute;
  * NTE_PROVIDER_DLL_FAIL where it does not load or lacks an entry point; else the provider's own
- * word. */
+ * word.
+ *
+ * Those of the GOST provider: NTE_BAD_FLAGS for flags that are unknown or do not go together;
+ * NTE_BAD_KEYSET where there is no such container; NTE_EXISTS where CRYPT_NEWKEYSET would replace
+ * one; NTE_BAD_KEYSET_PARAM for a name of more than 260 characters, and for a new container's that
+ * has the form of a unique name; NTE_KEYSET_ENTRY_BAD for a damaged container; NTE_PERM for one
+ * whose file is another user's or open to others; ERROR_ACCESS_DENIED, ERROR_DISK_FULL and
+ * ERROR_WRITE_PROTECT where the system refuses. Null or empty `szContainer` is the container named
+ * after the user's login name, with CRYPT_DELETEKEYSET too, which leaves `*phProv` 0. A name is told
+ * from others by case; a unique name stands for it. */
 VLXCAPI BOOL WINAPI CryptAcquireContextA(HCRYPTPROV* phProv, LPCSTR szContainer, LPCSTR szProvider,
                                          DWORD dwProvType, DWORD dwFlags);
 
@@ -137,7 +143,20 @@ VLXCAPI BOOL WINAPI CryptContextAddRef(HCRYPTPROV hProv, DWORD* pdwReserved, DWO
 VLXCAPI BOOL WINAPI CryptReleaseContext(HCRYPTPROV hProv, DWORD dwFlags);
 
 /* Sizes of parameters: a null `pbData` asks for the size alone; a buffer that is too small gives
- * ERROR_MORE_DATA and the size. */
+ * ERROR_MORE_DATA and the size.
+ *
+ * Of the GOST provider: PP_NAME, PP_PROVTYPE, PP_VERSION, PP_IMPTYPE and PP_KEYSET_TYPE
+ * (CRYPT_MACHINE_KEYSET or 0) of any context; PP_CONTAINER and PP_UNIQUE_CONTAINER of one with a
+ * container, else NTE_BAD_TYPE; PP_ENUMCONTAINERS of any, a name with each call, sorted, where the
+ * size that is told is that of the longest, and ERROR_NO_MORE_ITEMS ends it; damaged containers are
+ * passed over. Further ones stand in csp_parameters.h.
+ *
+ * PP_SIGNATURE_PIN and PP_KEYEXCHANGE_PIN are set, and mean the same: the PIN of the context's
+ * container, 1 to 255 characters with terminator. A container without a PIN takes it; one with a
+ * PIN compares, and a wrong one gives SCARD_W_WRONG_CHV. Until it is presented, what needs the
+ * private key, or changes the container, gives SCARD_W_CARD_NOT_AUTHENTICATED, or in a CRYPT_SILENT
+ * context NTE_SILENT_CONTEXT. NTE_BAD_LEN for an empty or longer one; NTE_BAD_TYPE in a verification
+ * context. */
 VLXCAPI BOOL WINAPI CryptGetProvParam(HCRYPTPROV hProv, DWORD dwParam, BYTE* pbData,
                                       DWORD* pdwDataLen, DWORD dwFlags);
 VLXCAPI BOOL WINAPI CryptSetProvParam(HCRYPTPROV hProv, DWORD dwParam, const BYTE* pbData,

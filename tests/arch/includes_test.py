@@ -29,7 +29,8 @@ ARROWS = {
     "platform": {"platform/capi"},
     "provider": {"platform", "platform/csp.h", "platform/csp_parameters.h", "platform/handles", "platform/state"},
     "include": {"platform/capi"},
-    "tools/mvlpfx": {"include", "platform", "platform/csp_parameters.h", "src/derlist", "src/schema"},
+    "tools/mvlpfx": {"include", "platform", "platform/csp_parameters.h", "platform/state", "src/derlist", "src/pfximport",
+                     "src/schema"},
 }
 
 

@@ -32,6 +32,14 @@ void PlatformCalls::ReplaceOidInfo(std::function<PCCRYPT_OID_INFO(const char*)> 
     oidLookup_ = std::move(lookup);
 }
 
+void PlatformCalls::ReplaceAlgorithmInfo(std::function<PCCRYPT_OID_INFO(ALG_ID, DWORD)> lookup) {
+    algorithmLookup_ = std::move(lookup);
+}
+
+void PlatformCalls::ReplaceRandom(BYTE octet) {
+    random_ = octet;
+}
+
 void PlatformCalls::ReplaceTypeData(std::vector<BYTE> data) {
     typeData_ = std::move(data);
     replaceTypeData_ = true;
@@ -51,6 +59,9 @@ int PlatformCalls::Count(const std::string& name) const {
 }
 
 bool PlatformCalls::Fails(const char* name) {
+    if (isPaused_) {
+        return false;
+    }
     log_.emplace_back(name);
     const int now = static_cast<int>(log_.size());
     const bool fails =
@@ -128,11 +139,22 @@ BOOL CryptSetKeyParam(HCRYPTKEY key, DWORD parameter, const BYTE* data, DWORD fl
         SetLastError(Calls().refusalError_);
         return FALSE;
     }
+    constexpr DWORD kCipherOid = 104;
+    if (parameter == kCipherOid) {
+        Calls().cipherOids_.emplace_back(reinterpret_cast<const char*>(data));
+    }
     return REAL(CryptSetKeyParam)(key, parameter, data, flags);
 }
 
 BOOL CryptGenRandom(HCRYPTPROV provider, DWORD size, BYTE* buffer) {
-    return Refused("CryptGenRandom") ? FALSE : REAL(CryptGenRandom)(provider, size, buffer);
+    if (Refused("CryptGenRandom")) {
+        return FALSE;
+    }
+    const BOOL done = REAL(CryptGenRandom)(provider, size, buffer);
+    if (done && Calls().random_) {
+        std::memset(buffer, *Calls().random_, size);
+    }
+    return done;
 }
 
 BOOL CryptCreateHash(HCRYPTPROV provider, ALG_ID algorithm, HCRYPTKEY key, DWORD flags,
@@ -176,6 +198,11 @@ BOOL CryptGetHashParam(HCRYPTHASH hash, DWORD parameter, BYTE* data, DWORD* size
 PCCRYPT_OID_INFO CryptFindOIDInfo(DWORD keyType, void* key, DWORD group) {
     if (Refused("CryptFindOIDInfo")) {
         return nullptr;
+    }
+    if (keyType == CRYPT_OID_INFO_ALGID_KEY) {
+        const ALG_ID algorithm = *static_cast<const ALG_ID*>(key);
+        return Calls().algorithmLookup_ ? Calls().algorithmLookup_(algorithm, group)
+                                        : REAL(CryptFindOIDInfo)(keyType, key, group);
     }
     if (Calls().oidLookup_) {
         return Calls().oidLookup_(static_cast<const char*>(key));

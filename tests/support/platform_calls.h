@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -26,6 +27,11 @@ class PlatformCalls {
     void FailNamed(const std::string& name, int n, DWORD error);
     // Answers in place of CryptFindOIDInfo from here on.
     void ReplaceOidInfo(std::function<PCCRYPT_OID_INFO(const char* oid)> lookup);
+    // The same for lookups by algorithm.
+    void ReplaceAlgorithmInfo(
+        std::function<PCCRYPT_OID_INFO(ALG_ID algorithm, DWORD group)> lookup);
+    // From here on every random octet of a provider is this one.
+    void ReplaceRandom(BYTE octet);
     // Sees the data of every registry value "Type" before the caller does, and may change it.
     void ReplaceTypeData(std::vector<BYTE> data);
     // The lengths that hashes report when they are asked for without a buffer, one an ask; then the
@@ -33,6 +39,9 @@ class PlatformCalls {
     void ReplaceHashLengths(std::vector<DWORD> lengths);
     // Each CryptSetKeyParam of this parameter fails.
     void RefuseKeyParam(DWORD parameter, DWORD error);
+
+    // The parameter sets that ciphers were given, in order.
+    const std::vector<std::string>& CipherOids() const { return cipherOids_; }
 
     const std::vector<std::string>& Log() const { return log_; }
     int Count(const std::string& name) const;
@@ -45,7 +54,9 @@ class PlatformCalls {
     int OpenRegistryKeys() const { return registryKeys_; }
     int OpenHeapBlocks() const { return heapBlocks_; }
 
-    // For the stand-ins themselves.
+    // For the stand-ins themselves. While paused, calls are not told nor made to fail: those that
+    // the platform makes of itself.
+    void Pause(bool isPaused) { isPaused_ = isPaused; }
     bool Fails(const char* name);
     DWORD Error() const { return error_; }
     void Opened(int PlatformCalls::*counter, bool done) { this->*counter += done ? 1 : 0; }
@@ -57,6 +68,9 @@ class PlatformCalls {
     int registryKeys_ = 0;
     int heapBlocks_ = 0;
     std::function<PCCRYPT_OID_INFO(const char*)> oidLookup_;
+    std::function<PCCRYPT_OID_INFO(ALG_ID, DWORD)> algorithmLookup_;
+    std::optional<BYTE> random_;
+    std::vector<std::string> cipherOids_;
     std::vector<BYTE> typeData_;
     bool replaceTypeData_ = false;
     std::vector<DWORD> hashLengths_;
@@ -68,6 +82,7 @@ class PlatformCalls {
     int failAt_ = 0;
     bool stay_ = false;
     bool failed_ = false;
+    bool isPaused_ = false;
     std::string failName_;
     int failNamedAt_ = 0;
     DWORD error_ = 0;

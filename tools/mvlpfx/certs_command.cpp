@@ -1,7 +1,6 @@
-#include <algorithm>
-#include <cctype>
 #include <cstdio>
 
+#include "mvlpfx/certificate_walk.h"
 #include "mvlpfx/commands.h"
 #include "mvlpfx/document_file.h"
 #include "mvlpfx/error_words.h"
@@ -12,27 +11,6 @@
 namespace mvlpfx {
 
 namespace {
-
-// Gives `take` every certificate of the store. What cannot be read ends the walk with its failure,
-// after those that can.
-template <typename Take>
-void ForEachCertificate(HCERTSTORE store, const std::string& name, Take take) {
-    PCCERT_CONTEXT certificate = nullptr;
-    while ((certificate = CertEnumCertificatesInStore(store, certificate)) != nullptr) {
-        // The walk frees what it is given back, also when `take` throws.
-        OwnedCertificate held(CertDuplicateCertificateContext(certificate));
-        try {
-            take(held.Get());
-        } catch (...) {
-            CertFreeCertificateContext(certificate);
-            throw;
-        }
-    }
-    if (GetLastError() != static_cast<DWORD>(CRYPT_E_NOT_FOUND)) {
-        ThrowLastError("can't read all of the store " + name +
-                       " (the system log names the damaged file)");
-    }
-}
 
 nlohmann::ordered_json Describe(PCCERT_CONTEXT certificate) {
     nlohmann::ordered_json row{{"thumbprint", Thumbprint(certificate)},
@@ -114,18 +92,10 @@ std::vector<OwnedCertificate> Decode(const std::vector<std::vector<BYTE>>& encod
     return certificates;
 }
 
-std::vector<BYTE> ParseThumbprint(const std::string& text) {
-    std::string digits;
-    std::ranges::copy_if(text, std::back_inserter(digits),
-                         [](unsigned char c) { return c != ':' && std::isspace(c) == 0; });
-    constexpr std::size_t kDigits = 40;
-    if (digits.size() != kDigits ||
-        !std::ranges::all_of(digits, [](unsigned char c) { return std::isxdigit(c) != 0; })) {
-        throw ToolError(ExitCode::kUsage, "a thumbprint has 40 hexadecimal digits");
-    }
+std::vector<BYTE> HashOf(const std::string& thumbprint) {
     std::vector<BYTE> hash;
-    for (std::size_t i = 0; i < kDigits; i += 2) {
-        hash.push_back(static_cast<BYTE>(std::stoi(digits.substr(i, 2), nullptr, 16)));
+    for (std::size_t i = 0; i < thumbprint.size(); i += 2) {
+        hash.push_back(static_cast<BYTE>(std::stoi(thumbprint.substr(i, 2), nullptr, 16)));
     }
     return hash;
 }
@@ -173,7 +143,7 @@ void RunAddCerts(const CertsOptions& options) {
 }
 
 void RunDeleteCert(const CertsOptions& options) {
-    std::vector<BYTE> hash = ParseThumbprint(options.thumbprint);
+    std::vector<BYTE> hash = HashOf(ParseThumbprint(options.thumbprint));
     const OwnedStore store = OpenSystemStore(options.store, options.machine);
     CRYPT_HASH_BLOB blob{static_cast<DWORD>(hash.size()), hash.data()};
     PCCERT_CONTEXT certificate = CertFindCertificateInStore(store.Get(), X509_ASN_ENCODING, 0,

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "mvlpfx/exit_codes.h"
 #include "mvlpfx/password_source.h"
@@ -56,6 +57,40 @@ struct CertsOptions {
     std::string file;        // to add
     std::string thumbprint;  // of the certificate to delete
 };
+
+struct CreateOptions {
+    CommonOptions common;
+    std::string output;
+    // Which certificates of "MY"; all where nothing is named.
+    std::vector<std::string> subjects;
+    std::vector<std::string> thumbprints;
+    std::vector<std::string> containers;
+    bool chain = false;
+    bool names = false;
+    bool pem = false;
+    bool force = false;
+    bool allowMissingKeys = false;
+    PinOptions pin;
+    PasswordOptions password;
+};
+
+struct RestoreOptions {
+    CommonOptions common;
+    std::string file;
+    bool exportable = false;
+    bool machine = false;
+    bool keysOnly = false;
+    bool pinFromPassword = false;
+    bool dryRun = false;
+    PasswordOptions password;
+};
+
+// Makes a document of certificates of "MY" and their keys.
+void RunCreate(const CreateOptions& options);
+
+// Restores a document's keys into containers and, unless only they are wanted, its certificates
+// into the system stores.
+void RunRestore(const RestoreOptions& options);
 
 // Makes a key in a new container and a certificate that it signs itself, tied to it in "MY".
 void RunNew(const NewOptions& options);

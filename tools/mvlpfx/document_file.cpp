@@ -7,7 +7,9 @@
 #include <limits>
 #include <memory>
 
+#include "derlist/text_armour.h"
 #include "mvlpfx/exit_codes.h"
+#include "platform/cryptoapi.h"
 
 namespace mvlpfx {
 
@@ -49,6 +51,29 @@ std::vector<std::uint8_t> ReadDocument(const std::string& path) {
         throw ToolError(ExitCode::kFile, std::string("can't read: ") + std::strerror(errno));
     }
     return bytes;
+}
+
+std::vector<std::uint8_t> WithoutArmour(std::vector<std::uint8_t> bytes) {
+    pkisdk::Blob decoded;
+    if (pkisdk::DecodeArmour(bytes, &decoded) == pkisdk::ArmourKind::kText) {
+        bytes.assign(decoded.Bytes().begin(), decoded.Bytes().end());
+    }
+    return bytes;
+}
+
+std::vector<std::uint8_t> PemOf(const std::vector<std::uint8_t>& bytes, const std::string& label) {
+    DWORD size = 0;
+    constexpr DWORD kForm = CRYPT_STRING_BASE64 | CRYPT_STRING_NOCR;
+    const auto length = static_cast<DWORD>(bytes.size());
+    CryptBinaryToStringA(bytes.data(), length, kForm, nullptr, &size);
+    std::string body(size, '\0');
+    if (CryptBinaryToStringA(bytes.data(), length, kForm, body.data(), &size) == FALSE) {
+        throw ToolError(ExitCode::kOther, "can't write the document as text", GetLastError());
+    }
+    body.resize(size);
+    const std::string text =
+        "-----BEGIN " + label + "-----\n" + body + "-----END " + label + "-----\n";
+    return {text.begin(), text.end()};
 }
 
 }  // namespace mvlpfx

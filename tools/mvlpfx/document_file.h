@@ -11,4 +11,10 @@ namespace mvlpfx {
 // read, (kMalformed) when it holds more than the 2 GiB that a document may have.
 std::vector<std::uint8_t> ReadDocument(const std::string& path);
 
+// The document that base64 or PEM text stands for; other bytes as they are.
+std::vector<std::uint8_t> WithoutArmour(std::vector<std::uint8_t> bytes);
+
+// The bytes as PEM text between lines that bear `label`.
+std::vector<std::uint8_t> PemOf(const std::vector<std::uint8_t>& bytes, const std::string& label);
+
 }  // namespace mvlpfx

@@ -18,6 +18,10 @@ constexpr std::array kErrorWords = {
               "the digest algorithm of the integrity value is not one of the provider's"},
     ErrorWord{0x80090008, ExitCode::kUnsupported, "NTE_BAD_ALGID",
               "the provider does not know the algorithm of the integrity value"},
+    ErrorWord{0x80093103, ExitCode::kMalformed, "CRYPT_E_ASN1_CORRUPT",
+              "an encrypted part of the document is malformed"},
+    ErrorWord{0x80095000, ExitCode::kProvider, "XENROLL_E_KEY_NOT_EXPORTABLE",
+              "a key is not exportable"},
     ErrorWord{0x80090014, ExitCode::kProvider, "NTE_BAD_PROV_TYPE",
               "the provider is not registered with a valid type"},
     ErrorWord{0x80090017, ExitCode::kProvider, "NTE_PROV_TYPE_NOT_DEF",
@@ -47,7 +51,9 @@ constexpr std::array kPlaceWords = {
               "the container's file is another user's, or open to others"},
     ErrorWord{0x80090005, ExitCode::kUsage, "NTE_BAD_DATA", "the provider does not take it"},
     ErrorWord{0x80090022, ExitCode::kProvider, "NTE_SILENT_CONTEXT",
-              "the container has a PIN, and none was given"},
+              "a container has a PIN, and none was given"},
+    ErrorWord{0x8010006F, ExitCode::kProvider, "SCARD_W_CARD_NOT_AUTHENTICATED",
+              "a container has a PIN, and none was given"},
     ErrorWord{0x8010006B, ExitCode::kProvider, "SCARD_W_WRONG_CHV", "the PIN is wrong"},
     ErrorWord{0x80092004, ExitCode::kProvider, "CRYPT_E_NOT_FOUND", "it is not there"},
     ErrorWord{0x80092003, ExitCode::kFile, "CRYPT_E_FILE_ERROR", "a file is damaged"},
@@ -68,20 +74,25 @@ const ErrorWord* Find(const std::array<ErrorWord, kSize>& words, std::uint32_t v
     return nullptr;
 }
 
+ErrorWord FirstOf(const ErrorWord* first, const ErrorWord* second, std::uint32_t value) {
+    if (first != nullptr || second != nullptr) {
+        return first != nullptr ? *first : *second;
+    }
+    return {value, ExitCode::kOther, "", "the provider failed"};
+}
+
 }  // namespace
 
 ErrorWord DescribeErrorWord(std::uint32_t value) {
-    const ErrorWord* const word = Find(kErrorWords, value);
-    return word != nullptr ? *word : ErrorWord{value, ExitCode::kOther, "", "the provider failed"};
+    return FirstOf(Find(kErrorWords, value), Find(kPlaceWords, value), value);
+}
+
+ErrorWord DescribePlaceWord(std::uint32_t value) {
+    return FirstOf(Find(kPlaceWords, value), Find(kErrorWords, value), value);
 }
 
 const char* NameOfErrorWord(std::uint32_t value) {
     return DescribePlaceWord(value).name;
-}
-
-ErrorWord DescribePlaceWord(std::uint32_t value) {
-    const ErrorWord* const word = Find(kPlaceWords, value);
-    return word != nullptr ? *word : DescribeErrorWord(value);
 }
 
 std::string HexWord(std::uint32_t value) {

@@ -15,10 +15,10 @@ struct ErrorWord {
     const char* meaning;  // what happened and what to do
 };
 
-// The entry for `value` as calls on documents mean it; one that only says that the provider failed
-// where there is none.
+// The entry for `value` as calls on documents mean it, else as those on containers and stores do;
+// one that only says that the provider failed where there is none.
 ErrorWord DescribeErrorWord(std::uint32_t value);
-// The same as calls on containers and stores mean it.
+// The same the other way round.
 ErrorWord DescribePlaceWord(std::uint32_t value);
 
 // "NTE_BAD_DATA"; empty for a word that is in neither table.

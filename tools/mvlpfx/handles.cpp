@@ -1,7 +1,10 @@
 #include "mvlpfx/handles.h"
 
+#include <algorithm>
 #include <array>
+#include <cctype>
 #include <cstdio>
+#include <cwctype>
 
 #include "mvlpfx/error_words.h"
 #include "mvlpfx/exit_codes.h"
@@ -11,6 +14,12 @@ namespace mvlpfx {
 void ThrowLastError(const std::string& what) {
     const DWORD value = GetLastError();
     const ErrorWord word = DescribePlaceWord(value);
+    throw ToolError(word.exitCode, what + ": " + word.meaning, value);
+}
+
+void ThrowDocumentError(const std::string& what) {
+    const DWORD value = GetLastError();
+    const ErrorWord word = DescribeErrorWord(value);
     throw ToolError(word.exitCode, what + ": " + word.meaning, value);
 }
 
@@ -56,12 +65,37 @@ std::string Thumbprint(PCCERT_CONTEXT certificate) {
     return text;
 }
 
+std::string ParseThumbprint(const std::string& text) {
+    std::string digits;
+    for (const char c : text) {
+        if (c != ':' && c != ' ') {
+            digits += static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+        }
+    }
+    constexpr std::size_t kDigits = 40;
+    if (digits.size() != kDigits || digits.find_first_not_of("0123456789abcdef") != digits.npos) {
+        throw ToolError(ExitCode::kUsage, "a thumbprint has 40 hexadecimal digits");
+    }
+    return digits;
+}
+
 std::string SubjectText(PCCERT_CONTEXT certificate) {
     CERT_NAME_BLOB* const name = &certificate->pCertInfo->Subject;
     const DWORD size = CertNameToStrA(X509_ASN_ENCODING, name, CERT_X500_NAME_STR, nullptr, 0);
     std::string text(size, '\0');
     CertNameToStrA(X509_ASN_ENCODING, name, CERT_X500_NAME_STR, text.data(), size);
     return text.c_str();
+}
+
+bool SubjectContains(PCCERT_CONTEXT certificate, const std::string& text) {
+    const auto folded = [](std::wstring wide) {
+        std::ranges::transform(wide, wide.begin(), [](wchar_t c) {
+            return static_cast<wchar_t>(std::towlower(static_cast<std::wint_t>(c)));
+        });
+        return wide;
+    };
+    return folded(ToWide(SubjectText(certificate))).find(folded(ToWide(text))) !=
+           std::wstring::npos;
 }
 
 std::string LastDay(PCCERT_CONTEXT certificate) {

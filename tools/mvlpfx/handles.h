@@ -16,6 +16,9 @@ inline constexpr DWORD kProviderType = 2;
 // Throws the ToolError of the last error, with `what` could not be done before its meaning.
 [[noreturn]] void ThrowLastError(const std::string& what);
 
+// The same for a call on a document.
+[[noreturn]] void ThrowDocumentError(const std::string& what);
+
 inline void RequireCall(BOOL answer, const std::string& what) {
     if (answer == FALSE) {
         ThrowLastError(what);
@@ -79,8 +82,15 @@ OwnedStore OpenSystemStore(const std::string& name, bool machine);
 // SHA-1 of the certificate in hexadecimal digits.
 std::string Thumbprint(PCCERT_CONTEXT certificate);
 
+// A thumbprint as people write it, with colons or blanks or capitals, as Thumbprint gives it.
+// Throws ToolError(kUsage) for other text.
+std::string ParseThumbprint(const std::string& text);
+
 // The subject as "CN=..., O=...", in the user's encoding.
 std::string SubjectText(PCCERT_CONTEXT certificate);
+
+// Whether the text stands in the subject; case counts for nothing.
+bool SubjectContains(PCCERT_CONTEXT certificate, const std::string& text);
 
 // The end of validity, "2026-11-21".
 std::string LastDay(PCCERT_CONTEXT certificate);

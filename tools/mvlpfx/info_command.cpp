@@ -128,9 +128,9 @@ void PrintTreeReport(const InfoOptions& options, const std::vector<TreeLine>& li
 }  // namespace
 
 void RunInfo(const InfoOptions& options) {
-    auto bytes = ReadDocument(options.file);
+    const auto bytes = ReadDocument(options.file);
     if (options.password.IsNamed()) {
-        CheckPassword(&bytes, options.file, options.password, options.common);
+        CheckPassword(bytes, options.file, options.password, options.common);
     }
     if (options.tree) {
         PrintTreeReport(options, TreeOf(bytes));

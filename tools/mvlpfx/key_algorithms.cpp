@@ -7,10 +7,10 @@ namespace mvlpfx {
 
 namespace {
 
-constexpr ALG_ID kGost2001Signature = 0x2E23;
+constexpr ALG_ID kGost2001Exchange = 0xAA24;
 
 constexpr KeyAlgorithm kAlgorithms[] = {
-    {"gost2001", 0xAA24},
+    {"gost2001", 0x2E23},
     {"gost2012-256", 0x2E49},
     {"gost2012-512", 0x2E3D},
 };
@@ -29,11 +29,11 @@ const KeyAlgorithm& FindKeyAlgorithm(const std::string& name) {
 
 std::string KeyAlgorithmName(ALG_ID id) {
     for (const KeyAlgorithm& algorithm : kAlgorithms) {
-        if (id == algorithm.exchangeId) {
+        if (algorithm.id == id) {
             return algorithm.name;
         }
     }
-    return id == kGost2001Signature ? "gost2001" : HexWord(id);
+    return id == kGost2001Exchange ? "gost2001" : HexWord(id);
 }
 
 }  // namespace mvlpfx

@@ -9,8 +9,8 @@ namespace mvlpfx {
 
 struct KeyAlgorithm {
     const char* name;
-    // What CryptGenKey makes an exchange key of.
-    ALG_ID exchangeId;
+    // What CryptGenKey makes a signature key of.
+    ALG_ID id;
 };
 
 // Throws ToolError(kUsage) for an unknown name.

@@ -1,7 +1,7 @@
 #include <cstdio>
-#include <set>
 
 #include "mvlpfx/commands.h"
+#include "mvlpfx/container_names.h"
 #include "mvlpfx/error_words.h"
 #include "mvlpfx/exit_codes.h"
 #include "mvlpfx/handles.h"
@@ -12,26 +12,6 @@
 namespace mvlpfx {
 
 namespace {
-
-// Every text of a parameter that enumerates, in the provider's order.
-std::vector<std::string> Enumerate(HCRYPTPROV provider, DWORD parameter) {
-    std::vector<std::string> texts;
-    DWORD room = 0;
-    BOOL isThere = CryptGetProvParam(provider, parameter, nullptr, &room, CRYPT_FIRST);
-    std::string text(room, '\0');
-    for (DWORD which = CRYPT_FIRST; isThere != FALSE; which = CRYPT_NEXT) {
-        DWORD size = room;
-        isThere = CryptGetProvParam(provider, parameter, reinterpret_cast<BYTE*>(text.data()),
-                                    &size, which);
-        if (isThere != FALSE) {
-            texts.emplace_back(text.c_str());
-        }
-    }
-    if (GetLastError() != ERROR_NO_MORE_ITEMS) {
-        ThrowLastError("can't list the containers");
-    }
-    return texts;
-}
 
 DWORD NumberParameter(HCRYPTKEY key, DWORD parameter) {
     DWORD value = 0;

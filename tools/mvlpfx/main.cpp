@@ -126,6 +126,51 @@ void AddNew(CLI::App* app, Runner* runner) {
     });
 }
 
+void AddCreate(CLI::App* app, Runner* runner) {
+    auto options = std::make_shared<mvlpfx::CreateOptions>();
+    auto* command =
+        app->add_subcommand("create", "Make a document of certificates of MY and their keys");
+    command->add_option("-o,--output", options->output, "The document")->required();
+    auto* selection = command->add_option_group(
+        "Certificates", "Which ones of MY; any that one of these names, and all without");
+    selection->add_option("--subject", options->subjects, "With this text in their subject");
+    selection->add_option("--thumbprint", options->thumbprints, "With this SHA-1");
+    selection->add_option("--container", options->containers, "With a key in this container");
+    command->add_flag("--chain", options->chain, "Take their issuers along from CA and ROOT");
+    command->add_flag("--names", options->names, "Write the names of provider and containers");
+    command->add_flag("--pem", options->pem, "As text");
+    command->add_flag("--force", options->force, "Replace a file that is there");
+    command->add_flag("--allow-missing-keys", options->allowMissingKeys,
+                      "Leave out keys that can't be reached");
+    command->footer("Example: mvlpfx create -o backup.pfx --chain --pass-file password.txt");
+    AddPinOptions(command, &options->pin, "One source of the PIN of containers that have one");
+    AddPasswordOptions(command, &options->password,
+                       "One source; without any it is asked for on the terminal, twice");
+    AddCommonOptions(command, &options->common);
+    command->callback([=] {
+        *runner = [=] { return Run("create", options->output, mvlpfx::RunCreate, *options); };
+    });
+}
+
+void AddRestore(CLI::App* app, Runner* runner) {
+    auto options = std::make_shared<mvlpfx::RestoreOptions>();
+    auto* command = app->add_subcommand("restore", "Restore a document's keys and certificates");
+    command->add_option("FILE", options->file, "The document, or - for standard input")->required();
+    command->add_flag("--exportable", options->exportable, "Let the keys leave their containers");
+    command->add_flag("--machine", options->machine, "For the machine, not for the user");
+    command->add_flag("--keys-only", options->keysOnly, "Leave the system stores alone");
+    command->add_flag("--pin-from-password", options->pinFromPassword,
+                      "Make the password the PIN of the new containers");
+    command->add_flag("--dry-run", options->dryRun, "Show what would be restored, write nothing");
+    command->footer("Example: mvlpfx restore backup.pfx --pass-file password.txt");
+    AddPasswordOptions(command, &options->password,
+                       "One source; without any it is asked for on the terminal");
+    AddCommonOptions(command, &options->common);
+    command->callback([=] {
+        *runner = [=] { return Run("restore", options->file, mvlpfx::RunRestore, *options); };
+    });
+}
+
 void AddKeys(CLI::App* app, Runner* runner) {
     auto options = std::make_shared<mvlpfx::KeysOptions>();
     auto* command = app->add_subcommand("keys", "List key containers, or delete one");
@@ -180,8 +225,10 @@ int main(int argc, char** argv) {
     AddNew(&app, &runner);
     AddKeys(&app, &runner);
     AddCerts(&app, &runner);
+    AddCreate(&app, &runner);
     AddInfo(&app, &runner);
     AddVerify(&app, &runner);
+    AddRestore(&app, &runner);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {

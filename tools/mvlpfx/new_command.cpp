@@ -8,6 +8,7 @@
 #include "mvlpfx/handles.h"
 #include "mvlpfx/key_algorithms.h"
 #include "mvlpfx/report.h"
+#include "platform/csp_parameters.h"
 
 namespace mvlpfx {
 
@@ -81,14 +82,14 @@ void SetPin(HCRYPTPROV context, const PinOptions& options) {
 
 OwnedKey GenerateKey(HCRYPTPROV context, const NewOptions& options, const KeyAlgorithm& algorithm) {
     if (!options.curve.empty()) {
-        RequireCall(
-            CryptSetProvParam(context, 93, reinterpret_cast<const BYTE*>(options.curve.c_str()), 0),
-            "can't use the curve " + options.curve);
+        RequireCall(CryptSetProvParam(context, PP_SIGNATURE_CURVE,
+                                      reinterpret_cast<const BYTE*>(options.curve.c_str()), 0),
+                    "can't use the curve " + options.curve);
     }
     OwnedKey key;
-    RequireCall(CryptGenKey(context, algorithm.exchangeId,
-                            options.exportable ? CRYPT_EXPORTABLE : 0, key.Fill()),
-                "can't make a key");
+    RequireCall(
+        CryptGenKey(context, algorithm.id, options.exportable ? CRYPT_EXPORTABLE : 0, key.Fill()),
+        "can't make a key");
     return key;
 }
 
@@ -108,14 +109,20 @@ SYSTEMTIME DaysFromNow(unsigned days) {
 
 OwnedCertificate SignCertificate(HCRYPTPROV context, const NewOptions& options,
                                  std::vector<BYTE> subject) {
-    // KeyUsage: digitalSignature, nonRepudiation, keyEncipherment, dataEncipherment, keyAgreement.
-    std::array<BYTE, 4> usage{0x03, 0x02, 0x03, 0xF8};
+    // A certificate that signs itself is an authority, if of itself alone; readers insist on that.
+    // BasicConstraints: SEQUENCE { cA TRUE, pathLenConstraint 0 }. KeyUsage: digitalSignature,
+    // nonRepudiation, keyEncipherment, dataEncipherment, keyAgreement, keyCertSign.
+    std::array<BYTE, 8> constraints{0x30, 0x06, 0x01, 0x01, 0xFF, 0x02, 0x01, 0x00};
+    std::array<BYTE, 4> usage{0x03, 0x02, 0x02, 0xFC};
+    std::string constraintsOid = "2.5.29.19";
     std::string usageOid = "2.5.29.15";
-    CERT_EXTENSION extension{usageOid.data(), TRUE, {usage.size(), usage.data()}};
-    CERT_EXTENSIONS extensions{1, &extension};
+    std::array<CERT_EXTENSION, 2> list{
+        {{constraintsOid.data(), TRUE, {constraints.size(), constraints.data()}},
+         {usageOid.data(), TRUE, {usage.size(), usage.data()}}}};
+    CERT_EXTENSIONS extensions{list.size(), list.data()};
     CERT_NAME_BLOB name{static_cast<DWORD>(subject.size()), subject.data()};
     CRYPT_KEY_PROV_INFO info{};
-    info.dwKeySpec = AT_KEYEXCHANGE;
+    info.dwKeySpec = AT_SIGNATURE;
     SYSTEMTIME end = DaysFromNow(options.days);
     OwnedCertificate certificate(CertCreateSelfSignCertificate(context, &name, 0, &info, nullptr,
                                                                nullptr, &end, &extensions));

@@ -1,5 +1,6 @@
 #include "mvlpfx/password_check.h"
 
+#include "mvlpfx/document_keys.h"
 #include "mvlpfx/document_outline.h"
 #include "mvlpfx/error_words.h"
 #include "mvlpfx/exit_codes.h"
@@ -37,15 +38,23 @@ void CheckMac(const MacOutline& mac, std::uint64_t maxIterations) {
     CheckIterations(mac.iterations, maxIterations);
 }
 
-// The last error, or 0 when the password fits. The derivation runs on its own thread, whose last
-// error it is.
-DWORD VerifyDocument(std::vector<std::uint8_t>* bytes, const Secret<wchar_t>& password,
-                     bool quiet) {
-    const PfxBlob document{static_cast<DWORD>(bytes->size()), bytes->data()};
+void RequireTwoSources(const std::string& file, const PasswordOptions& source) {
+    if (file == "-" && source.standardInput) {
+        throw ToolError(ExitCode::kUsage, "document and password can't both be standard input");
+    }
+}
+
+}  // namespace
+
+// The derivation runs on its own thread, whose last error it is.
+std::uint32_t VerifyDocument(const std::vector<std::uint8_t>& document,
+                             const Secret<wchar_t>& password, bool quiet) {
+    // The record has no pointer to constant bytes.
+    const PfxBlob blob{static_cast<DWORD>(document.size()), const_cast<BYTE*>(document.data())};
     DWORD error = 0;
     RunWithSpinner(
         [&] {
-            if (!UzVerifyPswPFX(&document, password.Text().c_str())) {
+            if (!UzVerifyPswPFX(&blob, password.Text().c_str())) {
                 error = GetLastError();
             }
         },
@@ -53,14 +62,17 @@ DWORD VerifyDocument(std::vector<std::uint8_t>* bytes, const Secret<wchar_t>& pa
     return error;
 }
 
-}  // namespace
+void CheckRestorable(const std::vector<std::uint8_t>& document, const std::string& file,
+                     const PasswordOptions& source, const CommonOptions& common) {
+    RequireTwoSources(file, source);
+    CheckMac(OutlineMac(document), common.maxIterations);
+    CheckIterations(CountIterations(document), common.maxIterations);
+}
 
-void CheckPassword(std::vector<std::uint8_t>* bytes, const std::string& file,
+void CheckPassword(const std::vector<std::uint8_t>& bytes, const std::string& file,
                    const PasswordOptions& source, const CommonOptions& common) {
-    if (file == "-" && source.standardInput) {
-        throw ToolError(ExitCode::kUsage, "document and password can't both be standard input");
-    }
-    CheckMac(OutlineMac(*bytes), common.maxIterations);
+    RequireTwoSources(file, source);
+    CheckMac(OutlineMac(bytes), common.maxIterations);
     const auto password = ReadPassword(source, "Password for " + file + ": ");
     const DWORD error = VerifyDocument(bytes, password, common.quiet);
     if (error != 0) {

@@ -14,7 +14,17 @@ namespace mvlpfx {
 // would make a derivation pointless or endless is found before the password is asked for: no
 // integrity value, a digest that the provider does not know, more iterations than allowed.
 // Throws ToolError with the exit code of the reason.
-void CheckPassword(std::vector<std::uint8_t>* bytes, const std::string& file,
+void CheckPassword(const std::vector<std::uint8_t>& bytes, const std::string& file,
                    const PasswordOptions& source, const CommonOptions& common);
+
+// What would make a restore pointless or endless, found before the password is asked for: besides
+// the above, more iterations in all derivations together than allowed, and document and password
+// both on standard input. Throws ToolError.
+void CheckRestorable(const std::vector<std::uint8_t>& document, const std::string& file,
+                     const PasswordOptions& source, const CommonOptions& common);
+
+// The word with which the module refuses the password, 0 where it fits.
+std::uint32_t VerifyDocument(const std::vector<std::uint8_t>& document,
+                             const Secret<wchar_t>& password, bool quiet);
 
 }  // namespace mvlpfx

@@ -160,4 +160,12 @@ Secret<wchar_t> ReadPassword(const PasswordOptions& options, const std::string& 
     return wide;
 }
 
+Secret<wchar_t> ReadNewPassword(const PasswordOptions& options, const std::string& prompt) {
+    Secret<wchar_t> password = ReadPassword(options, prompt);
+    if (!options.IsNamed() && ReadPassword(options, "Once more: ").Text() != password.Text()) {
+        throw ToolError(ExitCode::kUsage, "the two passwords differ");
+    }
+    return password;
+}
+
 }  // namespace mvlpfx

@@ -36,4 +36,8 @@ Secret<char> ReadPin(const PinOptions& options);
 // set or when there is neither a source nor a terminal, kWrongPassword for a line over 4096 bytes.
 Secret<wchar_t> ReadPassword(const PasswordOptions& options, const std::string& prompt);
 
+// The same for a password that is made: on the terminal it is asked for twice. Throws also kUsage
+// for two that differ.
+Secret<wchar_t> ReadNewPassword(const PasswordOptions& options, const std::string& prompt);
+
 }  // namespace mvlpfx

@@ -8,8 +8,8 @@
 namespace mvlpfx {
 
 void RunVerify(const VerifyOptions& options) {
-    auto bytes = ReadDocument(options.file);
-    CheckPassword(&bytes, options.file, options.password, options.common);
+    const auto bytes = ReadDocument(options.file);
+    CheckPassword(bytes, options.file, options.password, options.common);
     if (options.common.json) {
         auto report = JsonReport("verify");
         report["subject"] = options.file;

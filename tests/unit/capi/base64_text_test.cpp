@@ -99,4 +99,43 @@ TEST(CryptStringToBinary, RefusesMissingPointersUnknownFormsAndShortBuffers) {
     EXPECT_EQ(size, 3U);
 }
 
+std::string Encoded(const std::string& data, DWORD flags) {
+    DWORD size = 0;
+    const auto* const octets = reinterpret_cast<const BYTE*>(data.data());
+    const auto length = static_cast<DWORD>(data.size());
+    EXPECT_TRUE(CryptBinaryToStringA(octets, length, flags, nullptr, &size));
+    std::string text(size, 'x');
+    EXPECT_TRUE(CryptBinaryToStringA(octets, length, flags, text.data(), &size));
+    EXPECT_EQ(text.size(), size + 1);
+    EXPECT_EQ(text.back(), '\0');
+    text.pop_back();
+    return text;
+}
+
+TEST(CryptBinaryToString, WritesBase64InLines) {
+    EXPECT_EQ(Encoded("foob", CRYPT_STRING_BASE64), "Zm9vYg==\r\n");
+    EXPECT_EQ(Encoded("fo", CRYPT_STRING_BASE64 | CRYPT_STRING_NOCR), "Zm8=\n");
+    EXPECT_EQ(Encoded("foo", CRYPT_STRING_BASE64 | CRYPT_STRING_NOCRLF), "Zm9v");
+    EXPECT_EQ(Encoded("", CRYPT_STRING_BASE64), "");
+    EXPECT_EQ(Encoded(std::string(49, '\0'), CRYPT_STRING_BASE64 | CRYPT_STRING_NOCR),
+              std::string(64, 'A') + "\nAA==\n");
+}
+
+TEST(CryptBinaryToString, RefusesMissingPointersOtherFormsAndShortBuffers) {
+    DWORD size = 0;
+    char room[4];
+    const BYTE data[3] = {};
+    EXPECT_FAILS_WITH(ERROR_INVALID_PARAMETER,
+                      CryptBinaryToStringA(nullptr, 3, CRYPT_STRING_BASE64, nullptr, &size));
+    EXPECT_FAILS_WITH(ERROR_INVALID_PARAMETER,
+                      CryptBinaryToStringA(data, 3, CRYPT_STRING_BASE64, nullptr, nullptr));
+    EXPECT_FAILS_WITH(ERROR_INVALID_PARAMETER,
+                      CryptBinaryToStringA(data, 3, CRYPT_STRING_BINARY, nullptr, &size));
+    size = sizeof(room);
+    EXPECT_FAILS_WITH(
+        ERROR_MORE_DATA,
+        CryptBinaryToStringA(data, 3, CRYPT_STRING_BASE64 | CRYPT_STRING_NOCRLF, room, &size));
+    EXPECT_EQ(size, 5U);
+}
+
 }  // namespace

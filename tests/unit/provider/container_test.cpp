@@ -110,7 +110,7 @@ TEST_F(KeyContainer, GivesTheErrorWordsOfWhatItIsAsked) {
     const auto container = Create();
     KeyRecord record;
     SecretBytes secret;
-    for (const DWORD keySpec : {0, 3}) {
+    for (const DWORD keySpec : {0U, 3U}) {
         EXPECT_EQ(container->ReadKey(keySpec, &record), NTE_BAD_KEY);
         EXPECT_EQ(container->ReadPrivateKey(keySpec, &secret), NTE_BAD_KEY);
         EXPECT_EQ(container->WriteKey(keySpec, kRecord, OctetsOf("k")), NTE_BAD_KEY);
@@ -184,7 +184,7 @@ TEST_F(KeyContainer, TakesAPinOfAnyOctetsUpToItsLongest) {
 TEST_F(KeyContainer, HasNoPrivateKeyInClearInItsFile) {
     const auto holds = [this](std::string_view text) {
         const Bytes file = test_support::ReadFile(File());
-        return !std::ranges::search(file, text).empty();
+        return std::search(file.begin(), file.end(), text.begin(), text.end()) != file.end();
     };
     const auto container = Create();
     ASSERT_EQ(container->PresentPin(OctetsOf("the PIN itself")), S_OK);

@@ -1,0 +1,283 @@
+#include "pfxexport/export_pfx.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <memory>
+#include <string>
+#include <utility>
+
+#include "derlist/der_queries.h"
+#include "foundation/wide_to_ansi.h"
+#include "pfxcrypto/handle_guards.h"
+#include "pfxcrypto/pfx_constants.h"
+#include "pfxcrypto/provider_lookup.h"
+#include "pfxcrypto/session_key.h"
+#include "pfxexport/cert_safe_contents.h"
+#include "pfxexport/encrypted_content_info.h"
+#include "pfxexport/key_algorithms.h"
+#include "pfxexport/key_certificate_walk.h"
+#include "pfxexport/key_safe_bag.h"
+#include "pfxexport/mac_data.h"
+#include "pfxexport/pfx_skeleton.h"
+#include "pfxexport/private_key_blob.h"
+
+namespace pkisdk {
+
+namespace {
+
+constexpr DWORD kContainerNameParameter = 220;
+constexpr std::uint32_t kKeyBagDepth = 9;
+constexpr std::uint32_t kContentInfoDepth = 5;
+
+struct FreeMemory {
+    void operator()(CRYPT_KEY_PROV_INFO* record) const { std::free(record); }
+};
+
+// A selected key and what it is reached by, released from the last to the first.
+struct OpenKey {
+    std::unique_ptr<CRYPT_KEY_PROV_INFO, FreeMemory> record;
+    ProviderContext provider;
+    ProviderKey privateKey;
+    ProviderKey sessionKey;
+    CertContext certificate;
+    Blob thumbprint;
+};
+
+bool HoldsCertificates(HCERTSTORE store) {
+    return static_cast<bool>(CertContext(CertEnumCertificatesInStore(store, nullptr)));
+}
+
+bool Select(KeyCertificateWalk* walk, OpenKey* key) {
+    PCRYPT_KEY_PROV_INFO record = nullptr;
+    const bool isSelected =
+        walk->MoveNext() && walk->Select(&record, &key->thumbprint, key->certificate.Put()) != 0;
+    key->record.reset(record);
+    return isSelected;
+}
+
+// False when the key can't be reached.
+bool Open(OpenKey* key) {
+    HCRYPTPROV provider = 0;
+    BOOL isCallers = FALSE;
+    if (!CryptAcquireCertificatePrivateKey(key->certificate.Get(), CRYPT_ACQUIRE_USE_PROV_INFO_FLAG,
+                                           nullptr, &provider, &key->record->dwKeySpec,
+                                           &isCallers)) {
+        return false;
+    }
+    // A context that is kept with the certificate takes one more reference, so that one release is
+    // right for either.
+    if (!isCallers && !CryptContextAddRef(provider, nullptr, 0)) {
+        return false;
+    }
+    *key->provider.Put() = provider;
+    return CryptGetUserKey(provider, key->record->dwKeySpec, key->privateKey.Put()) != FALSE;
+}
+
+// False with the reason in the last error.
+bool ReadInitialVector(HCRYPTKEY key, Blob* vector) {
+    DWORD size = 0;
+    if (!CryptGetKeyParam(key, KP_IV, nullptr, &size, 0)) {
+        return false;
+    }
+    vector->Assign(nullptr, size);
+    return CryptGetKeyParam(key, KP_IV, vector->GetData(), &size, 0) != FALSE;
+}
+
+// A provider that has no such name leaves it empty. False with the reason in the last error.
+bool ReadFriendlyName(HCRYPTPROV provider, std::string* name) {
+    DWORD size = 0;
+    if (!CryptGetProvParam(provider, kContainerNameParameter, nullptr, &size, 0)) {
+        return true;
+    }
+    // One octet more ends the text where the provider did not.
+    std::vector<char> text(std::size_t{size} + 1);
+    if (!CryptGetProvParam(provider, kContainerNameParameter, reinterpret_cast<BYTE*>(text.data()),
+                           &size, 0)) {
+        return false;
+    }
+    *name = text.data();
+    return true;
+}
+
+// In place, since the cipher does not grow the text. False with the reason in the last error.
+bool Encrypt(HCRYPTKEY key, const Blob& plainText, Blob* cipherText) {
+    const auto length = static_cast<DWORD>(plainText.GetSize());
+    DWORD needed = length;
+    if (!CryptEncrypt(key, 0, TRUE, 0, nullptr, &needed, 0)) {
+        return false;
+    }
+    *cipherText = plainText;
+    cipherText->SetSize(std::max(needed, length));
+    DWORD done = length;
+    return CryptEncrypt(key, 0, TRUE, 0, cipherText->GetData(), &done, length) != FALSE;
+}
+
+class PfxExport {
+  public:
+    PfxExport(const char* password, HCERTSTORE store, DWORD flags, std::int32_t isSizeOnly)
+        : password_(password), store_(store), flags_(flags), isSizeOnly_(isSizeOnly) {}
+
+    // Answers the error word.
+    DWORD Run(std::vector<std::uint8_t>* document);
+
+  private:
+    DWORD AddKeys();
+    DWORD AddKey(std::uint32_t keyIndex, OpenKey* key);
+    DWORD ChooseAlgorithms(HCRYPTKEY privateKey);
+    bool DeriveKey(HCRYPTPROV provider, Blob* salt, ProviderKey* key, Blob* initialVector) const;
+    DWORD AddCertificates(ProviderContext* provider);
+
+    const char* password_;
+    HCERTSTORE store_;
+    DWORD flags_;
+    std::int32_t isSizeOnly_;
+
+    DerList document_;
+    // The first key's derivation fills it, so that keys of one hash share a session key.
+    Blob keySalt_;
+    // These are those of the last key; the certificates and the MAC take them over.
+    ALG_ID hashAlgorithm_ = kGostR3411_94;
+    std::string cipherParameters_;
+    // These also come from a key that could not be reached.
+    std::string providerName_ = kProviderName;
+    DWORD providerType_ = 0;
+};
+
+DWORD PfxExport::Run(std::vector<std::uint8_t>* document) {
+    BuildPfxSkeleton(&document_);
+    if (store_ == nullptr || !HoldsCertificates(store_)) {
+        return static_cast<DWORD>(NTE_INVALID_PARAMETER);
+    }
+    DWORD error = AddKeys();
+    if (error != 0) {
+        return error;
+    }
+    ProviderContext provider;
+    error = AddCertificates(&provider);
+    if (error != 0) {
+        return error;
+    }
+    if (AddPfxMacData(password_, provider.Get(), hashAlgorithm_, kGost28147, kDefaultIterations,
+                      &document_) == 0) {
+        return GetLastError();
+    }
+    Blob bytes;
+    if (FlattenSubtree(document_, 0, &bytes) != 0) {
+        const auto octets = bytes.Bytes();
+        document->assign(octets.begin(), octets.end());
+    }
+    return 0;
+}
+
+// The walk ends where no further certificate can be selected, whatever the reason.
+DWORD PfxExport::AddKeys() {
+    KeyCertificateWalk walk(store_);
+    for (std::uint32_t keyIndex = 1;; ++keyIndex) {
+        OpenKey key;
+        if (!Select(&walk, &key)) {
+            return 0;
+        }
+        WideToAnsi(key.record->pwszProvName, &providerName_);
+        providerType_ = key.record->dwProvType;
+        if (!Open(&key)) {
+            continue;
+        }
+        const DWORD error = AddKey(keyIndex, &key);
+        if (error != 0) {
+            return error;
+        }
+    }
+}
+
+// Answers the error word, taken before what is open is released.
+DWORD PfxExport::AddKey(std::uint32_t keyIndex, OpenKey* key) {
+    const DWORD error = ChooseAlgorithms(key->privateKey.Get());
+    if (error != 0) {
+        return error;
+    }
+    const HCRYPTPROV provider = key->provider.Get();
+    Blob initialVector;
+    Blob wrappedKey;
+    std::string friendlyName;
+    Blob bag;
+    if (!DeriveKey(provider, &keySalt_, &key->sessionKey, &initialVector) ||
+        ExportPrivateKeyBlob(provider, key->privateKey.Get(), key->sessionKey.Get(), flags_,
+                             isSizeOnly_, &wrappedKey) == 0 ||
+        !ReadFriendlyName(provider, &friendlyName) ||
+        BuildKeySafeBag(&bag, keyIndex, wrappedKey, keySalt_, initialVector, key->record.get(),
+                        friendlyName, kGost28147, hashAlgorithm_, flags_, key->thumbprint,
+                        kDefaultIterations) == 0) {
+        return GetLastError();
+    }
+    AppendDerBytes(&document_, bag.GetData(), static_cast<std::uint32_t>(bag.GetSize()),
+                   kKeyBagDepth);
+    return 0;
+}
+
+// Answers the error word.
+DWORD PfxExport::ChooseAlgorithms(HCRYPTKEY privateKey) {
+    ALG_ID keyAlgorithm = 0;
+    DWORD size = sizeof keyAlgorithm;
+    if (!CryptGetKeyParam(privateKey, KP_ALGID, reinterpret_cast<BYTE*>(&keyAlgorithm), &size, 0)) {
+        return static_cast<DWORD>(NTE_BAD_KEY);
+    }
+    const KeyAlgorithms* const algorithms = FindKeyAlgorithms(keyAlgorithm);
+    if (algorithms == nullptr) {
+        return static_cast<DWORD>(NTE_BAD_ALGID);
+    }
+    hashAlgorithm_ = algorithms->hash;
+    cipherParameters_ = algorithms->cipherParameters;
+    return 0;
+}
+
+// False with the reason in the last error. The vector is read back, since the parameters may have
+// changed it.
+bool PfxExport::DeriveKey(HCRYPTPROV provider, Blob* salt, ProviderKey* key,
+                          Blob* initialVector) const {
+    return DerivePfxSessionKey(password_, provider, kGost28147, hashAlgorithm_, kDefaultIterations,
+                               key->Put(), salt) != 0 &&
+           CryptSetKeyParam(key->Get(), kCipherOidParameter,
+                            reinterpret_cast<const BYTE*>(cipherParameters_.c_str()), 0) &&
+           ReadInitialVector(key->Get(), initialVector);
+}
+
+// Encrypts all certificates as one text. Answers the error word, taken before the key is destroyed.
+DWORD PfxExport::AddCertificates(ProviderContext* provider) {
+    Blob plainText;
+    if (BuildCertSafeContents(store_, &plainText) == 0) {
+        return GetLastError();
+    }
+    if (!providerName_.empty()) {
+        providerType_ = FindProviderType(providerName_.c_str());
+    }
+    if (!CryptAcquireContextA(provider->Put(), nullptr, providerName_.c_str(), providerType_,
+                              CRYPT_VERIFYCONTEXT)) {
+        return GetLastError();
+    }
+    ProviderKey key;
+    Blob salt;
+    Blob initialVector;
+    Blob cipherText;
+    DerList contentInfo;
+    if (!DeriveKey(provider->Get(), &salt, &key, &initialVector) ||
+        !Encrypt(key.Get(), plainText, &cipherText) ||
+        BuildEncryptedContentInfo(&contentInfo, std::move(cipherText), std::move(salt),
+                                  std::move(initialVector), kGost28147, hashAlgorithm_,
+                                  kDefaultIterations) == 0) {
+        return GetLastError();
+    }
+    AppendDerList(&document_, &contentInfo, kContentInfoDepth);
+    return 0;
+}
+
+}  // namespace
+
+int ExportPfxFromStore(const char* password, [[maybe_unused]] const void* ignored1,
+                       [[maybe_unused]] const void* ignored2, HCERTSTORE store, DWORD flags,
+                       std::int32_t isSizeOnly, std::vector<std::uint8_t>* document) {
+    const DWORD error = PfxExport(password, store, flags, isSizeOnly).Run(document);
+    SetLastError(error);
+    return error == 0 ? 1 : 0;
+}
+
+}  // namespace pkisdk

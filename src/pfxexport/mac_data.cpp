@@ -1,0 +1,97 @@
+#include "pfxexport/mac_data.h"
+
+#include <array>
+#include <utility>
+
+#include "derlist/der_queries.h"
+#include "pfxcrypto/handle_guards.h"
+#include "pfxcrypto/pfx_constants.h"
+#include "pfxcrypto/pfx_mac.h"
+#include "pfxcrypto/runtime_random.h"
+#include "pfxexport/list_building.h"
+
+namespace pkisdk {
+
+namespace {
+
+constexpr std::uint32_t kAuthenticatedSafeIndex = 6;
+constexpr std::uint32_t kIterationsWhenAbsent = 1;
+
+// Answers the error word, 0 when the provider has the hash. Its size is not used.
+DWORD TryHash(HCRYPTPROV provider, ALG_ID hashAlgorithm) {
+    ProviderHash hash;
+    DWORD hashSize = 0;
+    DWORD size = sizeof hashSize;
+    const bool isThere =
+        CryptCreateHash(provider, hashAlgorithm, 0, 0, hash.Put()) &&
+        CryptGetHashParam(hash.Get(), HP_HASHSIZE, reinterpret_cast<BYTE*>(&hashSize), &size, 0);
+    return isThere ? 0 : GetLastError();
+}
+
+// Two octets whatever the count: no leading zero keeps a high one from reading as negative.
+Blob IterationOctets(std::uint32_t iterations) {
+    const std::array<std::uint8_t, 2> octets{static_cast<std::uint8_t>(iterations >> 8),
+                                             static_cast<std::uint8_t>(iterations)};
+    return Blob(octets.data(), octets.size());
+}
+
+// Answers the error word.
+DWORD AppendMacData(const char* password, HCRYPTPROV provider, ALG_ID hashAlgorithm,
+                    ALG_ID keyAlgorithm, std::uint32_t iterations, DerList* list) {
+    if (list == nullptr || provider == 0) {
+        return static_cast<DWORD>(NTE_BAD_DATA);
+    }
+    if (AddMacDataHeader(hashAlgorithm, list) == 0) {
+        return GetLastError();
+    }
+    SeedRuntimeRandom();
+    const DWORD error = TryHash(provider, hashAlgorithm);
+    if (error != 0) {
+        return error;
+    }
+    Blob salt;
+    MakeMacSalt(kSaltSize, &salt);
+    // Without a node to cover the list stays empty, and the MAC's own step refuses it.
+    DerList covered;
+    ParseSubtree(*list, kAuthenticatedSafeIndex, &covered);
+    const std::uint32_t count = iterations == 0 ? kDefaultIterations : iterations;
+    Blob value = salt;
+    if (ComputePfxMac(std::move(covered), password, provider, hashAlgorithm, keyAlgorithm, count,
+                      &value) == 0) {
+        return GetLastError();
+    }
+    AppendNode(list, 3, kOctetStringTag, std::move(value));
+    AppendNode(list, 2, kOctetStringTag, std::move(salt));
+    if (count != kIterationsWhenAbsent) {
+        AppendNode(list, 2, kIntegerTag, IterationOctets(count));
+    }
+    return 0;
+}
+
+}  // namespace
+
+int AddMacDataHeader(ALG_ID hashAlgorithm, DerList* list) {
+    AppendNode(list, 1, kSequenceTag);  // MacData
+    AppendNode(list, 2, kSequenceTag);  // DigestInfo
+    AppendNode(list, 3, kSequenceTag);
+    const PCCRYPT_OID_INFO info =
+        CryptFindOIDInfo(CRYPT_OID_INFO_ALGID_KEY, &hashAlgorithm, CRYPT_HASH_ALG_OID_GROUP_ID);
+    Blob oid;
+    const bool isKnown =
+        info != nullptr && info->pszOID != nullptr && OidTextToBlob(info->pszOID, &oid) != 0;
+    if (isKnown) {
+        AppendNode(list, 4, kObjectIdTag, std::move(oid));
+    }
+    SetLastError(isKnown ? 0 : static_cast<DWORD>(NTE_BAD_ALGID));
+    return isKnown ? 1 : 0;
+}
+
+int AddPfxMacData(const char* password, HCRYPTPROV provider, ALG_ID hashAlgorithm,
+                  ALG_ID keyAlgorithm, std::uint32_t iterations, DerList* list) {
+    const DWORD error =
+        AppendMacData(password, provider, hashAlgorithm, keyAlgorithm, iterations, list);
+    SetLastError(error);
+    return error == 0 ? 1 : 0;
+}
+
+}  // namespace pkisdk

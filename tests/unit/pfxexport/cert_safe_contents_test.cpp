@@ -1,0 +1,109 @@
+#include "pfxexport/cert_safe_contents.h"
+
+#include <gtest/gtest.h>
+
+#include "support/der_outline.h"
+#include "support/export_fixture.h"
+#include "support/pfx_builder.h"
+
+namespace {
+
+using pkisdk::Blob;
+using pkisdk::BuildCertSafeContents;
+using test_support::Bytes;
+using test_support::CertificateBytes;
+using test_support::Chain;
+using test_support::Element;
+using test_support::Join;
+using test_support::kInjected;
+
+const Bytes kCertBag = outline::FromHex("06 0B 2A 86 48 86 F7 0D 01 0C 0A 01 03");
+const Bytes kX509Certificate = outline::FromHex("06 0A 2A 86 48 86 F7 0D 01 09 16 01");
+const Bytes kLocalKeyId = outline::FromHex("06 09 2A 86 48 86 F7 0D 01 09 15");
+
+Bytes CertBag(const CertificateBytes& certificate, const Bytes& attributes) {
+    const Bytes bag =
+        Element(0x30, Join({kX509Certificate, Element(0xA0, Element(0x04, certificate))}));
+    return Element(0x30, Join({kCertBag, Element(0xA0, bag), Element(0x31, attributes)}));
+}
+
+Bytes LocalKeyId(const Bytes& index) {
+    return Element(0x30, Join({kLocalKeyId, Element(0x31, Element(0x04, index))}));
+}
+
+class BuildCertSafeContentsTest : public test_support::ExportTest {
+  protected:
+    void ExpectContents(const Bytes& bags) {
+        Blob contents;
+        SetLastError(kInjected);
+        EXPECT_EQ(BuildCertSafeContents(store_.Get(), &contents), 1);
+        EXPECT_EQ(GetLastError(), 0u);
+        const Bytes expected = Element(0x30, bags);
+        EXPECT_EQ(contents, Blob(expected.data(), expected.size()));
+        ExpectNothingOpen();
+    }
+};
+
+TEST_F(BuildCertSafeContentsTest, AStoreWithoutCertificatesGivesTheBareRoot) {
+    ExpectContents({});
+}
+
+TEST_F(BuildCertSafeContentsTest, AMissingStoreIsBadData) {
+    Blob contents;
+    EXPECT_FAILS_WITH(NTE_BAD_DATA, BuildCertSafeContents(nullptr, &contents));
+    EXPECT_TRUE(contents.IsEmpty());
+}
+
+TEST_F(BuildCertSafeContentsTest, ACertificateWithoutAKeyHasAnEmptySetOfAttributes) {
+    Add(Chain().leaf);
+    ExpectContents(CertBag(Chain().leaf, {}));
+}
+
+TEST_F(BuildCertSafeContentsTest, TheLocalKeyIdCountsOnlyCertificatesWithKeys) {
+    Add(Chain().root);
+    Add(Chain().leaf, L"b");
+    Add(Chain().otherLeaf, L"c");
+    ExpectContents(Join({CertBag(Chain().root, {}), CertBag(Chain().leaf, LocalKeyId({1, 0, 0, 0})),
+                         CertBag(Chain().otherLeaf, LocalKeyId({2, 0, 0, 0}))}));
+}
+
+TEST_F(BuildCertSafeContentsTest, TheLocalKeyIdTakesFourOctetsLeastSignificantFirst) {
+    Bytes bags;
+    for (unsigned index = 1; index <= 300; ++index) {
+        Add(Chain().leaf, L"key");
+        bags =
+            Join({bags, CertBag(Chain().leaf, LocalKeyId({static_cast<BYTE>(index),
+                                                          static_cast<BYTE>(index >> 8), 0, 0}))});
+    }
+    ExpectContents(bags);
+}
+
+TEST_F(BuildCertSafeContentsTest, GostCertificatesComeOutAsTheyWentIn) {
+    Bytes bags;
+    for (const CertificateBytes& certificate : test_support::GostCertificates()) {
+        Add(certificate);
+        bags = Join({bags, CertBag(certificate, {})});
+    }
+    ExpectContents(bags);
+}
+
+// No store holds such a certificate; the platform's answer is changed under the walk.
+TEST_F(BuildCertSafeContentsTest, ACertificateThatIsNotDerIsBadDataAndNothingIsReturned) {
+    Add(Chain().root);
+    Add(Chain().leaf);
+    const test_support::Certificate leaf(CertEnumCertificatesInStore(store_.Get(), store_.First()));
+    Keys().certificates_ = 0;
+    const BYTE before = leaf->pbCertEncoded[0];
+    leaf->pbCertEncoded[0] = 0x02;
+    const DWORD size = leaf->cbCertEncoded;
+    const_cast<CERT_CONTEXT*>(leaf.Get())->cbCertEncoded = 1;
+    Blob contents;
+    EXPECT_FAILS_WITH(NTE_BAD_DATA, BuildCertSafeContents(store_.Get(), &contents));
+    EXPECT_TRUE(contents.IsEmpty());
+    EXPECT_EQ(Keys().OpenCertificates(), 0);
+    leaf->pbCertEncoded[0] = before;
+    const_cast<CERT_CONTEXT*>(leaf.Get())->cbCertEncoded = size;
+    Keys().certificates_ = 1;
+}
+
+}  // namespace

@@ -1,0 +1,269 @@
+#include <algorithm>
+#include <cstdio>
+#include <optional>
+#include <set>
+
+#include "mvlpfx/certificate_walk.h"
+#include "mvlpfx/commands.h"
+#include "mvlpfx/document_file.h"
+#include "mvlpfx/document_keys.h"
+#include "mvlpfx/error_words.h"
+#include "mvlpfx/exit_codes.h"
+#include "mvlpfx/handles.h"
+#include "mvlpfx/mvlpfx.h"
+#include "mvlpfx/output_file.h"
+#include "mvlpfx/report.h"
+#include "mvlpfx/spinner.h"
+
+namespace mvlpfx {
+
+namespace {
+
+constexpr DWORD kNamesFlag = 0x10;
+
+bool Contains(const std::vector<std::string>& texts, const std::string& text) {
+    return std::ranges::find(texts, text) != texts.end();
+}
+
+std::string ContainerOf(PCCERT_CONTEXT certificate) {
+    const std::vector<BYTE> record = KeyProvInfo(certificate);
+    if (record.empty()) {
+        return {};
+    }
+    const auto* const info = reinterpret_cast<const CRYPT_KEY_PROV_INFO*>(record.data());
+    return info->pwszContainerName == nullptr ? "" : ToNarrow(info->pwszContainerName);
+}
+
+// A container is named as people know it; certificates record its unique name.
+std::vector<std::string> UniqueNames(const std::vector<std::string>& containers) {
+    std::vector<std::string> names;
+    for (const std::string& container : containers) {
+        OwnedContext context;
+        RequireCall(AcquireContext(container.c_str(), 0, false, &context),
+                    "can't open the container '" + container + "'");
+        names.push_back(TextParameter(context.Get(), PP_UNIQUE_CONTAINER));
+    }
+    return names;
+}
+
+// Which certificates of "MY" are meant: all, unless something names some.
+class Selection {
+  public:
+    explicit Selection(const CreateOptions& options)
+        : options_(options), containers_(UniqueNames(options.containers)) {
+        for (const std::string& thumbprint : options.thumbprints) {
+            thumbprints_.push_back(ParseThumbprint(thumbprint));
+        }
+    }
+
+    bool Takes(PCCERT_CONTEXT certificate) const {
+        const bool takesAll =
+            options_.subjects.empty() && thumbprints_.empty() && containers_.empty();
+        const std::string container = ContainerOf(certificate);
+        return takesAll || Contains(thumbprints_, Thumbprint(certificate)) ||
+               std::ranges::any_of(
+                   options_.subjects,
+                   [&](const std::string& text) { return SubjectContains(certificate, text); }) ||
+               (!container.empty() &&
+                (Contains(containers_, container) || Contains(options_.containers, container)));
+    }
+
+  private:
+    const CreateOptions& options_;
+    std::vector<std::string> containers_;
+    std::vector<std::string> thumbprints_;
+};
+
+OwnedCertificate AddTo(HCERTSTORE store, PCCERT_CONTEXT certificate) {
+    PCCERT_CONTEXT added = nullptr;
+    RequireCall(
+        CertAddCertificateContextToStore(store, certificate, CERT_STORE_ADD_USE_EXISTING, &added),
+        "can't gather the certificates");
+    return OwnedCertificate(added);
+}
+
+// The PIN goes with the record of the copy in memory alone, for the provider to be given when it is
+// asked for the key.
+void SetPin(PCCERT_CONTEXT certificate, const Secret<char>& pin) {
+    std::vector<BYTE> record = KeyProvInfo(certificate);
+    if (record.empty()) {
+        return;
+    }
+    CRYPT_KEY_PROV_INFO info = *reinterpret_cast<const CRYPT_KEY_PROV_INFO*>(record.data());
+    CRYPT_KEY_PROV_PARAM parameter{};
+    parameter.dwParam = PP_SIGNATURE_PIN;
+    parameter.pbData = reinterpret_cast<BYTE*>(const_cast<char*>(pin.Text().c_str()));
+    parameter.cbData = static_cast<DWORD>(pin.Text().size() + 1);
+    info.cProvParam = 1;
+    info.rgProvParam = &parameter;
+    RequireCall(
+        CertSetCertificateContextProperty(certificate, CERT_KEY_PROV_INFO_PROP_ID, 0, &info),
+        "can't present the PIN");
+}
+
+// The issuers of a certificate, from "CA" and "ROOT", as far up as they are there.
+void AddIssuers(HCERTSTORE gathered, PCCERT_CONTEXT certificate) {
+    const OwnedStore ca = OpenSystemStore("CA", false);
+    const OwnedStore root = OpenSystemStore("ROOT", false);
+    std::set<std::string> passed;
+    OwnedCertificate subject(CertDuplicateCertificateContext(certificate));
+    while (passed.insert(Thumbprint(subject.Get())).second) {
+        DWORD flags = 0;
+        OwnedCertificate issuer(
+            CertGetIssuerCertificateFromStore(ca.Get(), subject.Get(), nullptr, &flags));
+        if (!issuer) {
+            flags = 0;
+            issuer = OwnedCertificate(
+                CertGetIssuerCertificateFromStore(root.Get(), subject.Get(), nullptr, &flags));
+        }
+        if (!issuer) {
+            return;
+        }
+        AddTo(gathered, issuer.Get());
+        subject = std::move(issuer);
+    }
+}
+
+OwnedStore Gather(const CreateOptions& options) {
+    const Selection selection(options);
+    const OwnedStore my = OpenSystemStore("MY", false);
+    OwnedStore gathered(CertOpenStore(CERT_STORE_PROV_MEMORY, 0, 0, 0, nullptr));
+    RequireCall(gathered ? TRUE : FALSE, "can't gather the certificates");
+    std::optional<Secret<char>> pin;
+    if (options.pin.IsNamed()) {
+        pin.emplace(ReadPin(options.pin));
+    }
+    std::size_t count = 0;
+    ForEachCertificate(my.Get(), "MY", [&](PCCERT_CONTEXT certificate) {
+        if (!selection.Takes(certificate)) {
+            return;
+        }
+        ++count;
+        const OwnedCertificate added = AddTo(gathered.Get(), certificate);
+        if (pin) {
+            SetPin(added.Get(), *pin);
+        }
+        if (options.chain) {
+            AddIssuers(gathered.Get(), certificate);
+        }
+    });
+    if (count == 0) {
+        throw ToolError(ExitCode::kOther, "no certificate of MY is meant by this");
+    }
+    return gathered;
+}
+
+// Both calls of the size protocol do all of the work, so the first has room for most documents.
+std::vector<std::uint8_t> CreateDocument(HCERTSTORE store, const Secret<wchar_t>& password,
+                                         DWORD flags) {
+    constexpr std::size_t kUsualRoom = 1U << 20;
+    std::vector<std::uint8_t> document(kUsualRoom);
+    for (;;) {
+        PfxBlob blob{static_cast<DWORD>(document.size()), document.data()};
+        if (UzCreatePFX(store, &blob, password.Text().c_str(), flags)) {
+            document.resize(blob.cbData);
+            return document;
+        }
+        if (GetLastError() != ERROR_MORE_DATA) {
+            ThrowDocumentError("can't make the document");
+        }
+        document.resize(blob.cbData);
+    }
+}
+
+struct Contents {
+    std::size_t certificates = 0;
+    std::size_t keys = 0;
+    // Certificates whose key was left out.
+    std::vector<std::string> keyless;
+};
+
+// A number without a key would keep the keys behind it from finding their certificates in a
+// restore, so what has no key is not numbered.
+void ForgetKeys(HCERTSTORE store, const std::set<std::uint32_t>& reached) {
+    std::uint32_t number = 0;
+    ForEachCertificate(store, "memory", [&](PCCERT_CONTEXT certificate) {
+        if (!KeyProvInfo(certificate).empty() && !reached.contains(++number)) {
+            CertSetCertificateContextProperty(certificate, CERT_KEY_PROV_INFO_PROP_ID, 0, nullptr);
+        }
+    });
+}
+
+// Keys are numbered by the certificates that name one, in the store's order.
+Contents CompareWith(HCERTSTORE store, const std::vector<std::uint8_t>& document) {
+    const std::set<std::uint32_t> numbers = KeyNumbers(document);
+    Contents contents;
+    contents.keys = numbers.size();
+    std::uint32_t number = 0;
+    ForEachCertificate(store, "memory", [&](PCCERT_CONTEXT certificate) {
+        ++contents.certificates;
+        if (!KeyProvInfo(certificate).empty() && !numbers.contains(++number)) {
+            contents.keyless.push_back(SubjectText(certificate));
+        }
+    });
+    return contents;
+}
+
+[[noreturn]] void ThrowMissingKeys(const Contents& contents) {
+    std::string names;
+    for (const std::string& name : contents.keyless) {
+        names += "\n  " + name;
+    }
+    throw ToolError(ExitCode::kProvider,
+                    "nothing written, since these certificates' keys can't be reached "
+                    "(--allow-missing-keys leaves them out):" +
+                        names);
+}
+
+void Report(const CreateOptions& options, const Contents& contents) {
+    if (options.common.json) {
+        auto report = JsonReport("create");
+        report["subject"] = options.output;
+        report["exitCode"] = 0;
+        report["keys"] = contents.keys;
+        report["certificates"] = contents.certificates;
+        report["withoutKey"] = contents.keyless;
+        PrintJson(report);
+        return;
+    }
+    for (const std::string& name : contents.keyless) {
+        std::fprintf(stderr, "mvlpfx create: the key of %s was left out\n", name.c_str());
+    }
+    if (!options.common.quiet) {
+        std::printf("%s: %zu keys, %zu certificates\n", options.output.c_str(), contents.keys,
+                    contents.certificates);
+    }
+}
+
+}  // namespace
+
+void RunCreate(const CreateOptions& options) {
+    const OwnedStore store = Gather(options);
+    const Secret<wchar_t> password =
+        ReadNewPassword(options.password, "Password for the document: ");
+    const auto create = [&] {
+        std::vector<std::uint8_t> document;
+        RunWithSpinner(
+            [&] {
+                document = CreateDocument(store.Get(), password, options.names ? kNamesFlag : 0);
+            },
+            options.common.quiet);
+        return document;
+    };
+    std::vector<std::uint8_t> document = create();
+    const Contents contents = CompareWith(store.Get(), document);
+    if (!contents.keyless.empty()) {
+        if (!options.allowMissingKeys) {
+            ThrowMissingKeys(contents);
+        }
+        ForgetKeys(store.Get(), KeyNumbers(document));
+        document = create();
+    }
+    if (options.pem) {
+        document = PemOf(document, "PKCS12");
+    }
+    WriteOutputFile(options.output, document, options.force);
+    Report(options, contents);
+}
+
+}  // namespace mvlpfx

@@ -1,0 +1,121 @@
+#include "mvlpfx/document_keys.h"
+
+#include <exception>
+
+#include "asn/asn_object_readable.h"
+#include "asn/primitive_serializable.h"
+#include "derlist/der_parser.h"
+#include "derlist/der_queries.h"
+#include "mvlpfx/document_outline.h"
+#include "schema/attributes_set.h"
+#include "schema/encr_content.h"
+#include "schema/pfx_key_bag.h"
+
+namespace mvlpfx {
+
+namespace {
+
+namespace asn = pkisdk::asn;
+
+constexpr char kEncryptedData[] = "1.2.840.113549.1.7.6";
+constexpr char kShroudedKeyBag[] = "1.2.840.113549.1.12.10.1.2";
+constexpr char kLocalKeyId[] = "1.2.840.113549.1.9.21";
+constexpr std::uint64_t kIterationsForZero = 2000;
+
+pkisdk::DerList Parse(std::span<const std::uint8_t> document) {
+    pkisdk::DerList list;
+    pkisdk::ParseDerList(document.data(), static_cast<std::int32_t>(document.size()), &list);
+    return list;
+}
+
+// Gives `take` each key's bag. Throws what the schema throws for a malformed one.
+template <typename Take>
+void ForEachKeyBag(const pkisdk::DerList& document, Take take) {
+    pkisdk::OidMatchCursor cursor(document, kShroudedKeyBag);
+    pkisdk::DerList structure;
+    while (cursor.MoveNext() && cursor.GetStructure(&structure) != 0) {
+        pkisdk::Blob bytes;
+        if (pkisdk::FlattenSubtree(structure, 0, &bytes) != 0) {
+            PfxKeyBag bag;
+            bag.DeserializeFromAsnObject(asn::AsnObjectReadable::FromBlob(bytes), "key bag");
+            take(bag);
+        }
+    }
+}
+
+// False where there is no encrypted content.
+bool ReadEncryptedContent(const pkisdk::DerList& document, EncrContent* content) {
+    constexpr std::int32_t kEncryptedDataIndex = 3;
+    pkisdk::DerList contentInfo;
+    pkisdk::Blob bytes;
+    if (pkisdk::FindByOid(&document, kEncryptedData, &contentInfo) == 0 ||
+        pkisdk::FlattenSubtree(contentInfo, kEncryptedDataIndex, &bytes) == 0) {
+        return false;
+    }
+    content->DeserializeFromAsnObject(asn::AsnObjectReadable::FromBlob(bytes), "encrypted content");
+    return true;
+}
+
+std::uint64_t IterationsOf(const asn::PBES2AlgIdentifier& scheme) {
+    const std::uint32_t count = scheme.KezDeriv.additionalInfo.IterCount;
+    return count == 0 ? kIterationsForZero : count;
+}
+
+void CollectNumbers(const PfxKeyBag& bag, std::set<std::uint32_t>* numbers) {
+    for (const pkisdk::Blob& encoded : bag.atributes) {
+        asn::AttributesSet attribute;
+        attribute.DeserializeFromAsnObject(asn::AsnObjectReadable::FromBlob(encoded), "attribute");
+        std::string oid;
+        attribute.oid.GetText(&oid);
+        if (oid == kLocalKeyId && !attribute.values.empty()) {
+            pkisdk::Blob id;
+            asn::OctetStringMember(".localKeyId", &id)
+                .DeserializeFromAsnObject(
+                    asn::AsnObjectReadable::FromBlob(attribute.values.front()), "attribute");
+            std::uint32_t number = 0;
+            for (std::size_t i = id.GetSize(); i-- > 0;) {
+                number = number << 8 | id.Bytes()[i];
+            }
+            numbers->insert(number);
+        }
+    }
+}
+
+}  // namespace
+
+std::set<std::uint32_t> KeyNumbers(std::span<const std::uint8_t> document) {
+    std::set<std::uint32_t> numbers;
+    ForEachKeyBag(Parse(document), [&](const PfxKeyBag& bag) { CollectNumbers(bag, &numbers); });
+    return numbers;
+}
+
+std::uint64_t CountIterations(std::span<const std::uint8_t> document) {
+    const MacOutline mac = OutlineMac(document);
+    std::uint64_t count = 2 * (mac.iterations == 0 ? kIterationsForZero : mac.iterations);
+    const pkisdk::DerList list = Parse(document);
+    try {
+        EncrContent content;
+        if (ReadEncryptedContent(list, &content)) {
+            count += IterationsOf(content.encrContentInfo.PBES2Sheme);
+        }
+        ForEachKeyBag(
+            list, [&](const PfxKeyBag& bag) { count += IterationsOf(bag.pfxKeyInfo.PBES2Sheme); });
+    } catch (const std::exception&) {
+        // The restore derives nothing behind a malformed part.
+    }
+    return count;
+}
+
+std::string FindMalformedPart(std::span<const std::uint8_t> document) {
+    const pkisdk::DerList list = Parse(document);
+    try {
+        EncrContent content;
+        ReadEncryptedContent(list, &content);
+        ForEachKeyBag(list, [](const PfxKeyBag&) {});
+    } catch (const std::exception& error) {
+        return error.what();
+    }
+    return {};
+}
+
+}  // namespace mvlpfx

@@ -1,0 +1,167 @@
+#include <algorithm>
+#include <cstdio>
+#include <iterator>
+
+#include "mvlpfx/certificate_walk.h"
+#include "mvlpfx/commands.h"
+#include "mvlpfx/container_names.h"
+#include "mvlpfx/document_file.h"
+#include "mvlpfx/document_keys.h"
+#include "mvlpfx/error_words.h"
+#include "mvlpfx/handles.h"
+#include "mvlpfx/mvlpfx.h"
+#include "mvlpfx/password_check.h"
+#include "mvlpfx/report.h"
+#include "mvlpfx/restore_preview.h"
+#include "mvlpfx/spinner.h"
+
+namespace mvlpfx {
+
+namespace {
+
+std::vector<std::string> NewContainers(const std::vector<std::string>& before,
+                                       const std::vector<std::string>& after) {
+    std::vector<std::string> made;
+    std::ranges::set_difference(after, before, std::back_inserter(made));
+    return made;
+}
+
+// A key may go to the machine though only the user's containers were asked for.
+std::vector<std::string> AllContainers() {
+    std::vector<std::string> names = ContainerNames(false);
+    for (const std::string& name : ContainerNames(true)) {
+        names.push_back(name + " (machine)");
+    }
+    std::ranges::sort(names);
+    return names;
+}
+
+DWORD FlagsOf(const RestoreOptions& options) {
+    return (options.exportable ? CRYPT_EXPORTABLE : 0) |
+           (options.machine ? CRYPT_MACHINE_KEYSET : 0);
+}
+
+[[noreturn]] void ThrowRestoreError(DWORD error, const std::vector<std::uint8_t>& document,
+                                    const std::vector<std::string>& made) {
+    const ErrorWord word = DescribeErrorWord(error);
+    std::string message = word.meaning;
+    if (error == static_cast<DWORD>(CRYPT_E_ASN1_CORRUPT)) {
+        message += ": " + FindMalformedPart(document);
+    }
+    for (const std::string& name : made) {
+        message += "\n  the container " + name + " was made and stays";
+    }
+    throw ToolError(word.exitCode, message, error);
+}
+
+OwnedStore Restore(const RestoreOptions& options, std::vector<std::uint8_t>* document,
+                   const Secret<wchar_t>& password, DWORD* error) {
+    const PfxBlob blob{static_cast<DWORD>(document->size()), document->data()};
+    const auto restore = options.keysOnly ? UzRestorePFX : UzRestorePFXToSystemStorage;
+    OwnedStore store;
+    UzSetImportPfxControlFlags(options.pinFromPassword ? 1 : 0);
+    RunWithSpinner(
+        [&] {
+            store = OwnedStore(restore(&blob, password.Text().c_str(), FlagsOf(options)));
+            *error = GetLastError();
+        },
+        options.common.quiet);
+    return store;
+}
+
+// The system stores that hold the certificate.
+std::string PlacesOf(PCCERT_CONTEXT certificate, bool machine) {
+    std::string places;
+    for (const char* const name : {"MY", "CA", "ROOT"}) {
+        const OwnedStore store = OpenSystemStore(name, machine);
+        const OwnedCertificate found(CertFindCertificateInStore(
+            store.Get(), X509_ASN_ENCODING, 0, CERT_FIND_EXISTING, certificate, nullptr));
+        if (found) {
+            places += places.empty() ? name : std::string(", ") + name;
+        }
+    }
+    return places;
+}
+
+nlohmann::ordered_json Describe(HCERTSTORE store, const RestoreOptions& options) {
+    auto rows = nlohmann::ordered_json::array();
+    ForEachCertificate(store, "memory", [&](PCCERT_CONTEXT certificate) {
+        nlohmann::ordered_json row{{"thumbprint", Thumbprint(certificate)},
+                                   {"subject", SubjectText(certificate)},
+                                   {"hasKey", !KeyProvInfo(certificate).empty()}};
+        if (!options.keysOnly) {
+            row["stores"] = PlacesOf(certificate, options.machine);
+        }
+        rows.push_back(std::move(row));
+    });
+    return rows;
+}
+
+void PrintCertificates(const nlohmann::ordered_json& rows) {
+    for (const auto& row : rows) {
+        const std::string places = row.value("stores", "");
+        std::printf("certificate  %s  %-3s  %-8s  %s\n",
+                    row["thumbprint"].get_ref<const std::string&>().c_str(),
+                    row["hasKey"].get<bool>() ? "key" : "-", places.empty() ? "-" : places.c_str(),
+                    row["subject"].get_ref<const std::string&>().c_str());
+    }
+}
+
+void Report(const RestoreOptions& options, const nlohmann::ordered_json& certificates,
+            const std::vector<std::string>& containers) {
+    const auto tied = std::ranges::count_if(
+        certificates, [](const auto& row) { return row["hasKey"].template get<bool>(); });
+    const auto untied = std::max<std::ptrdiff_t>(std::ssize(containers) - tied, 0);
+    if (options.common.json) {
+        auto report = JsonReport("restore");
+        report["subject"] = options.file;
+        report["exitCode"] = 0;
+        report["containers"] = containers;
+        report["certificates"] = certificates;
+        report["keysWithoutCertificate"] = untied;
+        PrintJson(report);
+        return;
+    }
+    if (!options.common.quiet) {
+        for (const std::string& name : containers) {
+            std::printf("container    %s\n", name.c_str());
+        }
+        PrintCertificates(certificates);
+    }
+    if (untied != 0) {
+        std::fprintf(stderr, "mvlpfx restore: %td of the keys belong to none of the certificates\n",
+                     untied);
+    }
+}
+
+void CheckPlacement(const RestoreOptions& options, DWORD error) {
+    if (!options.keysOnly && error != 0) {
+        SetLastError(error);
+        ThrowDocumentError(
+            "the keys are restored, but not every certificate could be put into its store");
+    }
+}
+
+}  // namespace
+
+void RunRestore(const RestoreOptions& options) {
+    std::vector<std::uint8_t> document = WithoutArmour(ReadDocument(options.file));
+    CheckRestorable(document, options.file, options.password, options.common);
+    const Secret<wchar_t> password =
+        ReadPassword(options.password, "Password for " + options.file + ": ");
+    if (options.dryRun) {
+        PreviewRestore(options, document, password);
+        return;
+    }
+    const std::vector<std::string> before = AllContainers();
+    DWORD error = 0;
+    const OwnedStore store = Restore(options, &document, password, &error);
+    const std::vector<std::string> made = NewContainers(before, AllContainers());
+    if (!store) {
+        ThrowRestoreError(error, document, made);
+    }
+    Report(options, Describe(store.Get(), options), made);
+    CheckPlacement(options, error);
+}
+
+}  // namespace mvlpfx
