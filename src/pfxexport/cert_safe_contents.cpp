@@ -4,6 +4,7 @@
 
 #include "derlist/der_queries.h"
 #include "pfxcrypto/handle_guards.h"
+#include "pfxexport/failure.h"
 #include "pfxexport/list_building.h"
 #include "pfxexport/local_key_id.h"
 
@@ -37,14 +38,13 @@ void AppendLocalKeyId(std::uint32_t keyIndex, DerList* list) {
     AppendNode(list, 5, kOctetStringTag, LocalKeyId(keyIndex));
 }
 
-// Answers the error word.
-DWORD AppendCertBags(HCERTSTORE store, DerList* list) {
+Failure AppendCertBags(HCERTSTORE store, DerList* list) {
     AppendNode(list, 0, kSequenceTag);
     std::uint32_t keyIndex = 1;
     CertContext certificate(CertEnumCertificatesInStore(store, nullptr));
     while (certificate) {
         if (!AppendCertBag(*certificate.Get(), list)) {
-            return static_cast<DWORD>(NTE_BAD_DATA);
+            return FailWith(NTE_BAD_DATA);
         }
         // The attributes' set stands there also with nothing in it.
         AppendNode(list, 2, kSetTag);
@@ -53,22 +53,21 @@ DWORD AppendCertBags(HCERTSTORE store, DerList* list) {
         }
         certificate = CertContext(CertEnumCertificatesInStore(store, certificate.release()));
     }
-    return 0;
+    return kSuccess;
 }
 
 }  // namespace
 
 int BuildCertSafeContents(HCERTSTORE store, IBlob* safeContents) {
     DerList list;
-    const DWORD error =
-        store == nullptr ? static_cast<DWORD>(NTE_BAD_DATA) : AppendCertBags(store, &list);
-    if (error == 0) {
+    const Failure failure =
+        store == nullptr ? FailWith(NTE_BAD_DATA) : AppendCertBags(store, &list);
+    if (!failure) {
         Blob bytes;
         FlattenSubtree(list, 0, &bytes);
         safeContents->Assign(bytes.GetData(), bytes.GetSize());
     }
-    SetLastError(error);
-    return error == 0 ? 1 : 0;
+    return Answer(failure);
 }
 
 }  // namespace pkisdk

@@ -1,8 +1,6 @@
 #include "pfxexport/export_pfx.h"
 
 #include <algorithm>
-#include <cstdlib>
-#include <memory>
 #include <string>
 #include <utility>
 
@@ -14,6 +12,7 @@
 #include "pfxcrypto/session_key.h"
 #include "pfxexport/cert_safe_contents.h"
 #include "pfxexport/encrypted_content_info.h"
+#include "pfxexport/failure.h"
 #include "pfxexport/key_algorithms.h"
 #include "pfxexport/key_certificate_walk.h"
 #include "pfxexport/key_safe_bag.h"
@@ -29,13 +28,9 @@ constexpr DWORD kContainerNameParameter = 220;
 constexpr std::uint32_t kKeyBagDepth = 9;
 constexpr std::uint32_t kContentInfoDepth = 5;
 
-struct FreeMemory {
-    void operator()(CRYPT_KEY_PROV_INFO* record) const { std::free(record); }
-};
-
 // A selected key and what it is reached by, released from the last to the first.
 struct OpenKey {
-    std::unique_ptr<CRYPT_KEY_PROV_INFO, FreeMemory> record;
+    KeyRecord record;
     ProviderContext provider;
     ProviderKey privateKey;
     ProviderKey sessionKey;
@@ -117,15 +112,14 @@ class PfxExport {
     PfxExport(const char* password, HCERTSTORE store, DWORD flags, std::int32_t isSizeOnly)
         : password_(password), store_(store), flags_(flags), isSizeOnly_(isSizeOnly) {}
 
-    // Answers the error word.
-    DWORD Run(std::vector<std::uint8_t>* document);
+    Failure Run(std::vector<std::uint8_t>* document);
 
   private:
-    DWORD AddKeys();
-    DWORD AddKey(std::uint32_t keyIndex, OpenKey* key);
-    DWORD ChooseAlgorithms(HCRYPTKEY privateKey);
+    Failure AddKeys();
+    Failure AddKey(std::uint32_t keyIndex, OpenKey* key);
+    Failure ChooseAlgorithms(HCRYPTKEY privateKey);
     bool DeriveKey(HCRYPTPROV provider, Blob* salt, ProviderKey* key, Blob* initialVector) const;
-    DWORD AddCertificates(ProviderContext* provider);
+    Failure AddCertificates(ProviderContext* provider);
 
     const char* password_;
     HCERTSTORE store_;
@@ -143,57 +137,52 @@ class PfxExport {
     DWORD providerType_ = 0;
 };
 
-DWORD PfxExport::Run(std::vector<std::uint8_t>* document) {
+Failure PfxExport::Run(std::vector<std::uint8_t>* document) {
     BuildPfxSkeleton(&document_);
     if (store_ == nullptr || !HoldsCertificates(store_)) {
-        return static_cast<DWORD>(NTE_INVALID_PARAMETER);
+        return FailWith(NTE_INVALID_PARAMETER);
     }
-    DWORD error = AddKeys();
-    if (error != 0) {
-        return error;
+    if (const Failure failure = AddKeys()) {
+        return failure;
     }
     ProviderContext provider;
-    error = AddCertificates(&provider);
-    if (error != 0) {
-        return error;
+    if (const Failure failure = AddCertificates(&provider)) {
+        return failure;
     }
     if (AddPfxMacData(password_, provider.Get(), hashAlgorithm_, kGost28147, kDefaultIterations,
                       &document_) == 0) {
-        return GetLastError();
+        return FailWithLastError();
     }
     Blob bytes;
     if (FlattenSubtree(document_, 0, &bytes) != 0) {
         const auto octets = bytes.Bytes();
         document->assign(octets.begin(), octets.end());
     }
-    return 0;
+    return kSuccess;
 }
 
 // The walk ends where no further certificate can be selected, whatever the reason.
-DWORD PfxExport::AddKeys() {
+Failure PfxExport::AddKeys() {
     KeyCertificateWalk walk(store_);
     for (std::uint32_t keyIndex = 1;; ++keyIndex) {
         OpenKey key;
         if (!Select(&walk, &key)) {
-            return 0;
+            return kSuccess;
         }
         WideToAnsi(key.record->pwszProvName, &providerName_);
         providerType_ = key.record->dwProvType;
         if (!Open(&key)) {
             continue;
         }
-        const DWORD error = AddKey(keyIndex, &key);
-        if (error != 0) {
-            return error;
+        if (const Failure failure = AddKey(keyIndex, &key)) {
+            return failure;
         }
     }
 }
 
-// Answers the error word, taken before what is open is released.
-DWORD PfxExport::AddKey(std::uint32_t keyIndex, OpenKey* key) {
-    const DWORD error = ChooseAlgorithms(key->privateKey.Get());
-    if (error != 0) {
-        return error;
+Failure PfxExport::AddKey(std::uint32_t keyIndex, OpenKey* key) {
+    if (const Failure failure = ChooseAlgorithms(key->privateKey.Get())) {
+        return failure;
     }
     const HCRYPTPROV provider = key->provider.Get();
     Blob initialVector;
@@ -207,27 +196,26 @@ DWORD PfxExport::AddKey(std::uint32_t keyIndex, OpenKey* key) {
         BuildKeySafeBag(&bag, keyIndex, wrappedKey, keySalt_, initialVector, key->record.get(),
                         friendlyName, kGost28147, hashAlgorithm_, flags_, key->thumbprint,
                         kDefaultIterations) == 0) {
-        return GetLastError();
+        return FailWithLastError();
     }
     AppendDerBytes(&document_, bag.GetData(), static_cast<std::uint32_t>(bag.GetSize()),
                    kKeyBagDepth);
-    return 0;
+    return kSuccess;
 }
 
-// Answers the error word.
-DWORD PfxExport::ChooseAlgorithms(HCRYPTKEY privateKey) {
+Failure PfxExport::ChooseAlgorithms(HCRYPTKEY privateKey) {
     ALG_ID keyAlgorithm = 0;
     DWORD size = sizeof keyAlgorithm;
     if (!CryptGetKeyParam(privateKey, KP_ALGID, reinterpret_cast<BYTE*>(&keyAlgorithm), &size, 0)) {
-        return static_cast<DWORD>(NTE_BAD_KEY);
+        return FailWith(NTE_BAD_KEY);
     }
     const KeyAlgorithms* const algorithms = FindKeyAlgorithms(keyAlgorithm);
     if (algorithms == nullptr) {
-        return static_cast<DWORD>(NTE_BAD_ALGID);
+        return FailWith(NTE_BAD_ALGID);
     }
     hashAlgorithm_ = algorithms->hash;
     cipherParameters_ = algorithms->cipherParameters;
-    return 0;
+    return kSuccess;
 }
 
 // False with the reason in the last error. The vector is read back, since the parameters may have
@@ -241,18 +229,18 @@ bool PfxExport::DeriveKey(HCRYPTPROV provider, Blob* salt, ProviderKey* key,
            ReadInitialVector(key->Get(), initialVector);
 }
 
-// Encrypts all certificates as one text. Answers the error word, taken before the key is destroyed.
-DWORD PfxExport::AddCertificates(ProviderContext* provider) {
+// Encrypts all certificates as one text.
+Failure PfxExport::AddCertificates(ProviderContext* provider) {
     Blob plainText;
     if (BuildCertSafeContents(store_, &plainText) == 0) {
-        return GetLastError();
+        return FailWithLastError();
     }
     if (!providerName_.empty()) {
         providerType_ = FindProviderType(providerName_.c_str());
     }
     if (!CryptAcquireContextA(provider->Put(), nullptr, providerName_.c_str(), providerType_,
                               CRYPT_VERIFYCONTEXT)) {
-        return GetLastError();
+        return FailWithLastError();
     }
     ProviderKey key;
     Blob salt;
@@ -264,10 +252,10 @@ DWORD PfxExport::AddCertificates(ProviderContext* provider) {
         BuildEncryptedContentInfo(&contentInfo, std::move(cipherText), std::move(salt),
                                   std::move(initialVector), kGost28147, hashAlgorithm_,
                                   kDefaultIterations) == 0) {
-        return GetLastError();
+        return FailWithLastError();
     }
     AppendDerList(&document_, &contentInfo, kContentInfoDepth);
-    return 0;
+    return kSuccess;
 }
 
 }  // namespace
@@ -275,9 +263,7 @@ DWORD PfxExport::AddCertificates(ProviderContext* provider) {
 int ExportPfxFromStore(const char* password, [[maybe_unused]] const void* ignored1,
                        [[maybe_unused]] const void* ignored2, HCERTSTORE store, DWORD flags,
                        std::int32_t isSizeOnly, std::vector<std::uint8_t>* document) {
-    const DWORD error = PfxExport(password, store, flags, isSizeOnly).Run(document);
-    SetLastError(error);
-    return error == 0 ? 1 : 0;
+    return Answer(PfxExport(password, store, flags, isSizeOnly).Run(document));
 }
 
 }  // namespace pkisdk

@@ -1,28 +1,23 @@
 #include "pfxexport/key_certificate_walk.h"
 
 #include <cstdlib>
-#include <memory>
+
+#include "pfxexport/failure.h"
 
 namespace pkisdk {
 
 namespace {
 
-struct FreeMemory {
-    void operator()(CRYPT_KEY_PROV_INFO* record) const { std::free(record); }
-};
-using KeyRecord = std::unique_ptr<CRYPT_KEY_PROV_INFO, FreeMemory>;
-
-// Answers the error word.
-DWORD ReadRecord(PCCERT_CONTEXT certificate, DWORD size, KeyRecord* record) {
+Failure ReadRecord(PCCERT_CONTEXT certificate, DWORD size, KeyRecord* record) {
     record->reset(static_cast<CRYPT_KEY_PROV_INFO*>(std::malloc(size)));
     // That there was no memory is told in the same way as the end of the store.
     if (*record == nullptr) {
-        return ERROR_NO_MORE_ITEMS;
+        return FailWith(ERROR_NO_MORE_ITEMS);
     }
     return CertGetCertificateContextProperty(certificate, CERT_KEY_PROV_INFO_PROP_ID, record->get(),
                                              &size)
-               ? 0
-               : GetLastError();
+               ? kSuccess
+               : FailWithLastError();
 }
 
 Blob Thumbprint(const CERT_CONTEXT& certificate) {
@@ -52,8 +47,8 @@ bool KeyCertificateWalk::MoveNext() {
 int KeyCertificateWalk::Select(PCRYPT_KEY_PROV_INFO* info, Blob* thumbprint,
                                PCCERT_CONTEXT* certificate) {
     KeyRecord record;
-    const DWORD error = ReadRecord(current_.Get(), recordSize_, &record);
-    if (error == 0) {
+    const Failure failure = ReadRecord(current_.Get(), recordSize_, &record);
+    if (!failure) {
         *thumbprint = Thumbprint(*current_.Get());
         // The walk's own reference to a selected certificate stays for good, and is not the
         // caller's: the walk goes on from another.
@@ -61,8 +56,7 @@ int KeyCertificateWalk::Select(PCRYPT_KEY_PROV_INFO* info, Blob* thumbprint,
         current_ = CertContext(CertDuplicateCertificateContext(current_.release()));
         *info = record.release();
     }
-    SetLastError(error);
-    return error == 0 ? 1 : 0;
+    return Answer(failure);
 }
 
 int SelectKeyCertificate(HCERTSTORE store, std::int32_t index, PCRYPT_KEY_PROV_INFO* info,
@@ -72,11 +66,8 @@ int SelectKeyCertificate(HCERTSTORE store, std::int32_t index, PCRYPT_KEY_PROV_I
     for (std::int32_t count = 0; isFound && count < index; ++count) {
         isFound = walk.MoveNext();
     }
-    if (!isFound) {
-        SetLastError(ERROR_NO_MORE_ITEMS);
-        return 0;
-    }
-    return walk.Select(info, thumbprint, certificate);
+    return isFound ? walk.Select(info, thumbprint, certificate)
+                   : Answer(FailWith(ERROR_NO_MORE_ITEMS));
 }
 
 }  // namespace pkisdk

@@ -2,12 +2,20 @@
 #pragma once
 
 #include <cstdint>
+#include <cstdlib>
+#include <memory>
 
 #include "foundation/blob.h"
 #include "pfxcrypto/handle_guards.h"
 #include "platform/cryptoapi.h"
 
 namespace pkisdk {
+
+struct FreeKeyRecord {
+    void operator()(CRYPT_KEY_PROV_INFO* record) const { std::free(record); }
+};
+// A record from SelectKeyCertificate.
+using KeyRecord = std::unique_ptr<CRYPT_KEY_PROV_INFO, FreeKeyRecord>;
 
 // Goes through the certificates that SelectKeyCertificate numbers, in one pass over the store,
 // which must stay open and should not change. It starts before the first one.

@@ -8,6 +8,7 @@
 #include "pfxcrypto/pfx_constants.h"
 #include "pfxcrypto/pfx_mac.h"
 #include "pfxcrypto/runtime_random.h"
+#include "pfxexport/failure.h"
 #include "pfxexport/list_building.h"
 
 namespace pkisdk {
@@ -17,15 +18,15 @@ namespace {
 constexpr std::uint32_t kAuthenticatedSafeIndex = 6;
 constexpr std::uint32_t kIterationsWhenAbsent = 1;
 
-// Answers the error word, 0 when the provider has the hash. Its size is not used.
-DWORD TryHash(HCRYPTPROV provider, ALG_ID hashAlgorithm) {
+// Whether the provider has the hash, whose size is not used.
+Failure TryHash(HCRYPTPROV provider, ALG_ID hashAlgorithm) {
     ProviderHash hash;
     DWORD hashSize = 0;
     DWORD size = sizeof hashSize;
     const bool isThere =
         CryptCreateHash(provider, hashAlgorithm, 0, 0, hash.Put()) &&
         CryptGetHashParam(hash.Get(), HP_HASHSIZE, reinterpret_cast<BYTE*>(&hashSize), &size, 0);
-    return isThere ? 0 : GetLastError();
+    return isThere ? kSuccess : FailWithLastError();
 }
 
 // Two octets whatever the count: no leading zero keeps a high one from reading as negative.
@@ -35,19 +36,18 @@ Blob IterationOctets(std::uint32_t iterations) {
     return Blob(octets.data(), octets.size());
 }
 
-// Answers the error word.
-DWORD AppendMacData(const char* password, HCRYPTPROV provider, ALG_ID hashAlgorithm,
-                    ALG_ID keyAlgorithm, std::uint32_t iterations, DerList* list) {
+Failure AppendMacData(const char* password, HCRYPTPROV provider, ALG_ID hashAlgorithm,
+                      ALG_ID keyAlgorithm, std::uint32_t iterations, DerList* list) {
     if (list == nullptr || provider == 0) {
-        return static_cast<DWORD>(NTE_BAD_DATA);
+        return FailWith(NTE_BAD_DATA);
     }
     if (AddMacDataHeader(hashAlgorithm, list) == 0) {
-        return GetLastError();
+        return FailWithLastError();
     }
     SeedRuntimeRandom();
-    const DWORD error = TryHash(provider, hashAlgorithm);
-    if (error != 0) {
-        return error;
+    const Failure noHash = TryHash(provider, hashAlgorithm);
+    if (noHash) {
+        return noHash;
     }
     Blob salt;
     MakeMacSalt(kSaltSize, &salt);
@@ -58,14 +58,14 @@ DWORD AppendMacData(const char* password, HCRYPTPROV provider, ALG_ID hashAlgori
     Blob value = salt;
     if (ComputePfxMac(std::move(covered), password, provider, hashAlgorithm, keyAlgorithm, count,
                       &value) == 0) {
-        return GetLastError();
+        return FailWithLastError();
     }
     AppendNode(list, 3, kOctetStringTag, std::move(value));
     AppendNode(list, 2, kOctetStringTag, std::move(salt));
     if (count != kIterationsWhenAbsent) {
         AppendNode(list, 2, kIntegerTag, IterationOctets(count));
     }
-    return 0;
+    return kSuccess;
 }
 
 }  // namespace
@@ -82,16 +82,12 @@ int AddMacDataHeader(ALG_ID hashAlgorithm, DerList* list) {
     if (isKnown) {
         AppendNode(list, 4, kObjectIdTag, std::move(oid));
     }
-    SetLastError(isKnown ? 0 : static_cast<DWORD>(NTE_BAD_ALGID));
-    return isKnown ? 1 : 0;
+    return Answer(isKnown ? kSuccess : FailWith(NTE_BAD_ALGID));
 }
 
 int AddPfxMacData(const char* password, HCRYPTPROV provider, ALG_ID hashAlgorithm,
                   ALG_ID keyAlgorithm, std::uint32_t iterations, DerList* list) {
-    const DWORD error =
-        AppendMacData(password, provider, hashAlgorithm, keyAlgorithm, iterations, list);
-    SetLastError(error);
-    return error == 0 ? 1 : 0;
+    return Answer(AppendMacData(password, provider, hashAlgorithm, keyAlgorithm, iterations, list));
 }
 
 }  // namespace pkisdk

@@ -3,11 +3,13 @@
 #include <algorithm>
 #include <cstddef>
 
+#include "pfxexport/failure.h"
+
 namespace pkisdk {
 
 namespace {
 
-constexpr DWORD kNotExportable = 0x80095000;  // XENROLL_E_KEY_NOT_EXPORTABLE
+constexpr auto kNotExportable = static_cast<HRESULT>(0x80095000);  // XENROLL_E_KEY_NOT_EXPORTABLE
 constexpr BYTE kBlobVersion = 0x11;
 constexpr DWORD kExportFlags = 0x1000;
 constexpr std::size_t kHeaderSize = sizeof(BLOBHEADER);
@@ -20,34 +22,33 @@ bool IsForbidden(HCRYPTKEY key) {
            (permissions & CRYPT_EXPORT) == 0;
 }
 
-// Answers the error word.
-DWORD CheckHeader(const Blob& blob) {
+Failure CheckHeader(const Blob& blob) {
     if (blob.GetSize() <= kHeaderSize) {
-        return static_cast<DWORD>(NTE_BAD_DATA);
+        return FailWith(NTE_BAD_DATA);
     }
     const bool isPrivateKey = *blob.GetAt(0) == PRIVATEKEYBLOB && *blob.GetAt(1) == kBlobVersion;
-    return isPrivateKey ? 0 : static_cast<DWORD>(NTE_BAD_KEY_STATE);
+    return isPrivateKey ? kSuccess : FailWith(NTE_BAD_KEY_STATE);
 }
 
-// Answers the error word. `blob` has the length that the provider asked for, whatever it filled.
-DWORD ExportKey(HCRYPTPROV provider, HCRYPTKEY key, HCRYPTKEY sessionKey, bool isSizeOnly,
-                Blob* blob) {
+// `blob` has the length that the provider asked for, whatever it filled.
+Failure ExportKey(HCRYPTPROV provider, HCRYPTKEY key, HCRYPTKEY sessionKey, bool isSizeOnly,
+                  Blob* blob) {
     if (IsForbidden(key)) {
-        return kNotExportable;
+        return FailWith(kNotExportable);
     }
     DWORD type = 0;
     DWORD size = sizeof type;
     DWORD length = 0;
     if (!CryptGetProvParam(provider, PP_PROVTYPE, reinterpret_cast<BYTE*>(&type), &size, 0) ||
         !CryptExportKey(key, sessionKey, PRIVATEKEYBLOB, kExportFlags, nullptr, &length)) {
-        return GetLastError();
+        return FailWithLastError();
     }
     blob->Assign(nullptr, length);
     if (isSizeOnly) {
-        return 0;
+        return kSuccess;
     }
     if (!CryptExportKey(key, sessionKey, PRIVATEKEYBLOB, kExportFlags, blob->GetData(), &length)) {
-        return GetLastError();
+        return FailWithLastError();
     }
     return CheckHeader(*blob);
 }
@@ -57,13 +58,12 @@ DWORD ExportKey(HCRYPTPROV provider, HCRYPTKEY key, HCRYPTKEY sessionKey, bool i
 int ExportPrivateKeyBlob(HCRYPTPROV provider, HCRYPTKEY privateKey, HCRYPTKEY sessionKey,
                          [[maybe_unused]] DWORD flags, std::int32_t isSizeOnly, IBlob* wrappedKey) {
     Blob blob;
-    const DWORD error = ExportKey(provider, privateKey, sessionKey, isSizeOnly != 0, &blob);
-    if (error == 0) {
+    const Failure failure = ExportKey(provider, privateKey, sessionKey, isSizeOnly != 0, &blob);
+    if (!failure) {
         const auto key = blob.Bytes().subspan(std::min(blob.Bytes().size(), kHeaderSize));
         wrappedKey->Assign(key.data(), key.size());
     }
-    SetLastError(error);
-    return error == 0 ? 1 : 0;
+    return Answer(failure);
 }
 
 }  // namespace pkisdk

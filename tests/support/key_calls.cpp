@@ -128,8 +128,8 @@ KeyCalls& Keys() {
     return KeyCalls::Get();
 }
 
-bool Refused(const char* name) {
-    if (!Calls().Fails(name)) {
+bool Refused(const char* name, test_support::CallDetail detail = {}) {
+    if (!Calls().Fails(name, detail)) {
         return false;
     }
     SetLastError(Calls().Error());
@@ -193,7 +193,7 @@ BOOL CertFreeCertificateContext(PCCERT_CONTEXT certificate) {
 
 BOOL CertGetCertificateContextProperty(PCCERT_CONTEXT certificate, DWORD property, void* data,
                                        DWORD* size) {
-    if (Refused("CertGetCertificateContextProperty")) {
+    if (Refused("CertGetCertificateContextProperty", {property, data != nullptr})) {
         return FALSE;
     }
     const BOOL done = REAL(CertGetCertificateContextProperty)(certificate, property, data, size);
@@ -248,7 +248,7 @@ BOOL CryptGetUserKey(HCRYPTPROV provider, DWORD keySpec, HCRYPTKEY* key) {
 }
 
 BOOL CryptGetKeyParam(HCRYPTKEY key, DWORD parameter, BYTE* data, DWORD* size, DWORD flags) {
-    if (Refused("CryptGetKeyParam")) {
+    if (Refused("CryptGetKeyParam", {parameter, data != nullptr})) {
         return FALSE;
     }
     const ScriptedKey* const script = Keys().OfKey(key);
@@ -264,7 +264,7 @@ BOOL CryptGetKeyParam(HCRYPTKEY key, DWORD parameter, BYTE* data, DWORD* size, D
 }
 
 BOOL CryptGetProvParam(HCRYPTPROV provider, DWORD parameter, BYTE* data, DWORD* size, DWORD flags) {
-    if (Refused("CryptGetProvParam")) {
+    if (Refused("CryptGetProvParam", {parameter, data != nullptr})) {
         return FALSE;
     }
     constexpr DWORD kFriendlyName = 220;
@@ -281,7 +281,7 @@ BOOL CryptGetProvParam(HCRYPTPROV provider, DWORD parameter, BYTE* data, DWORD* 
 
 BOOL CryptExportKey(HCRYPTKEY key, HCRYPTKEY wrapping, DWORD type, DWORD flags, BYTE* data,
                     DWORD* size) {
-    if (Refused("CryptExportKey")) {
+    if (Refused("CryptExportKey", {0, data != nullptr})) {
         return FALSE;
     }
     const ScriptedKey* const script = Keys().OfKey(key);
@@ -295,7 +295,7 @@ BOOL CryptExportKey(HCRYPTKEY key, HCRYPTKEY wrapping, DWORD type, DWORD flags, 
 
 BOOL CryptEncrypt(HCRYPTKEY key, HCRYPTHASH hash, BOOL isFinal, DWORD flags, BYTE* data,
                   DWORD* dataSize, DWORD room) {
-    if (Refused("CryptEncrypt")) {
+    if (Refused("CryptEncrypt", {0, data != nullptr})) {
         return FALSE;
     }
     if (data == nullptr && Keys().encryptedLength_) {

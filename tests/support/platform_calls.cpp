@@ -58,11 +58,12 @@ int PlatformCalls::Count(const std::string& name) const {
     return static_cast<int>(std::count(log_.begin(), log_.end(), name));
 }
 
-bool PlatformCalls::Fails(const char* name) {
+bool PlatformCalls::Fails(const char* name, CallDetail detail) {
     if (isPaused_) {
         return false;
     }
     log_.emplace_back(name);
+    details_.push_back(detail);
     const int now = static_cast<int>(log_.size());
     const bool fails =
         (failAt_ != 0 && (stay_ ? now >= failAt_ : now == failAt_)) ||
@@ -86,8 +87,8 @@ PlatformCalls& Calls() {
     return PlatformCalls::Get();
 }
 
-bool Refused(const char* name) {
-    if (!Calls().Fails(name)) {
+bool Refused(const char* name, test_support::CallDetail detail = {}) {
+    if (!Calls().Fails(name, detail)) {
         return false;
     }
     SetLastError(Calls().Error());
@@ -132,7 +133,7 @@ BOOL CryptDestroyKey(HCRYPTKEY key) {
 }
 
 BOOL CryptSetKeyParam(HCRYPTKEY key, DWORD parameter, const BYTE* data, DWORD flags) {
-    if (Refused("CryptSetKeyParam")) {
+    if (Refused("CryptSetKeyParam", {parameter, true})) {
         return FALSE;
     }
     if (parameter == Calls().refusedKeyParam_) {

@@ -13,6 +13,12 @@
 
 namespace test_support {
 
+// What a call asked about, where that has a number, and whether it gave room for the answer.
+struct CallDetail {
+    DWORD parameter = 0;
+    bool hasBuffer = false;
+};
+
 // What is asked of CryptoAPI, the registry, the text conversion and the heap, in order, by name.
 class PlatformCalls {
   public:
@@ -44,6 +50,8 @@ class PlatformCalls {
     const std::vector<std::string>& CipherOids() const { return cipherOids_; }
 
     const std::vector<std::string>& Log() const { return log_; }
+    // One for each call of the log.
+    const std::vector<CallDetail>& Details() const { return details_; }
     int Count(const std::string& name) const;
     bool Failed() const { return failed_; }
 
@@ -57,7 +65,7 @@ class PlatformCalls {
     // For the stand-ins themselves. While paused, calls are not told nor made to fail: those that
     // the platform makes of itself.
     void Pause(bool isPaused) { isPaused_ = isPaused; }
-    bool Fails(const char* name);
+    bool Fails(const char* name, CallDetail detail = {});
     DWORD Error() const { return error_; }
     void Opened(int PlatformCalls::*counter, bool done) { this->*counter += done ? 1 : 0; }
     void Closed(int PlatformCalls::*counter, bool done) { this->*counter -= done ? 1 : 0; }
@@ -79,6 +87,7 @@ class PlatformCalls {
 
   private:
     std::vector<std::string> log_;
+    std::vector<CallDetail> details_;
     int failAt_ = 0;
     bool stay_ = false;
     bool failed_ = false;

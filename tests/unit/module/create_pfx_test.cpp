@@ -143,13 +143,17 @@ TEST_F(UzCreatePFXTest, AFailureLeavesBufferAndCountAlone) {
 
 TEST_F(UzCreatePFXTest, AFailureWithoutAWordIsReadAsNone) {
     AddKey();
-    Calls().FailNamed("CryptEncrypt", 1, 0);
-    std::vector<BYTE> buffer(5000, kUntouched);
-    DWORD count = 5000;
-    EXPECT_EQ(Create(buffer.data(), &count), TRUE);
-    EXPECT_EQ(GetLastError(), 0u);
-    EXPECT_EQ(count, 5000u);
-    EXPECT_EQ(buffer, std::vector<BYTE>(5000, kUntouched));
+    for (const char* const call : {"CryptGetProvParam", "CryptExportKey", "CryptEncrypt"}) {
+        SCOPED_TRACE(call);
+        Calls().Reset();
+        Calls().FailNamed(call, 1, 0);
+        std::vector<BYTE> buffer(5000, kUntouched);
+        DWORD count = 5000;
+        EXPECT_EQ(Create(buffer.data(), &count), TRUE);
+        EXPECT_EQ(GetLastError(), 0u);
+        EXPECT_EQ(count, 5000u);
+        EXPECT_EQ(buffer, std::vector<BYTE>(5000, kUntouched));
+    }
 }
 
 }  // namespace

@@ -1,0 +1,70 @@
+// A memory store with keys of the built provider behind its certificates, in containers of the
+// test's own.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "platform/cryptoapi.h"
+#include "support/certificates.h"
+#include "support/container_home.h"
+#include "support/csp_guards.h"
+
+namespace test_support {
+
+class KeyStore {
+  public:
+    HCERTSTORE Get() const { return store_.Get(); }
+    const OpenStore& Store() const { return store_; }
+    const ContainerHome& Home() const { return home_; }
+
+    void Add(const CertificateBytes& certificate) const {
+        EXPECT_TRUE(store_.Add(certificate, CERT_STORE_ADD_ALWAYS));
+    }
+    // Makes a container with a key, and adds a certificate that the key signed. Answers it.
+    CertificateBytes AddKey(const std::string& container, ALG_ID algorithm,
+                            DWORD flags = CRYPT_EXPORTABLE) const {
+        HCRYPTPROV context = 0;
+        EXPECT_TRUE(CryptAcquireContextA(&context, container.c_str(), kProviderName, kProviderType,
+                                         CRYPT_NEWKEYSET))
+            << std::hex << GetLastError();
+        HCRYPTKEY key = 0;
+        EXPECT_TRUE(CryptGenKey(context, algorithm, flags, &key)) << std::hex << GetLastError();
+        const Certificate certificate(SignedBy(context, "CN=" + container));
+        CertificateBytes bytes;
+        if (certificate.Get() != nullptr) {
+            EXPECT_TRUE(CertAddCertificateContextToStore(store_.Get(), certificate.Get(),
+                                                         CERT_STORE_ADD_ALWAYS, nullptr));
+            bytes.assign(certificate->pbCertEncoded,
+                         certificate->pbCertEncoded + certificate->cbCertEncoded);
+        }
+        CryptDestroyKey(key);
+        CryptReleaseContext(context, 0);
+        return bytes;
+    }
+
+  private:
+    static PCCERT_CONTEXT SignedBy(HCRYPTPROV context, const std::string& subject) {
+        DWORD size = 0;
+        EXPECT_TRUE(CertStrToNameA(X509_ASN_ENCODING, subject.c_str(), CERT_X500_NAME_STR, nullptr,
+                                   nullptr, &size, nullptr));
+        std::vector<BYTE> encoded(size);
+        CertStrToNameA(X509_ASN_ENCODING, subject.c_str(), CERT_X500_NAME_STR, nullptr,
+                       encoded.data(), &size, nullptr);
+        CERT_NAME_BLOB name{size, encoded.data()};
+        CRYPT_KEY_PROV_INFO info{};
+        info.dwKeySpec = AT_SIGNATURE;
+        const PCCERT_CONTEXT certificate = CertCreateSelfSignCertificate(
+            context, &name, 0, &info, nullptr, nullptr, nullptr, nullptr);
+        EXPECT_NE(certificate, nullptr) << std::hex << GetLastError();
+        return certificate;
+    }
+
+    // The containers outlive the store that names them.
+    ContainerHome home_;
+    OpenStore store_;
+};
+
+}  // namespace test_support
