@@ -103,14 +103,20 @@ HRESULT Container::WriteCertificate(DWORD keySpec, std::span<const BYTE> certifi
     });
 }
 
-HRESULT Container::WritePermissions(DWORD keySpec, DWORD permissions) {
+HRESULT Container::NarrowPermissions(DWORD keySpec, DWORD permissions) {
     if (!IsKeySpec(keySpec)) {
         return NTE_BAD_KEY;
     }
     return Modify([&](ContainerImage* image, const SealKeys&) -> HRESULT {
         KeyRecord& record = SlotOf(*image, keySpec).record;
+        if (record.algorithm == 0) {
+            return NTE_NO_KEY;
+        }
+        if ((permissions & ~record.permissions) != 0) {
+            return NTE_PERM;
+        }
         record.permissions = permissions;
-        return record.algorithm == 0 ? NTE_NO_KEY : S_OK;
+        return S_OK;
     });
 }
 

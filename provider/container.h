@@ -76,8 +76,9 @@ class Container {
     // Replaces the certificate beside the slot's key, or removes it where `certificate` is empty.
     // The same words, and NTE_NO_KEY.
     HRESULT WriteCertificate(DWORD keySpec, std::span<const BYTE> certificate);
-    // Replaces the permissions of the slot's key. The same words.
-    HRESULT WritePermissions(DWORD keySpec, DWORD permissions);
+    // Replaces the permissions of the slot's key by some of them. The same words, and NTE_PERM for
+    // one that it does not have.
+    HRESULT NarrowPermissions(DWORD keySpec, DWORD permissions);
 
     // Sets the PIN of a container that has none; else checks it. Either way it is presented for the
     // rest of this context. A wrong one gives SCARD_W_WRONG_CHV and leaves what was presented

@@ -1,12 +1,14 @@
 // What a context knows besides its handle: its container, and how far it has enumerated.
 #pragma once
 
+#include <atomic>
 #include <memory>
 #include <mutex>
 #include <string>
 #include <vector>
 
 #include "provider/container.h"
+#include "provider/gost_algorithms.h"
 
 namespace provider {
 
@@ -18,6 +20,10 @@ class ContextState {
 
     ContainerScope Scope() const { return scope_; }
     const std::shared_ptr<Container>& GetContainer() const { return container_; }
+
+    // Of the keys that are generated from here on; null for the one that their algorithm has.
+    const GostCurve* Curve() const { return curve_.load(std::memory_order_relaxed); }
+    void SetCurve(const GostCurve* curve) { curve_.store(curve, std::memory_order_relaxed); }
 
     // PP_ENUMCONTAINERS and PP_ENUM_DAMAGED_CONTAINERS. `flags` is any of CRYPT_FIRST, which lists
     // anew, CRYPT_NEXT, and CRYPT_MACHINE_KEYSET, which counts with CRYPT_FIRST. Without a buffer,
@@ -38,6 +44,7 @@ class ContextState {
 
     const ContainerScope scope_;
     const std::shared_ptr<Container> container_;
+    std::atomic<const GostCurve*> curve_{nullptr};
     std::mutex mutex_;
     // Under the mutex.
     Enumeration containers_;

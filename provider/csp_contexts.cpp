@@ -86,7 +86,7 @@ HRESULT Release(HCRYPTPROV handle, DWORD flags) {
     DropContextState(handle);
     const auto isGone = [](handles::Handle owner) { return !ContextTable::IsValid(owner); };
     HashTable::RetireIf(isGone, [](Hash& hash) { hash.WipeSecrets(); });
-    KeyTable::RetireIf(isGone, [](SessionKey& key) { key.WipeSecrets(); });
+    KeyTable::RetireIf(isGone, [](Key& key) { key.Release(); });
     return flags == 0 ? S_OK : NTE_BAD_FLAGS;
 }
 
@@ -104,6 +104,26 @@ HRESULT GetContainerParameter(const ContextState& state, DWORD parameter, BYTE* 
     const std::string& name =
         parameter == PP_UNIQUE_CONTAINER ? container->UniqueName() : container->Name();
     return WriteParameter(name.c_str(), out, outSize);
+}
+
+HRESULT GetCurve(const ContextState& state, BYTE* out, DWORD* outSize) {
+    if (state.GetContainer() == nullptr) {
+        return NTE_BAD_TYPE;
+    }
+    const GostCurve* const curve = state.Curve();
+    return WriteParameter(curve == nullptr ? "" : curve->oid.Text(), out, outSize);
+}
+
+HRESULT SetCurve(ContextState* state, const char* oid) {
+    const GostCurve* curve = nullptr;
+    if (*oid != '\0') {
+        curve = FindCurveByText(oid);
+        if (curve == nullptr) {
+            return NTE_BAD_DATA;
+        }
+    }
+    state->SetCurve(curve);
+    return S_OK;
 }
 
 HRESULT GetParameter(HCRYPTPROV handle, DWORD parameter, BYTE* out, DWORD* outSize, DWORD flags) {
@@ -133,6 +153,8 @@ HRESULT GetParameter(HCRYPTPROV handle, DWORD parameter, BYTE* out, DWORD* outSi
             const bool isMachine = state->Scope() == ContainerScope::kMachine;
             return WriteParameter(isMachine ? DWORD{CRYPT_MACHINE_KEYSET} : 0, out, outSize);
         }
+        case PP_SIGNATURE_CURVE:
+            return GetCurve(*state, out, outSize);
         case PP_CONTAINER:
         case PP_CONTAINER_NAME:
         case PP_UNIQUE_CONTAINER:
@@ -150,7 +172,7 @@ HRESULT SetParameter(HCRYPTPROV handle, DWORD parameter, const BYTE* data, DWORD
         return NTE_BAD_UID;
     }
     const bool isPin = parameter == PP_SIGNATURE_PIN || parameter == PP_KEYEXCHANGE_PIN;
-    if (!isPin || state->GetContainer() == nullptr) {
+    if ((!isPin && parameter != PP_SIGNATURE_CURVE) || state->GetContainer() == nullptr) {
         return NTE_BAD_TYPE;
     }
     if (flags != 0) {
@@ -160,17 +182,10 @@ HRESULT SetParameter(HCRYPTPROV handle, DWORD parameter, const BYTE* data, DWORD
         return ERROR_INVALID_PARAMETER;
     }
     const auto* const text = reinterpret_cast<const char*>(data);
-    return state->GetContainer()->PresentPin({data, strnlen(text, kLongestPin + 1)});
-}
-
-// What `work` answers, or a word for the lack of memory that it met.
-template <typename Work>
-BOOL AnswerOf(Work work) {
-    try {
-        return Answer(work());
-    } catch (const std::bad_alloc&) {
-        return Answer(NTE_NO_MEMORY);
+    if (parameter == PP_SIGNATURE_CURVE) {
+        return SetCurve(state.get(), text);
     }
+    return state->GetContainer()->PresentPin({data, strnlen(text, kLongestPin + 1)});
 }
 
 HRESULT GenerateRandom(HCRYPTPROV handle, DWORD size, BYTE* out) {
@@ -189,11 +204,11 @@ HRESULT GenerateRandom(HCRYPTPROV handle, DWORD size, BYTE* out) {
 }  // namespace provider
 
 using provider::Answer;
-using provider::AnswerOf;
+using provider::AnswerTo;
 
 BOOL WINAPI CPAcquireContext(HCRYPTPROV* phProv, LPCSTR szContainer, DWORD dwFlags,
                              PVTableProvStruc /*pVTable*/) {
-    return AnswerOf([&] { return provider::Acquire(phProv, szContainer, dwFlags); });
+    return AnswerTo([&] { return provider::Acquire(phProv, szContainer, dwFlags); });
 }
 
 BOOL WINAPI CPReleaseContext(HCRYPTPROV hProv, DWORD dwFlags) {
@@ -202,12 +217,12 @@ BOOL WINAPI CPReleaseContext(HCRYPTPROV hProv, DWORD dwFlags) {
 
 BOOL WINAPI CPGetProvParam(HCRYPTPROV hProv, DWORD dwParam, BYTE* pbData, DWORD* pcbDataLen,
                            DWORD dwFlags) {
-    return AnswerOf(
+    return AnswerTo(
         [&] { return provider::GetParameter(hProv, dwParam, pbData, pcbDataLen, dwFlags); });
 }
 
 BOOL WINAPI CPSetProvParam(HCRYPTPROV hProv, DWORD dwParam, const BYTE* pbData, DWORD dwFlags) {
-    return AnswerOf([&] { return provider::SetParameter(hProv, dwParam, pbData, dwFlags); });
+    return AnswerTo([&] { return provider::SetParameter(hProv, dwParam, pbData, dwFlags); });
 }
 
 BOOL WINAPI CPGenRandom(HCRYPTPROV hProv, DWORD cbBuffer, BYTE* pbBuffer) {

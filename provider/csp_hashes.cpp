@@ -62,8 +62,8 @@ HRESULT SetHmacInfo(HCRYPTPROV context, const HMAC_INFO& info, Hash* hash) {
     if (digest == nullptr) {
         return NTE_BAD_ALGID;
     }
-    return WithKey(context, hash->Key(), [=](KeyTable::Lease* key) {
-        hash->SetPads((*key)->PadsFor(*digest));
+    return WithSessionKey(context, hash->Key(), [=](SessionKey* key) {
+        hash->SetPads(key->PadsFor(*digest));
         return S_OK;
     });
 }

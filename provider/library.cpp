@@ -35,7 +35,7 @@ bool SetUp() {
     }
     gcry_control(GCRYCTL_DISABLE_PRIV_DROP);
     gcry_check_version(nullptr);
-    gcry_control(GCRYCTL_SUSPEND_SECMEM_WARN);
+    gcry_control(GCRYCTL_DISABLE_SECMEM_WARN);
     gcry_control(GCRYCTL_INIT_SECMEM, kSecureMemorySize, 0);
     gcry_control(GCRYCTL_AUTO_EXPAND_SECMEM, kSecureMemorySize, 0);
     KeepSecureMemoryOutOfCoreFiles();

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstring>
+#include <new>
 #include <span>
 #include <utility>
 
@@ -44,6 +45,16 @@ inline BOOL Answer(HRESULT status) {
     }
     SetLastError(static_cast<DWORD>(status));
     return FALSE;
+}
+
+// The same for `work` that may run out of memory.
+template <typename Work>
+BOOL AnswerTo(Work work) {
+    try {
+        return Answer(work());
+    } catch (const std::bad_alloc&) {
+        return Answer(NTE_NO_MEMORY);
+    }
 }
 
 }  // namespace provider

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cstring>
+#include <memory>
+#include <utility>
 
 #include "provider/algorithms.h"
 #include "provider/parameter.h"
@@ -48,14 +50,26 @@ void SessionKey::SetValue(const BYTE* value) {
     std::copy_n(value, value_.size(), value_.begin());
 }
 
+HRESULT SessionKey::NarrowPermissions(const BYTE* data) {
+    DWORD wanted = 0;
+    std::memcpy(&wanted, data, sizeof(wanted));
+    if ((wanted & ~permissions_) != 0) {
+        return NTE_PERM;
+    }
+    permissions_ = wanted;
+    return S_OK;
+}
+
 HRESULT SessionKey::SetParameter(DWORD parameter, const BYTE* data) {
     switch (parameter) {
         case KP_KEYVAL:
         case KP_X:
             SetValue(data);
+            DropMessage();
             return S_OK;
         case KP_IV:
             std::copy_n(data, vector_.size(), vector_.begin());
+            DropMessage();
             return S_OK;
         case kCipherOidParameter: {
             const char* const set = FindParameterSet(reinterpret_cast<const char*>(data));
@@ -63,8 +77,11 @@ HRESULT SessionKey::SetParameter(DWORD parameter, const BYTE* data) {
                 return NTE_BAD_DATA;
             }
             parameterSet_ = set;
+            DropMessage();
             return S_OK;
         }
+        case KP_PERMISSIONS:
+            return NarrowPermissions(data);
         default:
             return NTE_BAD_TYPE;
     }
@@ -89,6 +106,43 @@ HRESULT SessionKey::GetParameter(DWORD parameter, BYTE* out, DWORD* outSize) con
     }
 }
 
+bool SessionKey::Permits(CipherDirection direction) const {
+    const DWORD needed = direction == CipherDirection::kEncrypt ? CRYPT_ENCRYPT : CRYPT_DECRYPT;
+    return (permissions_ & needed) != 0;
+}
+
+HRESULT SessionKey::Process(CipherDirection direction, bool isFinal, std::span<BYTE> piece) {
+    if (!Permits(direction)) {
+        return NTE_PERM;
+    }
+    std::unique_ptr<CipherMessage> message(std::exchange(message_, nullptr));
+    if (message == nullptr) {
+        message = std::make_unique<CipherMessage>();
+        const HRESULT status = message->Start(value_, vector_, parameterSet_);
+        if (status != S_OK) {
+            return status;
+        }
+    }
+    const HRESULT status = message->Process(direction, piece);
+    if (status == S_OK && !isFinal) {
+        message_ = message.release();
+    }
+    return status;
+}
+
+HRESULT SessionKey::ProcessWhole(CipherDirection direction, std::span<BYTE> message) const {
+    if (!Permits(direction)) {
+        return NTE_PERM;
+    }
+    CipherMessage cipher;
+    const HRESULT status = cipher.Start(value_, vector_, parameterSet_);
+    return status == S_OK ? cipher.Process(direction, message) : status;
+}
+
+void SessionKey::DropMessage() {
+    const std::unique_ptr<CipherMessage> dropped(std::exchange(message_, nullptr));
+}
+
 const HmacPads& SessionKey::PadsFor(const DigestAlgorithm& algorithm) {
     static_assert(kValueSize <= 32, "a value longer than a block would have to be hashed first");
     if (pads_.algorithm != &algorithm) {
@@ -102,6 +156,7 @@ void SessionKey::WipeSecrets() {
     Wipe(value_.data(), value_.size());
     Wipe(vector_.data(), vector_.size());
     WipeHmacPads(&pads_);
+    DropMessage();
 }
 
 }  // namespace provider

@@ -65,7 +65,7 @@ TEST_F(KeyContainer, IsEmptyWhenMade) {
         EXPECT_EQ(container->ReadKey(keySpec, &record), NTE_NO_KEY);
         EXPECT_EQ(container->ReadPrivateKey(keySpec, &secret), NTE_NO_KEY);
         EXPECT_EQ(container->WriteCertificate(keySpec, OctetsOf("certificate")), NTE_NO_KEY);
-        EXPECT_EQ(container->WritePermissions(keySpec, 1), NTE_NO_KEY);
+        EXPECT_EQ(container->NarrowPermissions(keySpec, 1), NTE_NO_KEY);
         EXPECT_EQ(container->ReadKey(keySpec, &record), NTE_NO_KEY);
     }
 }
@@ -95,7 +95,8 @@ TEST_F(KeyContainer, KeepsACertificateAndPermissionsBesideTheKey) {
     const auto container = Create();
     ASSERT_EQ(container->WriteKey(AT_SIGNATURE, kRecord, OctetsOf(kPrivateKey)), S_OK);
     ASSERT_EQ(container->WriteCertificate(AT_SIGNATURE, OctetsOf("cert")), S_OK);
-    ASSERT_EQ(container->WritePermissions(AT_SIGNATURE, 0x1F), S_OK);
+    ASSERT_EQ(container->NarrowPermissions(AT_SIGNATURE, 0x1F), S_OK);
+    EXPECT_EQ(container->NarrowPermissions(AT_SIGNATURE, 0x3F), NTE_PERM);
     KeyRecord expected = kRecord;
     expected.certificate = {'c', 'e', 'r', 't'};
     expected.permissions = 0x1F;
@@ -114,7 +115,7 @@ TEST_F(KeyContainer, GivesTheErrorWordsOfWhatItIsAsked) {
         EXPECT_EQ(container->ReadPrivateKey(keySpec, &secret), NTE_BAD_KEY);
         EXPECT_EQ(container->WriteKey(keySpec, kRecord, OctetsOf("k")), NTE_BAD_KEY);
         EXPECT_EQ(container->WriteCertificate(keySpec, {}), NTE_BAD_KEY);
-        EXPECT_EQ(container->WritePermissions(keySpec, 0), NTE_BAD_KEY);
+        EXPECT_EQ(container->NarrowPermissions(keySpec, 0), NTE_BAD_KEY);
     }
     EXPECT_EQ(container->WriteKey(AT_SIGNATURE, {}, OctetsOf("k")), NTE_BAD_ALGID);
     EXPECT_EQ(container->WriteKey(AT_SIGNATURE, kRecord, {}), NTE_BAD_LEN);
@@ -143,7 +144,7 @@ TEST_F(KeyContainer, AsksForItsPinBeforeAnythingPrivate) {
         EXPECT_TRUE(secret.empty());
         EXPECT_EQ(other.container->WriteKey(AT_SIGNATURE, kRecord, OctetsOf("k")), other.word);
         EXPECT_EQ(other.container->WriteCertificate(AT_SIGNATURE, {}), other.word);
-        EXPECT_EQ(other.container->WritePermissions(AT_SIGNATURE, 0), other.word);
+        EXPECT_EQ(other.container->NarrowPermissions(AT_SIGNATURE, 0), other.word);
         EXPECT_EQ(other.container->PresentPin(OctetsOf("4321")), SCARD_W_WRONG_CHV);
         EXPECT_EQ(other.container->ReadPrivateKey(AT_SIGNATURE, &secret), other.word);
         EXPECT_EQ(other.container->PresentPin(OctetsOf("1234")), S_OK);

@@ -152,8 +152,7 @@ TEST_F(ProviderKey, GivesItsErrorWords) {
     DWORD size = data.size();
     EXPECT_FAILS_WITH(NTE_BAD_UID, CPGenKey(0, kGost28147, 0, &out));
     EXPECT_FAILS_WITH(ERROR_INVALID_PARAMETER, CPGenKey(context_, kGost28147, 0, nullptr));
-    for (const ALG_ID algorithm : {ALG_ID{0}, ALG_ID{AT_KEYEXCHANGE}, ALG_ID{AT_SIGNATURE},
-                                   ALG_ID{0x2E23}, ALG_ID{0x801E}, ALG_ID{0x6602}}) {
+    for (const ALG_ID algorithm : {0U, 3U, 0x801EU, 0x6602U}) {
         EXPECT_FAILS_WITH(NTE_BAD_ALGID, CPGenKey(context_, algorithm, 0, &out));
     }
     EXPECT_FAILS_WITH(NTE_BAD_FLAGS, CPGenKey(context_, kGost28147, 2, &out));
