@@ -233,9 +233,9 @@ VLXCAPI DWORD WINAPI CertNameToStrW(DWORD dwCertEncodingType, PCERT_NAME_BLOB pN
  * for, as does CRYPT_ACQUIRE_USE_PROV_INFO_FLAG where the record has CERT_SET_KEY_CONTEXT_PROP_ID;
  * one kept before is then answered again. Key specification and flag may be null; without a flag a
  * handle that the caller ought to release is refused. CRYPT_E_NO_KEY_PROPERTY where no key is
- * named; E_INVALIDARG for other flags, CRYPT_ACQUIRE_COMPARE_KEY_FLAG among them;
- * ERROR_NO_UNICODE_TRANSLATION for a name that the ANSI code page cannot hold; else the provider's
- * words. */
+ * named; with CRYPT_ACQUIRE_COMPARE_KEY_FLAG NTE_BAD_PUBLIC_KEY for a newly acquired key that is
+ * not the certificate's; E_INVALIDARG for other flags; ERROR_NO_UNICODE_TRANSLATION for a name that
+ * the ANSI code page cannot hold; else the provider's words. */
 VLXCAPI BOOL WINAPI
 CryptAcquireCertificatePrivateKey(PCCERT_CONTEXT pCert, DWORD dwFlags, void* pvParameters,
                                   HCRYPTPROV_OR_NCRYPT_KEY_HANDLE* phCryptProvOrNCryptKey,

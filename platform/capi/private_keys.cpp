@@ -1,4 +1,5 @@
 // The keys that belong to certificates, and the hashes of certificates.
+#include <algorithm>
 #include <optional>
 #include <string>
 #include <utility>
@@ -7,6 +8,7 @@
 #include "capi/calls.h"
 #include "capi/certificate_object.h"
 #include "capi/heap.h"
+#include "capi/public_keys.h"
 #include "capi/text.h"
 
 namespace capi {
@@ -27,6 +29,7 @@ class OwnContext {
             SetLastError(before);
         }
     }
+    OwnContext(OwnContext&& other) noexcept : handle_(other.Leave()) {}
     OwnContext(const OwnContext&) = delete;
     OwnContext& operator=(const OwnContext&) = delete;
 
@@ -73,7 +76,7 @@ void SetParameter(HCRYPTPROV provider, const KeyProvInfo::Parameter& parameter) 
     RequireCall(isSet);
 }
 
-HCRYPTPROV Acquire(const KeyProvInfo& info, bool isSilent) {
+OwnContext Acquire(const KeyProvInfo& info, bool isSilent) {
     const DWORD flags =
         (info.flags & ~DWORD{CERT_SET_KEY_CONTEXT_PROP_ID}) | (isSilent ? CRYPT_SILENT : 0);
     const std::optional<std::string> container = ToAnsi(info.container);
@@ -82,7 +85,17 @@ HCRYPTPROV Acquire(const KeyProvInfo& info, bool isSilent) {
     for (const KeyProvInfo::Parameter& parameter : info.parameters) {
         SetParameter(context.Get(), parameter);
     }
-    return context.Leave();
+    return context;
+}
+
+// That the certificate's public key is the one in the container, bit for bit; what stands before
+// the bits may name the curve in more ways than one.
+void RequireSameKey(const CertificateObject& certificate, const CERT_KEY_CONTEXT& key) {
+    const CRYPT_BIT_BLOB& bits = certificate.Info().SubjectPublicKeyInfo.PublicKey;
+    const Bytes info = PublicKeyInfoOf(key.hCryptProv, key.dwKeySpec);
+    Require(bits.cbData != 0 && info.size() > bits.cbData &&
+                std::equal(bits.pbData, bits.pbData + bits.cbData, info.end() - bits.cbData),
+            NTE_BAD_PUBLIC_KEY);
 }
 
 struct AcquiredKey {
@@ -102,9 +115,12 @@ AcquiredKey AcquireKey(CertificateObject* certificate, DWORD flags) {
         }
     }
     Require(info.has_value(), CRYPT_E_NO_KEY_PROPERTY);
-    const CERT_KEY_CONTEXT key{sizeof(CERT_KEY_CONTEXT),
-                               Acquire(*info, (flags & CRYPT_ACQUIRE_SILENT_FLAG) != 0),
-                               info->keySpec};
+    OwnContext context = Acquire(*info, (flags & CRYPT_ACQUIRE_SILENT_FLAG) != 0);
+    CERT_KEY_CONTEXT key{sizeof(CERT_KEY_CONTEXT), context.Get(), info->keySpec};
+    if ((flags & CRYPT_ACQUIRE_COMPARE_KEY_FLAG) != 0) {
+        RequireSameKey(*certificate, key);
+    }
+    key.hCryptProv = context.Leave();
     return {keeps ? certificate->KeepFirstKeyContext(key) : key, keeps};
 }
 
@@ -161,7 +177,8 @@ CryptAcquireCertificatePrivateKey(PCCERT_CONTEXT pCert, DWORD dwFlags, void* /*p
     }
     return Answer<BOOL>(FALSE, [&] {
         constexpr DWORD kFlags = CRYPT_ACQUIRE_CACHE_FLAG | CRYPT_ACQUIRE_USE_PROV_INFO_FLAG |
-                                 CRYPT_ACQUIRE_NO_HEALING | CRYPT_ACQUIRE_SILENT_FLAG;
+                                 CRYPT_ACQUIRE_COMPARE_KEY_FLAG | CRYPT_ACQUIRE_NO_HEALING |
+                                 CRYPT_ACQUIRE_SILENT_FLAG;
         const auto certificate = capi::RequireContext(pCert);
         Require(phCryptProvOrNCryptKey != nullptr && (dwFlags & ~kFlags) == 0, E_INVALIDARG);
         // Nobody could release the handle.

@@ -9,6 +9,7 @@
 #include "capi/certificate_creation.h"
 #include "capi/certificate_object.h"
 #include "capi/der_writer.h"
+#include "capi/public_keys.h"
 #include "capi/utf8.h"
 
 namespace capi {
@@ -26,39 +27,6 @@ constexpr SignatureAlgorithm kSignatureAlgorithms[] = {
     {"1.2.643.2.2.19", "1.2.643.2.2.3", 0x801E},
     {"1.2.643.7.1.1.1.1", "1.2.643.7.1.1.3.2", 0x8021},
     {"1.2.643.7.1.1.1.2", "1.2.643.7.1.1.3.3", 0x8022},
-};
-
-// The octets of a value that is asked for twice, for its size and for itself.
-template <typename Ask>
-Bytes AskTwice(Ask ask) {
-    DWORD size = 0;
-    RequireCall(ask(nullptr, &size));
-    Bytes value(size);
-    RequireCall(ask(value.data(), &size));
-    value.resize(size);
-    return value;
-}
-
-class OwnKey {
-  public:
-    OwnKey(HCRYPTPROV provider, DWORD keySpec) {
-        RequireCall(CryptGetUserKey(provider, keySpec, &handle_));
-    }
-    ~OwnKey() { CryptDestroyKey(handle_); }
-    OwnKey(const OwnKey&) = delete;
-    OwnKey& operator=(const OwnKey&) = delete;
-
-    // Its SubjectPublicKeyInfo.
-    Bytes PublicKeyInfo() const {
-        const Bytes blob = AskTwice([this](BYTE* out, DWORD* size) {
-            return CryptExportKey(handle_, 0, PUBLICKEYBLOB, 0, out, size);
-        });
-        Require(blob.size() > sizeof(BLOBHEADER), NTE_BAD_PUBLIC_KEY);
-        return Bytes(blob.begin() + sizeof(BLOBHEADER), blob.end());
-    }
-
-  private:
-    HCRYPTKEY handle_ = 0;
 };
 
 class OwnHash {
@@ -185,7 +153,7 @@ struct Wanted {
 // Certificate ::= SEQUENCE { tbsCertificate, signatureAlgorithm, signature BIT STRING }
 Bytes MakeCertificate(const Wanted& wanted) {
     constexpr BYTE kVersion3[] = {0xA0, 0x03, 0x02, 0x01, 0x02};
-    const Bytes publicKeyInfo = OwnKey(wanted.provider, wanted.keySpec).PublicKeyInfo();
+    const Bytes publicKeyInfo = PublicKeyInfoOf(wanted.provider, wanted.keySpec);
     const SignatureAlgorithm& algorithm = AlgorithmOf(publicKeyInfo);
     Require(wanted.algorithm == nullptr ||
                 std::string_view(wanted.algorithm->pszObjId) == algorithm.signatureOid,

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <string>
 
+#include "mvlpfx/exit_codes.h"
 #include "mvlpfx/password_source.h"
 
 namespace mvlpfx {
@@ -59,7 +60,8 @@ struct CertsOptions {
 // Makes a key in a new container and a certificate that it signs itself, tied to it in "MY".
 void RunNew(const NewOptions& options);
 
-void RunListKeys(const KeysOptions& options);
+// Answers kProvider, having listed the rest, where files are no readable containers.
+ExitCode RunListKeys(const KeysOptions& options);
 // Deletes a container with its keys, for good. Certificates stay.
 void RunDeleteKey(const KeysOptions& options);
 

@@ -7,37 +7,30 @@
 #include "mvlpfx/handles.h"
 #include "mvlpfx/key_algorithms.h"
 #include "mvlpfx/report.h"
+#include "platform/csp_parameters.h"
 
 namespace mvlpfx {
 
 namespace {
 
-// Every container's name, in the provider's order.
-std::vector<std::string> ContainerNames(bool machine) {
-    OwnedContext context;
-    RequireCall(AcquireContext(nullptr, CRYPT_VERIFYCONTEXT, machine, &context),
-                "can't reach the provider");
-    std::vector<std::string> names;
+// Every text of a parameter that enumerates, in the provider's order.
+std::vector<std::string> Enumerate(HCRYPTPROV provider, DWORD parameter) {
+    std::vector<std::string> texts;
     DWORD room = 0;
-    if (CryptGetProvParam(context.Get(), PP_ENUMCONTAINERS, nullptr, &room, CRYPT_FIRST) == FALSE) {
-        if (GetLastError() == ERROR_NO_MORE_ITEMS) {
-            return names;
+    BOOL isThere = CryptGetProvParam(provider, parameter, nullptr, &room, CRYPT_FIRST);
+    std::string text(room, '\0');
+    for (DWORD which = CRYPT_FIRST; isThere != FALSE; which = CRYPT_NEXT) {
+        DWORD size = room;
+        isThere = CryptGetProvParam(provider, parameter, reinterpret_cast<BYTE*>(text.data()),
+                                    &size, which);
+        if (isThere != FALSE) {
+            texts.emplace_back(text.c_str());
         }
-        ThrowLastError("can't list the containers");
-    }
-    std::string name(room, '\0');
-    DWORD which = CRYPT_FIRST;
-    DWORD size = room;
-    while (CryptGetProvParam(context.Get(), PP_ENUMCONTAINERS, reinterpret_cast<BYTE*>(name.data()),
-                             &size, which) != FALSE) {
-        names.emplace_back(name.c_str());
-        which = CRYPT_NEXT;
-        size = room;
     }
     if (GetLastError() != ERROR_NO_MORE_ITEMS) {
         ThrowLastError("can't list the containers");
     }
-    return names;
+    return texts;
 }
 
 DWORD NumberParameter(HCRYPTKEY key, DWORD parameter) {
@@ -104,20 +97,31 @@ void PrintContainer(const nlohmann::ordered_json& container) {
 
 }  // namespace
 
-void RunListKeys(const KeysOptions& options) {
+ExitCode RunListKeys(const KeysOptions& options) {
+    OwnedContext context;
+    RequireCall(AcquireContext(nullptr, CRYPT_VERIFYCONTEXT, options.machine, &context),
+                "can't reach the provider");
     auto containers = nlohmann::ordered_json::array();
-    for (const std::string& name : ContainerNames(options.machine)) {
+    for (const std::string& name : Enumerate(context.Get(), PP_ENUMCONTAINERS)) {
         containers.push_back(DescribeContainer(name, options.machine));
         if (!options.common.json) {
             PrintContainer(containers.back());
         }
     }
+    const auto damaged = Enumerate(context.Get(), PP_ENUM_DAMAGED_CONTAINERS);
     if (options.common.json) {
         auto report = JsonReport("keys");
-        report["exitCode"] = 0;
+        report["exitCode"] =
+            static_cast<int>(damaged.empty() ? ExitCode::kDone : ExitCode::kProvider);
         report["containers"] = std::move(containers);
+        report["damaged"] = damaged;
         PrintJson(report);
+    } else {
+        for (const std::string& file : damaged) {
+            std::fprintf(stderr, "mvlpfx keys: %s is no readable container\n", file.c_str());
+        }
     }
+    return damaged.empty() ? ExitCode::kDone : ExitCode::kProvider;
 }
 
 void RunDeleteKey(const KeysOptions& options) {

@@ -7,6 +7,7 @@
 #include <functional>
 #include <memory>
 #include <new>
+#include <type_traits>
 
 #include "mvlpfx/commands.h"
 #include "mvlpfx/report.h"
@@ -50,16 +51,20 @@ void AddPinOptions(CLI::App* command, mvlpfx::PinOptions* options, const std::st
 }
 
 // `subject` is the file or object that the command is about.
-template <typename Options>
-int Run(const std::string& command, const std::string& subject, void (*run)(const Options&),
+template <typename Options, typename Command>
+int Run(const std::string& command, const std::string& subject, Command run,
         const Options& options) {
     const auto fail = [&](const mvlpfx::ToolError& error) {
         mvlpfx::PrintFailure(command, subject, error, options.common.json);
         return static_cast<int>(error.exitCode);
     };
     try {
-        run(options);
-        return static_cast<int>(ExitCode::kDone);
+        if constexpr (std::is_same_v<decltype(run(options)), ExitCode>) {
+            return static_cast<int>(run(options));
+        } else {
+            run(options);
+            return static_cast<int>(ExitCode::kDone);
+        }
     } catch (const mvlpfx::ToolError& error) {
         return fail(error);
     } catch (const std::bad_alloc&) {

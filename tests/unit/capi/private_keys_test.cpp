@@ -117,7 +117,7 @@ TEST_F(AcquirePrivateKey, GivesItsErrorWords) {
     EXPECT_FAILS_WITH(CRYPT_E_NO_KEY_PROPERTY, Acquire(CRYPT_ACQUIRE_CACHE_FLAG));
     Name(L"refuse");
     EXPECT_FAILS_WITH(NTE_BAD_KEYSET, Acquire(0));
-    EXPECT_FAILS_WITH(E_INVALIDARG, Acquire(CRYPT_ACQUIRE_COMPARE_KEY_FLAG));
+    EXPECT_FAILS_WITH(E_INVALIDARG, Acquire(0x80));
     EXPECT_FAILS_WITH(E_INVALIDARG, Acquire(0x40000));
     EXPECT_FAILS_WITH(E_INVALIDARG, CryptAcquireCertificatePrivateKey(nullptr, 0, nullptr, &key_,
                                                                       &keySpec_, &isCallers_));
