@@ -1,9 +1,10 @@
 #include "support/platform_calls.h"
 
-#include <dlfcn.h>
-
 #include <algorithm>
 #include <cstring>
+#include <new>
+
+#include "support/platform_stand_in.h"
 
 namespace test_support {
 
@@ -46,12 +47,28 @@ void PlatformCalls::RefuseKeyParam(DWORD parameter, DWORD error) {
     refusalError_ = error;
 }
 
+void PlatformCalls::FailKeyParam(DWORD parameter, int n, DWORD error) {
+    failedKeyParam_ = parameter;
+    failKeyParamIn_ = n;
+    refusalError_ = error;
+}
+
+void PlatformCalls::ReleaseContexts() {
+    while (!contexts_.empty()) {
+        CryptReleaseContext(*contexts_.begin(), 0);
+    }
+}
+
 int PlatformCalls::Count(const std::string& name) const {
     return static_cast<int>(std::count(log_.begin(), log_.end(), name));
 }
 
 bool PlatformCalls::Fails(const char* name) {
     log_.emplace_back(name);
+    if (throwName_ == name) {
+        throwName_.clear();
+        throw std::bad_alloc();
+    }
     const int now = static_cast<int>(log_.size());
     const bool fails =
         (failAt_ != 0 && (stay_ ? now >= failAt_ : now == failAt_)) ||
@@ -62,30 +79,9 @@ bool PlatformCalls::Fails(const char* name) {
 
 }  // namespace test_support
 
-namespace {
-
+using test_support::Calls;
 using test_support::PlatformCalls;
-
-template <typename Function>
-Function* Real(const char* name, Function*) {
-    return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
-}
-
-PlatformCalls& Calls() {
-    return PlatformCalls::Get();
-}
-
-bool Refused(const char* name) {
-    if (!Calls().Fails(name)) {
-        return false;
-    }
-    SetLastError(Calls().Error());
-    return true;
-}
-
-}  // namespace
-
-#define REAL(function) Real(#function, &function)
+using test_support::Refused;
 
 extern "C" {
 
@@ -95,13 +91,23 @@ BOOL CryptAcquireContextA(HCRYPTPROV* provider, LPCSTR container, LPCSTR name, D
         return FALSE;
     }
     const BOOL done = REAL(CryptAcquireContextA)(provider, container, name, type, flags);
-    Calls().Opened(&PlatformCalls::contexts_, done);
+    if (done && (flags & CRYPT_DELETEKEYSET) == 0) {
+        Calls().contexts_.insert(*provider);
+    }
+    Calls().acquisitions_.push_back(
+        {container == nullptr ? std::string() : container, flags, done != FALSE});
     return done;
 }
 
 BOOL CryptReleaseContext(HCRYPTPROV provider, DWORD flags) {
     const BOOL done = REAL(CryptReleaseContext)(provider, flags);
-    Calls().Closed(&PlatformCalls::contexts_, done);
+    if (done) {
+        if (const auto open = Calls().contexts_.find(provider); open != Calls().contexts_.end()) {
+            Calls().contexts_.erase(open);
+        }
+        std::erase_if(Calls().keyOwners_,
+                      [provider](const auto& entry) { return entry.second == provider; });
+    }
     return done;
 }
 
@@ -110,13 +116,15 @@ BOOL CryptGenKey(HCRYPTPROV provider, ALG_ID algorithm, DWORD flags, HCRYPTKEY* 
         return FALSE;
     }
     const BOOL done = REAL(CryptGenKey)(provider, algorithm, flags, key);
-    Calls().Opened(&PlatformCalls::keys_, done);
+    if (done) {
+        Calls().keyOwners_[*key] = provider;
+    }
     return done;
 }
 
 BOOL CryptDestroyKey(HCRYPTKEY key) {
     const BOOL done = REAL(CryptDestroyKey)(key);
-    Calls().Closed(&PlatformCalls::keys_, done);
+    Calls().keyOwners_.erase(key);
     return done;
 }
 
@@ -124,11 +132,46 @@ BOOL CryptSetKeyParam(HCRYPTKEY key, DWORD parameter, const BYTE* data, DWORD fl
     if (Refused("CryptSetKeyParam")) {
         return FALSE;
     }
-    if (parameter == Calls().refusedKeyParam_) {
+    Calls().keyParams_.push_back(parameter);
+    const bool isFailed = parameter == Calls().failedKeyParam_ && --Calls().failKeyParamIn_ == 0;
+    if (isFailed || parameter == Calls().refusedKeyParam_) {
         SetLastError(Calls().refusalError_);
         return FALSE;
     }
     return REAL(CryptSetKeyParam)(key, parameter, data, flags);
+}
+
+BOOL CryptGetProvParam(HCRYPTPROV provider, DWORD parameter, BYTE* data, DWORD* size, DWORD flags) {
+    return Refused("CryptGetProvParam")
+               ? FALSE
+               : REAL(CryptGetProvParam)(provider, parameter, data, size, flags);
+}
+
+BOOL CryptSetProvParam(HCRYPTPROV provider, DWORD parameter, const BYTE* data, DWORD flags) {
+    if (Refused("CryptSetProvParam")) {
+        return FALSE;
+    }
+    Calls().providerParams_.push_back({parameter, reinterpret_cast<const char*>(data)});
+    return REAL(CryptSetProvParam)(provider, parameter, data, flags);
+}
+
+BOOL CryptImportKey(HCRYPTPROV provider, const BYTE* data, DWORD size, HCRYPTKEY wrapping,
+                    DWORD flags, HCRYPTKEY* key) {
+    if (Refused("CryptImportKey")) {
+        return FALSE;
+    }
+    Calls().keyImports_.push_back({{data, data + size}, flags});
+    const BOOL done = REAL(CryptImportKey)(provider, data, size, wrapping, flags, key);
+    if (done) {
+        Calls().keyOwners_[*key] = provider;
+    }
+    return done;
+}
+
+BOOL CryptDecrypt(HCRYPTKEY key, HCRYPTHASH hash, BOOL isFinal, DWORD flags, BYTE* data,
+                  DWORD* size) {
+    return Refused("CryptDecrypt") ? FALSE
+                                   : REAL(CryptDecrypt)(key, hash, isFinal, flags, data, size);
 }
 
 BOOL CryptGenRandom(HCRYPTPROV provider, DWORD size, BYTE* buffer) {
