@@ -61,7 +61,8 @@ MVLPFX_EXPORT BOOL UzCreatePFX(HCERTSTORE store, PfxBlob* pfx, LPCWSTR password,
  * containers of the provider, each certificate tied to its key. Flags, of which others are not
  * looked at: CRYPT_EXPORTABLE lets the keys leave their containers again, CRYPT_MACHINE_KEYSET
  * takes the machine's containers in place of the user's. Answers the store, which the caller
- * closes, or null with the last error NTE_KEYSET_ENTRY_BAD      the password is wrong
+ * closes, with last error 0; or null with
+ *   NTE_KEYSET_ENTRY_BAD      the password is wrong
  *   ERROR_INVALID_PASSWORD    it is empty, or longer than 32 bytes
  *   NTE_BAD_DATA              the document is no PFX in DER, or lacks a part that it must have
  *   NTE_BAD_ALGID             it is encrypted with algorithms that the provider does not have

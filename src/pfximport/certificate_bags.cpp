@@ -1,7 +1,6 @@
 #include "pfximport/certificate_bags.h"
 
-#include <algorithm>
-#include <iterator>
+#include <utility>
 
 #include "derlist/der_queries.h"
 #include "pfximport/bag_identifiers.h"
@@ -35,6 +34,13 @@ bool FindLocalKeyId(const DerList& bag, std::string* id) {
     return true;
 }
 
+CertContext Decode(const Blob& encoded) {
+    return CertContext(encoded.IsEmpty()
+                           ? nullptr
+                           : CertCreateCertificateContext(kCertificateEncoding, encoded.GetData(),
+                                                          static_cast<DWORD>(encoded.GetSize())));
+}
+
 bool IsHashOf(const CERT_CONTEXT& certificate, const Blob& hash) {
     constexpr DWORD kSha1Size = 20;
     Blob found(kSha1Size);
@@ -57,42 +63,41 @@ void GetLastNodeContent(const DerList& list, Blob* content) {
 CertificateBags::CertificateBags(const DerList& content) {
     OidMatchCursor cursor(content, kCertBagOid);
     DerList structure;
-    while (cursor.MoveNext() && cursor.GetStructure(&structure) != 0) {
-        Bag bag;
-        if (!FindLocalKeyId(structure, &bag.localKeyId)) {
-            continue;
+    for (std::size_t place = 0; cursor.MoveNext() && cursor.GetStructure(&structure) != 0;
+         ++place) {
+        std::string localKeyId;
+        if (FindLocalKeyId(structure, &localKeyId)) {
+            Bag bag{place, {}};
+            ExtractBagCertificate(structure, &bag.certificate);
+            byLocalKeyId_[localKeyId].push_back(std::move(bag));
         }
-        ExtractBagCertificate(structure, &bag.certificate);
-        byLocalKeyId_[bag.localKeyId].push_back(bags_.size());
-        bags_.push_back(std::move(bag));
     }
 }
 
-const std::vector<std::size_t>* CertificateBags::BagsWith(const std::string& localKeyId) const {
-    static const std::vector<std::size_t> none;
+CertificateBags::Bags* CertificateBags::BagsWith(const std::string& localKeyId) {
     const auto found = byLocalKeyId_.find(localKeyId);
-    return found == byLocalKeyId_.end() ? &none : &found->second;
+    return found == byLocalKeyId_.end() || found->second.empty() ? nullptr : &found->second;
 }
 
-CertContext CertificateBags::FindForKey(const Blob& localKeyId, std::uint32_t ordinal) const {
+CertContext CertificateBags::FindForKey(const Blob& localKeyId, std::uint32_t ordinal) {
     const std::string wanted = ToKey(localKeyId);
-    const auto* const byId = BagsWith(wanted);
-    const auto* const byNumber = BagsWith(ToKey(ordinal));
-    std::vector<std::size_t> candidates;
-    std::ranges::set_union(*byId, *byNumber, std::back_inserter(candidates));
-    for (const std::size_t place : candidates) {
-        const Blob& encoded = bags_[place].certificate;
-        CertContext certificate(encoded.IsEmpty() ? nullptr
-                                                  : CertCreateCertificateContext(
-                                                        kCertificateEncoding, encoded.GetData(),
-                                                        static_cast<DWORD>(encoded.GetSize())));
+    const std::string number = ToKey(ordinal);
+    for (;;) {
+        Bags* const byId = BagsWith(wanted);
+        Bags* const byNumber = BagsWith(number);
+        if (byId == nullptr && byNumber == nullptr) {
+            return {};
+        }
+        const bool isById = byNumber == nullptr ||
+                            (byId != nullptr && byId->front().place <= byNumber->front().place);
+        Bags* const first = isById ? byId : byNumber;
+        CertContext certificate = Decode(first->front().certificate);
         if (certificate) {
-            const bool fits =
-                bags_[place].localKeyId == wanted || IsHashOf(*certificate.Get(), localKeyId);
+            const bool fits = isById || IsHashOf(*certificate.Get(), localKeyId);
             return fits ? std::move(certificate) : CertContext();
         }
+        first->pop_front();
     }
-    return {};
 }
 
 }  // namespace pkisdk

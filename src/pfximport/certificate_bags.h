@@ -1,11 +1,11 @@
 // The certificates of a document under the identifiers by which keys find them.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <deque>
 #include <map>
-#include <optional>
 #include <string>
-#include <vector>
 
 #include "derlist/der_list.h"
 #include "foundation/blob.h"
@@ -25,21 +25,22 @@ class CertificateBags {
     // The certificate that belongs to the key of number `ordinal`, counted from 1, with the
     // identifier `localKeyId`: that of the first bag with the same identifier, or with the key's
     // number in four octets, least significant first, that the platform can decode. One found by
-    // the number has to have `localKeyId` for its SHA-1. Empty where there is none.
-    CertContext FindForKey(const Blob& localKeyId, std::uint32_t ordinal) const;
+    // the number has to have `localKeyId` for its SHA-1. Empty where there is none. Bags that turn
+    // out to hold nothing are dropped, so that no later key tries them again.
+    CertContext FindForKey(const Blob& localKeyId, std::uint32_t ordinal);
 
   private:
     struct Bag {
-        std::string localKeyId;
+        std::size_t place;
         // Empty where the bag holds no certificate.
         Blob certificate;
     };
+    // In the order of the document.
+    using Bags = std::deque<Bag>;
 
-    const std::vector<std::size_t>* BagsWith(const std::string& localKeyId) const;
+    Bags* BagsWith(const std::string& localKeyId);
 
-    std::vector<Bag> bags_;
-    // Places in `bags_`, rising.
-    std::map<std::string, std::vector<std::size_t>> byLocalKeyId_;
+    std::map<std::string, Bags> byLocalKeyId_;
 };
 
 }  // namespace pkisdk

@@ -45,9 +45,9 @@ bool IsPfx(const IBlob& document) {
 }
 
 // A wrong password costs two derivations, and the second one's word is told.
-bool VerifyTwice(const char* password, const IBlob& document, const char* providerName) {
-    return VerifyPfxPassword(password, &document, providerName) != 0 ||
-           VerifyPfxPassword(password, &document, providerName) != 0;
+bool VerifyTwice(const char* password, const IBlob& document) {
+    return VerifyPfxPassword(password, &document, kProviderName) != 0 ||
+           VerifyPfxPassword(password, &document, kProviderName) != 0;
 }
 
 bool ImportContents(const char* password, const IBlob& document, HCERTSTORE store,
@@ -61,9 +61,9 @@ bool ImportContents(const char* password, const IBlob& document, HCERTSTORE stor
 }
 
 // Answers the error word. The store stays in `store` unless there is one.
-DWORD Restore(const char* password, const IBlob& document, const char* providerName,
-              std::uint32_t flags, bool isSilent, CertStore* store) {
-    if (!VerifyTwice(password, document, providerName)) {
+DWORD Restore(const char* password, const IBlob& document, std::uint32_t flags, bool isSilent,
+              CertStore* store) {
+    if (!VerifyTwice(password, document)) {
         return GetLastError();
     }
     *store->Put() = CertOpenStore(CERT_STORE_PROV_MEMORY, 0, 0, 0, nullptr);
@@ -83,7 +83,7 @@ DWORD Restore(const char* password, const IBlob& document, const char* providerN
 }  // namespace
 
 HCERTSTORE RestorePfxToMemoryStore(const char* password, const IBlob* document,
-                                   const char* providerName, std::uint32_t flags) {
+                                   [[maybe_unused]] const char* providerName, std::uint32_t flags) {
     DWORD error = 0;
     CertStore store;
     if (document == nullptr) {
@@ -95,7 +95,7 @@ HCERTSTORE RestorePfxToMemoryStore(const char* password, const IBlob* document,
         } else if (const WidePassword wide = MakeWidePassword(password); wide == nullptr) {
             error = ERROR_NOT_ENOUGH_MEMORY;
         } else {
-            error = Restore(password, *document, providerName, flags, isSilent, &store);
+            error = Restore(password, *document, flags, isSilent, &store);
             WipeWidePassword(wide.get());
         }
     }

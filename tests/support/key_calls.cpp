@@ -90,7 +90,7 @@ BOOL KeyCalls::Acquire(const ScriptedKey& key, HCRYPTPROV* context, DWORD* keySp
     if (key.isKept) {
         kept_[&key] = *context;
     } else {
-        PlatformCalls::Get().Opened(&PlatformCalls::contexts_, true);
+        PlatformCalls::Get().contexts_.insert(*context);
     }
     contexts_[*context] = &key;
     *keySpec = key.keySpec;
@@ -108,7 +108,7 @@ BOOL KeyCalls::Open(HCRYPTPROV context, DWORD keySpec, HCRYPTKEY* key) {
         return FALSE;
     }
     keys_[*key] = script;
-    PlatformCalls::Get().Opened(&PlatformCalls::keys_, true);
+    PlatformCalls::Get().keyOwners_[*key] = context;
     return TRUE;
 }
 
@@ -231,7 +231,9 @@ BOOL CryptContextAddRef(HCRYPTPROV provider, DWORD* reserved, DWORD flags) {
         return FALSE;
     }
     const BOOL done = REAL(CryptContextAddRef)(provider, reserved, flags);
-    Calls().Opened(&PlatformCalls::contexts_, done);
+    if (done) {
+        Calls().contexts_.insert(provider);
+    }
     return done;
 }
 
@@ -243,7 +245,9 @@ BOOL CryptGetUserKey(HCRYPTPROV provider, DWORD keySpec, HCRYPTKEY* key) {
         return Keys().Open(provider, keySpec, key);
     }
     const BOOL done = REAL(CryptGetUserKey)(provider, keySpec, key);
-    Calls().Opened(&PlatformCalls::keys_, done);
+    if (done) {
+        Calls().keyOwners_[*key] = provider;
+    }
     return done;
 }
 

@@ -8,10 +8,6 @@ namespace {
 
 const Bytes kDataOid = {0x2A, 0x86, 0x48, 0x86, 0xF7, 0x0D, 0x01, 0x07, 0x01};
 
-Bytes DataContentInfo(const Bytes& content) {
-    return Element(0x30, Join({Element(0x06, kDataOid), Element(0xA0, Element(0x04, content))}));
-}
-
 // Length octets and identifier from the last to the first, so that a document can be made from its
 // end on without moving what is there.
 Bytes HeaderBackwards(std::uint8_t tag, std::size_t size) {
@@ -43,6 +39,10 @@ Bytes Join(std::initializer_list<Bytes> parts) {
         out.insert(out.end(), part.begin(), part.end());
     }
     return out;
+}
+
+Bytes DataContentInfo(const Bytes& content) {
+    return Element(0x30, Join({Element(0x06, kDataOid), Element(0xA0, Element(0x04, content))}));
 }
 
 Bytes NestedSequences(std::size_t depth) {

@@ -12,6 +12,8 @@ namespace test_support {
 // One DER element with a minimal length.
 Bytes Element(std::uint8_t tag, const Bytes& content);
 Bytes Join(std::initializer_list<Bytes> parts);
+// ContentInfo of type data.
+Bytes DataContentInfo(const Bytes& content);
 // So many SEQUENCEs, each in the one before.
 Bytes NestedSequences(std::size_t depth);
 

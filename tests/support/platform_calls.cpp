@@ -1,9 +1,10 @@
 #include "support/platform_calls.h"
 
-#include <dlfcn.h>
-
 #include <algorithm>
 #include <cstring>
+#include <new>
+
+#include "support/platform_stand_in.h"
 
 namespace test_support {
 
@@ -54,6 +55,18 @@ void PlatformCalls::RefuseKeyParam(DWORD parameter, DWORD error) {
     refusalError_ = error;
 }
 
+void PlatformCalls::FailKeyParam(DWORD parameter, int n, DWORD error) {
+    failedKeyParam_ = parameter;
+    failKeyParamIn_ = n;
+    refusalError_ = error;
+}
+
+void PlatformCalls::ReleaseContexts() {
+    while (!contexts_.empty()) {
+        CryptReleaseContext(*contexts_.begin(), 0);
+    }
+}
+
 int PlatformCalls::Count(const std::string& name) const {
     return static_cast<int>(std::count(log_.begin(), log_.end(), name));
 }
@@ -64,6 +77,10 @@ bool PlatformCalls::Fails(const char* name, CallDetail detail) {
     }
     log_.emplace_back(name);
     details_.push_back(detail);
+    if (throwName_ == name) {
+        throwName_.clear();
+        throw std::bad_alloc();
+    }
     const int now = static_cast<int>(log_.size());
     const bool fails =
         (failAt_ != 0 && (stay_ ? now >= failAt_ : now == failAt_)) ||
@@ -74,30 +91,9 @@ bool PlatformCalls::Fails(const char* name, CallDetail detail) {
 
 }  // namespace test_support
 
-namespace {
-
+using test_support::Calls;
 using test_support::PlatformCalls;
-
-template <typename Function>
-Function* Real(const char* name, Function*) {
-    return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
-}
-
-PlatformCalls& Calls() {
-    return PlatformCalls::Get();
-}
-
-bool Refused(const char* name, test_support::CallDetail detail = {}) {
-    if (!Calls().Fails(name, detail)) {
-        return false;
-    }
-    SetLastError(Calls().Error());
-    return true;
-}
-
-}  // namespace
-
-#define REAL(function) Real(#function, &function)
+using test_support::Refused;
 
 extern "C" {
 
@@ -107,13 +103,23 @@ BOOL CryptAcquireContextA(HCRYPTPROV* provider, LPCSTR container, LPCSTR name, D
         return FALSE;
     }
     const BOOL done = REAL(CryptAcquireContextA)(provider, container, name, type, flags);
-    Calls().Opened(&PlatformCalls::contexts_, done);
+    if (done && (flags & CRYPT_DELETEKEYSET) == 0) {
+        Calls().contexts_.insert(*provider);
+    }
+    Calls().acquisitions_.push_back(
+        {container == nullptr ? std::string() : container, flags, done != FALSE});
     return done;
 }
 
 BOOL CryptReleaseContext(HCRYPTPROV provider, DWORD flags) {
     const BOOL done = REAL(CryptReleaseContext)(provider, flags);
-    Calls().Closed(&PlatformCalls::contexts_, done);
+    if (done) {
+        if (const auto open = Calls().contexts_.find(provider); open != Calls().contexts_.end()) {
+            Calls().contexts_.erase(open);
+        }
+        std::erase_if(Calls().keyOwners_,
+                      [provider](const auto& entry) { return entry.second == provider; });
+    }
     return done;
 }
 
@@ -122,13 +128,15 @@ BOOL CryptGenKey(HCRYPTPROV provider, ALG_ID algorithm, DWORD flags, HCRYPTKEY* 
         return FALSE;
     }
     const BOOL done = REAL(CryptGenKey)(provider, algorithm, flags, key);
-    Calls().Opened(&PlatformCalls::keys_, done);
+    if (done) {
+        Calls().keyOwners_[*key] = provider;
+    }
     return done;
 }
 
 BOOL CryptDestroyKey(HCRYPTKEY key) {
     const BOOL done = REAL(CryptDestroyKey)(key);
-    Calls().Closed(&PlatformCalls::keys_, done);
+    Calls().keyOwners_.erase(key);
     return done;
 }
 
@@ -136,7 +144,9 @@ BOOL CryptSetKeyParam(HCRYPTKEY key, DWORD parameter, const BYTE* data, DWORD fl
     if (Refused("CryptSetKeyParam", {parameter, true})) {
         return FALSE;
     }
-    if (parameter == Calls().refusedKeyParam_) {
+    Calls().keyParams_.push_back(parameter);
+    const bool isFailed = parameter == Calls().failedKeyParam_ && --Calls().failKeyParamIn_ == 0;
+    if (isFailed || parameter == Calls().refusedKeyParam_) {
         SetLastError(Calls().refusalError_);
         return FALSE;
     }

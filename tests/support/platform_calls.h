@@ -5,7 +5,9 @@
 
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -19,7 +21,8 @@ struct CallDetail {
     bool hasBuffer = false;
 };
 
-// What is asked of CryptoAPI, the registry, the text conversion and the heap, in order, by name.
+// What is asked of CryptoAPI, its certificate stores, the registry, the text conversion and the
+// heap, in order, by name.
 class PlatformCalls {
   public:
     static PlatformCalls& Get();
@@ -31,6 +34,8 @@ class PlatformCalls {
     void FailFrom(int n, bool stay, DWORD error);
     // The n-th call of that name fails, once.
     void FailNamed(const std::string& name, int n, DWORD error);
+    // The next call of that name throws std::bad_alloc, once: what code between two calls may do.
+    void ThrowAt(const std::string& name) { throwName_ = name; }
     // Answers in place of CryptFindOIDInfo from here on.
     void ReplaceOidInfo(std::function<PCCRYPT_OID_INFO(const char* oid)> lookup);
     // The same for lookups by algorithm.
@@ -55,12 +60,42 @@ class PlatformCalls {
     int Count(const std::string& name) const;
     bool Failed() const { return failed_; }
 
+    // The contexts asked for, with a null container as empty text.
+    struct Acquisition {
+        std::string container;
+        DWORD flags;
+        bool done;
+    };
+    const std::vector<Acquisition>& Acquisitions() const { return acquisitions_; }
+    // The key blobs handed to the provider.
+    struct KeyImport {
+        std::vector<BYTE> blob;
+        DWORD flags;
+    };
+    const std::vector<KeyImport>& KeyImports() const { return keyImports_; }
+    // The parameters set on keys and, as text, on contexts.
+    const std::vector<DWORD>& KeyParams() const { return keyParams_; }
+    struct ProviderParam {
+        DWORD parameter;
+        std::string text;
+    };
+    const std::vector<ProviderParam>& ProviderParams() const { return providerParams_; }
+    // The n-th CryptSetKeyParam of this parameter fails, once.
+    void FailKeyParam(DWORD parameter, int n, DWORD error);
+
     // Handles given out since Reset() and not released.
-    int OpenContexts() const { return contexts_; }
-    int OpenKeys() const { return keys_; }
+    int OpenContexts() const { return static_cast<int>(contexts_.size()); }
+    // A key that is left to its context goes with it.
+    int OpenKeys() const { return static_cast<int>(keyOwners_.size()); }
     int OpenHashes() const { return hashes_; }
     int OpenRegistryKeys() const { return registryKeys_; }
     int OpenHeapBlocks() const { return heapBlocks_; }
+    int OpenStores() const { return stores_; }
+    // References to certificate contexts.
+    int OpenCertificates() const { return certificates_; }
+
+    // Releases the contexts that are open, for a test of a leak that is meant.
+    void ReleaseContexts();
 
     // For the stand-ins themselves. While paused, calls are not told nor made to fail: those that
     // the platform makes of itself.
@@ -70,11 +105,19 @@ class PlatformCalls {
     void Opened(int PlatformCalls::*counter, bool done) { this->*counter += done ? 1 : 0; }
     void Closed(int PlatformCalls::*counter, bool done) { this->*counter -= done ? 1 : 0; }
 
-    int contexts_ = 0;
-    int keys_ = 0;
+    std::multiset<HCRYPTPROV> contexts_;
+    std::map<HCRYPTKEY, HCRYPTPROV> keyOwners_;
     int hashes_ = 0;
     int registryKeys_ = 0;
     int heapBlocks_ = 0;
+    int stores_ = 0;
+    int certificates_ = 0;
+    std::vector<Acquisition> acquisitions_;
+    std::vector<KeyImport> keyImports_;
+    std::vector<DWORD> keyParams_;
+    std::vector<ProviderParam> providerParams_;
+    DWORD failedKeyParam_ = 0;
+    int failKeyParamIn_ = 0;
     std::function<PCCRYPT_OID_INFO(const char*)> oidLookup_;
     std::function<PCCRYPT_OID_INFO(ALG_ID, DWORD)> algorithmLookup_;
     std::optional<BYTE> random_;
@@ -93,6 +136,7 @@ class PlatformCalls {
     bool failed_ = false;
     bool isPaused_ = false;
     std::string failName_;
+    std::string throwName_;
     int failNamedAt_ = 0;
     DWORD error_ = 0;
 };

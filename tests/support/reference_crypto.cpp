@@ -58,6 +58,22 @@ Bytes ReferencePfxMac(ALG_ID hashAlgorithm, const std::string& password, const B
     return ReferenceHmac(hashAlgorithm, Bytes(derived.begin() + 64, derived.end()), data);
 }
 
+Bytes ReferenceEncrypt(const Bytes& key, const Bytes& vector, const std::string& parameterSet,
+                       Bytes data) {
+    gcry_check_version(nullptr);
+    gcry_cipher_hd_t handle = nullptr;
+    if (gcry_cipher_open(&handle, GCRY_CIPHER_GOST28147_MESH, GCRY_CIPHER_MODE_CFB, 0) != 0 ||
+        gcry_cipher_ctl(handle, GCRYCTL_SET_SBOX, const_cast<char*>(parameterSet.c_str()), 0) !=
+            0 ||
+        gcry_cipher_setkey(handle, key.data(), key.size()) != 0 ||
+        gcry_cipher_setiv(handle, vector.data(), vector.size()) != 0 ||
+        gcry_cipher_encrypt(handle, data.data(), data.size(), nullptr, 0) != 0) {
+        throw std::runtime_error("gcry_cipher");
+    }
+    gcry_cipher_close(handle);
+    return data;
+}
+
 Bytes FromHex(const std::string& text) {
     std::string digits;
     for (const char c : text) {

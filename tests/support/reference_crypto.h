@@ -21,6 +21,10 @@ Bytes ReferenceHmac(ALG_ID hashAlgorithm, const Bytes& key, const Bytes& data);
 Bytes ReferencePfxMac(ALG_ID hashAlgorithm, const std::string& password, const Bytes& salt,
                       unsigned iterations, const Bytes& data);
 
+// GOST 28147-89 in CFB with the key meshing of RFC 4357, S-boxes by their parameter set.
+Bytes ReferenceEncrypt(const Bytes& key, const Bytes& vector, const std::string& parameterSet,
+                       Bytes data);
+
 // "00 ff" or "00ff" to bytes.
 Bytes FromHex(const std::string& text);
 

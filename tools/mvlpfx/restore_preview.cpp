@@ -49,7 +49,7 @@ OwnedStore DecryptCertificates(const pkisdk::DerList& list, const Secret<wchar_t
 }
 
 nlohmann::ordered_json DescribeKey(const pkisdk::DerList& structure, std::uint32_t ordinal,
-                                   const pkisdk::CertificateBags& bags) {
+                                   pkisdk::CertificateBags* bags) {
     pkisdk::Blob bytes;
     PfxKeyBag bag;
     pkisdk::BagAttributes attributes;
@@ -61,7 +61,7 @@ nlohmann::ordered_json DescribeKey(const pkisdk::DerList& structure, std::uint32
     if (attributes.containerName) {
         row["name"] = *attributes.containerName;
     }
-    const pkisdk::CertContext certificate = bags.FindForKey(attributes.localKeyId, ordinal);
+    const pkisdk::CertContext certificate = bags->FindForKey(attributes.localKeyId, ordinal);
     if (certificate) {
         row["thumbprint"] = Thumbprint(certificate.Get());
     }
@@ -70,11 +70,11 @@ nlohmann::ordered_json DescribeKey(const pkisdk::DerList& structure, std::uint32
 
 nlohmann::ordered_json DescribeKeys(const pkisdk::DerList& list, const pkisdk::DerList& content) {
     auto rows = nlohmann::ordered_json::array();
-    const pkisdk::CertificateBags bags(content);
+    pkisdk::CertificateBags bags(content);
     pkisdk::OidMatchCursor cursor(list, pkisdk::kShroudedKeyBagOid);
     pkisdk::DerList structure;
     while (cursor.MoveNext() && cursor.GetStructure(&structure) != 0) {
-        rows.push_back(DescribeKey(structure, static_cast<std::uint32_t>(rows.size() + 1), bags));
+        rows.push_back(DescribeKey(structure, static_cast<std::uint32_t>(rows.size() + 1), &bags));
     }
     return rows;
 }
