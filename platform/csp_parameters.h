@@ -26,13 +26,14 @@
  * The cipher is a stream cipher: pieces of any size, each as long as before. A null buffer asks
  * CryptEncrypt for the size, and ends no message.
  *
- * Parameters for CryptGetProvParam follow. Texts are of the ANSI code page, with their terminator. */
+ * Parameters for CryptGetProvParam follow. Texts are of the ANSI code page, with their terminator.
+ */
 #pragma once
 
 /* The curve of the keys that CryptGenKey makes from here on through a context with a container, as
  * dotted text; it can be set too. Empty text, which it is at first, stands for the algorithm's own:
- * 1.2.643.2.2.35.1 for keys of 256 bits and 1.2.643.7.1.2.1.2.1 for those of 512. What is no curve's
- * identifier: NTE_BAD_DATA. */
+ * 1.2.643.2.2.35.1 for keys of 256 bits and 1.2.643.7.1.2.1.2.1 for those of 512. What is no
+ * curve's identifier: NTE_BAD_DATA. */
 #define PP_SIGNATURE_CURVE 93
 
 /* The name of the context's container, as PP_CONTAINER gives it. A verification context has none:

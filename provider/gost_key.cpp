@@ -2,11 +2,7 @@
 
 #include <gcrypt.h>
 
-#include <algorithm>
-#include <new>
-
 #include "provider/library.h"
-#include "provider/library_error.h"
 #include "provider/library_number.h"
 
 namespace provider {
@@ -26,10 +22,6 @@ CurveContext OpenCurve(const GostCurve& curve) {
 // A copy, since the library's own is no plain number to calculate with.
 Number Parameter(const CurveContext& context, const char* name) {
     return Number(gcry_mpi_ec_get_mpi(name, context.get(), 1));
-}
-
-Number NewSecretNumber(const GostCurve& curve) {
-    return Number(gcry_mpi_snew(static_cast<unsigned>(curve.size * 8)));
 }
 
 bool IsAboveZeroAndBelow(const Number& number, const Number& limit) {
@@ -67,20 +59,55 @@ std::vector<BYTE> UncompressedPoint(const GostCurve& curve, std::span<const BYTE
     return point;
 }
 
-HRESULT ReadSignature(const GostCurve& curve, gcry_sexp_t result, std::vector<BYTE>* signature) {
-    gcry_mpi_t r = nullptr;
-    gcry_mpi_t s = nullptr;
-    const gcry_error_t error =
-        gcry_sexp_extract_param(result, "sig-val!gost", "rs", &r, &s, nullptr);
-    const Number ownedR(r);
-    const Number ownedS(s);
-    if (error != 0) {
-        return StatusOf(error);
+// Above zero and below the order, in secure memory. The library's level above this one would add
+// measurements of its own to what the kernel gives, for milliseconds each time, and never frees
+// what it measures with.
+Number DrawNumber(const GostCurve& curve, const Number& order) {
+    const std::size_t spareBits = curve.size * 8 - gcry_mpi_get_nbits(order.get());
+    SecretBytes candidate(curve.size);
+    // At least every other draw is below the order.
+    while (true) {
+        gcry_randomize(candidate.data(), candidate.size(), GCRY_STRONG_RANDOM);
+        candidate.View().back() &= static_cast<BYTE>(0xFF >> spareBits);
+        Number number = SecretNumber(candidate.View());
+        if (IsAboveZeroAndBelow(number, order)) {
+            return number;
+        }
     }
-    signature->resize(curve.size * 2);
-    WriteNumber(ownedR, std::span(*signature).first(curve.size));
-    WriteNumber(ownedS, std::span(*signature).last(curve.size));
-    return S_OK;
+}
+
+Number Multiply(const Number& a, const Number& b, const Number& order) {
+    Number product(gcry_mpi_snew(gcry_mpi_get_nbits(order.get())));
+    gcry_mpi_mulm(product.get(), a.get(), b.get(), order.get());
+    return product;
+}
+
+bool IsZero(const Number& number) {
+    return gcry_mpi_cmp_ui(number.get(), 0) == 0;
+}
+
+// The coordinates of the base point times `factor`; false where the library refuses.
+bool MultiplyBase(const CurveContext& context, const Number& factor, Number* x, Number* y) {
+    const Point base(gcry_mpi_ec_get_point("g", context.get(), 1));
+    const Point product(gcry_mpi_point_new(0));
+    gcry_mpi_ec_mul(product.get(), factor.get(), base.get(), context.get());
+    x->reset(gcry_mpi_new(0));
+    y->reset(gcry_mpi_new(0));
+    return gcry_mpi_ec_get_affine(x->get(), y->get(), product.get(), context.get()) == 0;
+}
+
+// s = r d + k e modulo the order. How long the multiplications take depends on their operands, so
+// that the secret ones are multiplied by a random number first.
+Number ComputeS(const GostCurve& curve, const Number& order, const Number& r, const Number& d,
+                const Number& k, const Number& e) {
+    const Number blind = DrawNumber(curve, order);
+    const Number first = Multiply(r, Multiply(blind, d, order), order);
+    const Number second = Multiply(e, Multiply(blind, k, order), order);
+    const Number sum(gcry_mpi_snew(gcry_mpi_get_nbits(order.get())));
+    gcry_mpi_addm(sum.get(), first.get(), second.get(), order.get());
+    const Number inverse(gcry_mpi_snew(gcry_mpi_get_nbits(order.get())));
+    gcry_mpi_invm(inverse.get(), blind.get(), order.get());
+    return Multiply(sum, inverse, order);
 }
 
 }  // namespace
@@ -90,15 +117,10 @@ SecretBytes GeneratePrivateKey(const GostCurve& curve) {
     if (context == nullptr) {
         return SecretBytes();
     }
-    const Number order = Parameter(context, "n");
-    const std::size_t spareBits = curve.size * 8 - gcry_mpi_get_nbits(order.get());
-    SecretBytes candidate(curve.size);
-    // At least every other draw is below the order.
-    do {
-        gcry_randomize(candidate.data(), candidate.size(), GCRY_VERY_STRONG_RANDOM);
-        candidate.View().back() &= static_cast<BYTE>(0xFF >> spareBits);
-    } while (!IsAboveZeroAndBelow(SecretNumber(candidate.View()), order));
-    return candidate;
+    const Number key = DrawNumber(curve, Parameter(context, "n"));
+    SecretBytes octets(curve.size);
+    WriteNumber(key, octets.View());
+    return octets;
 }
 
 bool IsPrivateKey(const GostCurve& curve, std::span<const BYTE> privateKey) {
@@ -117,10 +139,7 @@ SecretBytes MultiplyModuloOrder(const GostCurve& curve, std::span<const BYTE> fa
     gcry_mpi_mod(product.get(), product.get(), order.get());
     for (factors = factors.subspan(curve.size); factors.size() >= curve.size;
          factors = factors.subspan(curve.size)) {
-        const Number factor = SecretNumber(factors.first(curve.size));
-        Number next = NewSecretNumber(curve);
-        gcry_mpi_mulm(next.get(), product.get(), factor.get(), order.get());
-        product = std::move(next);
+        product = Multiply(product, SecretNumber(factors.first(curve.size)), order);
     }
     SecretBytes octets(curve.size);
     WriteNumber(product, octets.View());
@@ -133,13 +152,9 @@ HRESULT ComputePublicKey(const GostCurve& curve, std::span<const BYTE> privateKe
     if (context == nullptr) {
         return NTE_FAIL;
     }
-    const Number secret = SecretNumber(privateKey);
-    const Point base(gcry_mpi_ec_get_point("g", context.get(), 1));
-    const Point product(gcry_mpi_point_new(0));
-    gcry_mpi_ec_mul(product.get(), secret.get(), base.get(), context.get());
-    const Number x(gcry_mpi_new(0));
-    const Number y(gcry_mpi_new(0));
-    if (gcry_mpi_ec_get_affine(x.get(), y.get(), product.get(), context.get()) != 0) {
+    Number x;
+    Number y;
+    if (!MultiplyBase(context, SecretNumber(privateKey), &x, &y)) {
         return NTE_FAIL;
     }
     publicKey->resize(curve.size * 2);
@@ -169,20 +184,36 @@ bool IsPublicKey(const GostCurve& curve, std::span<const BYTE> publicKey) {
     return gcry_mpi_ec_get_affine(nullptr, nullptr, product.get(), context.get()) != 0;
 }
 
+// The library's own signature takes the key in an expression, and leaves copies of its parts in
+// ordinary memory.
 HRESULT SignHashValue(const GostCurve& curve, std::span<const BYTE> privateKey,
                       std::span<const BYTE> hashValue, std::vector<BYTE>* signature) {
-    SetUpLibrary();
-    const Number secret = SecretNumber(privateKey);
-    const Expression key =
-        Build("(private-key (ecc (curve %s) (d %M)))", curve.libraryName, secret.get());
-    const Expression hash = BuildHash(hashValue);
-    if (key == nullptr || hash == nullptr) {
+    const CurveContext context = OpenCurve(curve);
+    if (context == nullptr) {
         return NTE_FAIL;
     }
-    gcry_sexp_t result = nullptr;
-    const gcry_error_t error = gcry_pk_sign(&result, hash.get(), key.get());
-    const Expression owned(result);
-    return error == 0 ? ReadSignature(curve, result, signature) : StatusOf(error);
+    const Number order = Parameter(context, "n");
+    const Number d = SecretNumber(privateKey);
+    const Number e = PublicNumber(hashValue);
+    gcry_mpi_mod(e.get(), e.get(), order.get());
+    if (IsZero(e)) {
+        gcry_mpi_set_ui(e.get(), 1);
+    }
+    Number r;
+    Number s;
+    Number y;
+    do {
+        const Number k = DrawNumber(curve, order);
+        if (!MultiplyBase(context, k, &r, &y)) {
+            return NTE_FAIL;
+        }
+        gcry_mpi_mod(r.get(), r.get(), order.get());
+        s = ComputeS(curve, order, r, d, k, e);
+    } while (IsZero(r) || IsZero(s));
+    signature->resize(curve.size * 2);
+    WriteNumber(r, std::span(*signature).first(curve.size));
+    WriteNumber(s, std::span(*signature).last(curve.size));
+    return S_OK;
 }
 
 bool VerifyHashValue(const GostCurve& curve, std::span<const BYTE> publicKey,

@@ -131,8 +131,8 @@ VLXCAPI_BEGIN
  * has the form of a unique name; NTE_KEYSET_ENTRY_BAD for a damaged container; NTE_PERM for one
  * whose file is another user's or open to others; ERROR_ACCESS_DENIED, ERROR_DISK_FULL and
  * ERROR_WRITE_PROTECT where the system refuses. Null or empty `szContainer` is the container named
- * after the user's login name, with CRYPT_DELETEKEYSET too, which leaves `*phProv` 0. A name is told
- * from others by case; a unique name stands for it. */
+ * after the user's login name, with CRYPT_DELETEKEYSET too, which leaves `*phProv` 0. A name is
+ * told from others by case; a unique name stands for it. */
 VLXCAPI BOOL WINAPI CryptAcquireContextA(HCRYPTPROV* phProv, LPCSTR szContainer, LPCSTR szProvider,
                                          DWORD dwProvType, DWORD dwFlags);
 
@@ -155,8 +155,8 @@ VLXCAPI BOOL WINAPI CryptReleaseContext(HCRYPTPROV hProv, DWORD dwFlags);
  * container, 1 to 255 characters with terminator. A container without a PIN takes it; one with a
  * PIN compares, and a wrong one gives SCARD_W_WRONG_CHV. Until it is presented, what needs the
  * private key, or changes the container, gives SCARD_W_CARD_NOT_AUTHENTICATED, or in a CRYPT_SILENT
- * context NTE_SILENT_CONTEXT. NTE_BAD_LEN for an empty or longer one; NTE_BAD_TYPE in a verification
- * context. */
+ * context NTE_SILENT_CONTEXT. NTE_BAD_LEN for an empty or longer one; NTE_BAD_TYPE in a
+ * verification context. */
 VLXCAPI BOOL WINAPI CryptGetProvParam(HCRYPTPROV hProv, DWORD dwParam, BYTE* pbData,
                                       DWORD* pdwDataLen, DWORD dwFlags);
 VLXCAPI BOOL WINAPI CryptSetProvParam(HCRYPTPROV hProv, DWORD dwParam, const BYTE* pbData,

@@ -13,7 +13,8 @@ namespace pkisdk {
 void SeedRuntimeRandom();
 
 // `size` bytes into `salt`, each the low 8 bits of one value: the salt of a document's MAC, which
-// unlike the others does not come from the provider. The seed test is the caller's, some steps before.
+// unlike the others does not come from the provider. The seed test is the caller's, some steps
+// before.
 void MakeMacSalt(std::uint32_t size, IBlob* salt);
 
 // After the seed test, a fresh container name: "rnd-" and 36 more characters, upper-case

@@ -11,6 +11,7 @@
 
 #include "provider/container_store.h"
 #include "support/container_home.h"
+#include "support/key_context.h"
 #include "support/kill_at_syscall.h"
 
 namespace {
@@ -20,6 +21,7 @@ using provider::ContainerScope;
 using provider::KeyRecord;
 using provider::SecretBytes;
 using test_support::ContainerHome;
+using test_support::KeyContext;
 using test_support::KillAtEverySyscall;
 
 std::span<const BYTE> OctetsOf(std::string_view text) {
@@ -170,6 +172,56 @@ TEST_F(ContainersChanged, ByAPinKeepTheirKeysAndHaveItOrNot) {
                return "no PIN";
            },
            {"a PIN", "no PIN"});
+}
+
+// The container, its key and the certificate, one after the other, as a restore makes them.
+TEST_F(ContainersKilled, InAnImportLeaveEachStepDoneOrNotBegun) {
+    std::vector<BYTE> blob;
+    std::vector<BYTE> publicKey;
+    {
+        const ContainerHome home;
+        const KeyContext source("source", CRYPT_NEWKEYSET);
+        const HCRYPTKEY key = source.Generate(AT_KEYEXCHANGE, CRYPT_EXPORTABLE);
+        blob = source.ExportPrivate(key, source.SessionKey());
+        publicKey = source.ExportPublic(key);
+    }
+    const std::vector<BYTE> certificate = {0x30, 0x03, 0x02, 0x01, 0x05};
+    const auto restore = [&] {
+        const KeyContext made("mine", CRYPT_NEWKEYSET | CRYPT_SILENT);
+        const HCRYPTKEY key = made.Import(blob, made.SessionKey());
+        EXPECT_TRUE(CPSetKeyParam(made.Get(), key, KP_CERTIFICATE, certificate.data(), 0));
+        return HasFailure() ? 1 : 0;
+    };
+    const auto look = [&]() -> std::string {
+        if (Open() == nullptr) {
+            return "nothing";
+        }
+        const KeyContext found("mine");
+        HCRYPTKEY key = 0;
+        if (!CPGetUserKey(found.Get(), AT_KEYEXCHANGE, &key)) {
+            EXPECT_EQ(GetLastError(), static_cast<DWORD>(NTE_NO_KEY));
+            return "a container";
+        }
+        EXPECT_EQ(found.ExportPublic(key), publicKey);
+        const HCRYPTHASH hash = found.HashOf(0x8021, "message");
+        EXPECT_TRUE(found.Verify(hash, found.Sign(hash, AT_KEYEXCHANGE), key));
+        DWORD size = 0;
+        if (!CPGetKeyParam(found.Get(), key, KP_CERTIFICATE, nullptr, &size, 0)) {
+            return "a key";
+        }
+        EXPECT_EQ(found.Parameter(key, KP_CERTIFICATE), certificate);
+        return "a key and its certificate";
+    };
+    std::set<std::string> seen;
+    const int killed = KillAtEverySyscall(
+        [&] {
+            home_.reset();
+            home_ = std::make_unique<ContainerHome>();
+        },
+        restore, [&] { seen.insert(look()); });
+    SKIP_WHERE_NOTHING_IS_TRACED(killed);
+    EXPECT_EQ(seen, (std::set<std::string>{"nothing", "a container", "a key",
+                                           "a key and its certificate"}));
 }
 
 TEST_F(ContainersKilled, InADeletionLeaveAWholeOneOrNone) {

@@ -178,6 +178,17 @@ struct Contents {
     std::vector<std::string> keyless;
 };
 
+// A number without a key would keep the keys behind it from finding their certificates in a
+// restore, so what has no key is not numbered.
+void ForgetKeys(HCERTSTORE store, const std::set<std::uint32_t>& reached) {
+    std::uint32_t number = 0;
+    ForEachCertificate(store, "memory", [&](PCCERT_CONTEXT certificate) {
+        if (!KeyProvInfo(certificate).empty() && !reached.contains(++number)) {
+            CertSetCertificateContextProperty(certificate, CERT_KEY_PROV_INFO_PROP_ID, 0, nullptr);
+        }
+    });
+}
+
 // Keys are numbered by the certificates that name one, in the store's order.
 Contents CompareWith(HCERTSTORE store, const std::vector<std::uint8_t>& document) {
     const std::set<std::uint32_t> numbers = KeyNumbers(document);
@@ -193,17 +204,15 @@ Contents CompareWith(HCERTSTORE store, const std::vector<std::uint8_t>& document
     return contents;
 }
 
-void RequireAllKeys(const Contents& contents) {
+[[noreturn]] void ThrowMissingKeys(const Contents& contents) {
     std::string names;
     for (const std::string& name : contents.keyless) {
         names += "\n  " + name;
     }
-    if (!names.empty()) {
-        throw ToolError(ExitCode::kProvider,
-                        "nothing written, since these certificates' keys can't be reached "
-                        "(--allow-missing-keys leaves them out):" +
-                            names);
-    }
+    throw ToolError(ExitCode::kProvider,
+                    "nothing written, since these certificates' keys can't be reached "
+                    "(--allow-missing-keys leaves them out):" +
+                        names);
 }
 
 void Report(const CreateOptions& options, const Contents& contents) {
@@ -232,13 +241,23 @@ void RunCreate(const CreateOptions& options) {
     const OwnedStore store = Gather(options);
     const Secret<wchar_t> password =
         ReadNewPassword(options.password, "Password for the document: ");
-    std::vector<std::uint8_t> document;
-    RunWithSpinner(
-        [&] { document = CreateDocument(store.Get(), password, options.names ? kNamesFlag : 0); },
-        options.common.quiet);
+    const auto create = [&] {
+        std::vector<std::uint8_t> document;
+        RunWithSpinner(
+            [&] {
+                document = CreateDocument(store.Get(), password, options.names ? kNamesFlag : 0);
+            },
+            options.common.quiet);
+        return document;
+    };
+    std::vector<std::uint8_t> document = create();
     const Contents contents = CompareWith(store.Get(), document);
-    if (!options.allowMissingKeys) {
-        RequireAllKeys(contents);
+    if (!contents.keyless.empty()) {
+        if (!options.allowMissingKeys) {
+            ThrowMissingKeys(contents);
+        }
+        ForgetKeys(store.Get(), KeyNumbers(document));
+        document = create();
     }
     if (options.pem) {
         document = PemOf(document, "PKCS12");

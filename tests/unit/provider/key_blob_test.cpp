@@ -58,8 +58,7 @@ TEST_F(KeyBlob, HoldsThePeersKeysAsThePeerWritesThem) {
             EXPECT_EQ(ToHex(context_.UnwrapKey(context_.ExportPrivate(key, session_), session_)),
                       ToHex(vector.privateKeyInfo));
             const Bytes publicBlob = context_.ExportPublic(key);
-            EXPECT_EQ(ToHex(std::span(publicBlob).subspan(8)),
-                      ToHex(vector.publicKeyInfo));
+            EXPECT_EQ(ToHex(std::span(publicBlob).subspan(8)), ToHex(vector.publicKeyInfo));
         }
         EXPECT_EQ(context_.ExportPublic(context_.UserKey(AT_KEYEXCHANGE)),
                   context_.ExportPublic(key));
