@@ -1,12 +1,15 @@
 #include "pfxexport/cert_safe_contents.h"
 
 #include <cstdint>
+#include <span>
 
+#include "derlist/der_parser.h"
 #include "derlist/der_queries.h"
 #include "pfxcrypto/handle_guards.h"
 #include "pfxexport/failure.h"
 #include "pfxexport/list_building.h"
 #include "pfxexport/local_key_id.h"
+#include "pfxexport/read_back.h"
 
 namespace pkisdk {
 
@@ -18,6 +21,11 @@ bool NamesKey(PCCERT_CONTEXT certificate) {
                                              &size) != FALSE;
 }
 
+bool IsDer(std::span<const std::uint8_t> bytes) {
+    DerList list;
+    return ParseDerList(bytes.data(), static_cast<std::int32_t>(bytes.size()), &list) != 0;
+}
+
 // False when the certificate is not DER.
 bool AppendCertBag(const CERT_CONTEXT& certificate, DerList* list) {
     AppendNode(list, 1, kSequenceTag);
@@ -26,9 +34,15 @@ bool AppendCertBag(const CERT_CONTEXT& certificate, DerList* list) {
     AppendNode(list, 3, kSequenceTag);
     AppendOid(list, 4, kX509CertificateOid);
     AppendNode(list, 4, kContext0Tag);
+    const std::span encoded(certificate.pbCertEncoded, certificate.cbCertEncoded);
+    if (!ComesOutUnchanged(encoded)) {
+        // Its nodes would write another certificate.
+        AppendNode(list, 5, kOctetStringTag, Blob(encoded.data(), encoded.size()));
+        return IsDer(encoded);
+    }
     AppendNode(list, 5, kOctetStringTag);
-    return AppendDerBytes(list, certificate.pbCertEncoded, certificate.cbCertEncoded,
-                          DER_APPEND_AS_CHILD) != 0;
+    return AppendDerBytes(list, encoded.data(), certificate.cbCertEncoded, DER_APPEND_AS_CHILD) !=
+           0;
 }
 
 void AppendLocalKeyId(std::uint32_t keyIndex, DerList* list) {

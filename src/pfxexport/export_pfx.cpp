@@ -19,6 +19,7 @@
 #include "pfxexport/mac_data.h"
 #include "pfxexport/pfx_skeleton.h"
 #include "pfxexport/private_key_blob.h"
+#include "pfxexport/read_back.h"
 
 namespace pkisdk {
 
@@ -112,7 +113,13 @@ class PfxExport {
     PfxExport(const char* password, HCERTSTORE store, DWORD flags, std::int32_t isSizeOnly)
         : password_(password), store_(store), flags_(flags), isSizeOnly_(isSizeOnly) {}
 
-    Failure Run(std::vector<std::uint8_t>* document);
+    Failure Run();
+    // What Run wrote.
+    const Blob& Document() const { return bytes_; }
+    // False when its random octets happen to read as something else.
+    bool IsReadable() const {
+        return areKeysReadable_ && pkisdk::IsReadable(document_, bytes_.Bytes());
+    }
 
   private:
     Failure AddKeys();
@@ -127,6 +134,8 @@ class PfxExport {
     std::int32_t isSizeOnly_;
 
     DerList document_;
+    Blob bytes_;
+    bool areKeysReadable_ = true;
     // The first key's derivation fills it, so that keys of one hash share a session key.
     Blob keySalt_;
     // These are those of the last key; the certificates and the MAC take them over.
@@ -137,7 +146,7 @@ class PfxExport {
     DWORD providerType_ = 0;
 };
 
-Failure PfxExport::Run(std::vector<std::uint8_t>* document) {
+Failure PfxExport::Run() {
     BuildPfxSkeleton(&document_);
     if (store_ == nullptr || !HoldsCertificates(store_)) {
         return FailWith(NTE_INVALID_PARAMETER);
@@ -153,11 +162,7 @@ Failure PfxExport::Run(std::vector<std::uint8_t>* document) {
                       &document_) == 0) {
         return FailWithLastError();
     }
-    Blob bytes;
-    if (FlattenSubtree(document_, 0, &bytes) != 0) {
-        const auto octets = bytes.Bytes();
-        document->assign(octets.begin(), octets.end());
-    }
+    FlattenSubtree(document_, 0, &bytes_);
     return kSuccess;
 }
 
@@ -198,6 +203,7 @@ Failure PfxExport::AddKey(std::uint32_t keyIndex, OpenKey* key) {
                         kDefaultIterations) == 0) {
         return FailWithLastError();
     }
+    areKeysReadable_ = areKeysReadable_ && ComesOutUnchanged(bag.Bytes());
     AppendDerBytes(&document_, bag.GetData(), static_cast<std::uint32_t>(bag.GetSize()),
                    kKeyBagDepth);
     return kSuccess;
@@ -263,7 +269,19 @@ Failure PfxExport::AddCertificates(ProviderContext* provider) {
 int ExportPfxFromStore(const char* password, [[maybe_unused]] const void* ignored1,
                        [[maybe_unused]] const void* ignored2, HCERTSTORE store, DWORD flags,
                        std::int32_t isSizeOnly, std::vector<std::uint8_t>* document) {
-    return Answer(PfxExport(password, store, flags, isSizeOnly).Run(document));
+    // Fresh salts make a document readable, unless the provider has no fresh ones.
+    constexpr int kAttempts = 4;
+    for (int attempt = 1;; ++attempt) {
+        PfxExport run(password, store, flags, isSizeOnly);
+        if (const Failure failure = run.Run()) {
+            return Answer(failure);
+        }
+        if (attempt == kAttempts || run.IsReadable()) {
+            const auto octets = run.Document().Bytes();
+            document->assign(octets.begin(), octets.end());
+            return Answer(kSuccess);
+        }
+    }
 }
 
 }  // namespace pkisdk

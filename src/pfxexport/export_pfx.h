@@ -12,7 +12,8 @@ namespace pkisdk {
 // into one document under `password` (ANSI code page, NUL-terminated). A key that can't be reached
 // is left out; its certificate stays. Of `flags` bit 0x10 alone counts: it puts the names of
 // provider and container beside each key. `isSizeOnly` nonzero gives a document of the right length
-// and no use, without having the provider write out keys. The ignored arguments are 0.
+// and no use, without having the provider write out keys. The ignored arguments are 0. A document
+// whose random octets a reader would take for elements is made again, with other salts.
 // Answers nonzero with last error 0; or 0 with `document` as it was and the last error
 //   NTE_INVALID_PARAMETER          no store, or one without certificates
 //   NTE_BAD_KEY                    a key's algorithm can't be read

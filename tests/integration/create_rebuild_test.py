@@ -3,8 +3,8 @@
 
 WRITER makes one document of each family of keys in FOLDER, under salts that it tells. This script
 makes the same documents from the certificates, the password and the salts, with OpenSSL's GOST
-engine for every primitive and nothing of the module. Only the wrapped keys are taken from the
-document; they are decrypted, and must be the private keys of their certificates.
+engine for every primitive and nothing of the module. Only the MAC's salt and the wrapped keys are
+taken from the document; those are decrypted, and must be the private keys of their certificates.
 
 Exit code 77 where the engine is not installed.
 """
@@ -170,7 +170,9 @@ class Document:
         facts = [line.split(" ", 1) for line in (folder / "facts.txt").read_text().splitlines()]
         self.password = self.fact(facts, "password")[0].encode()
         self.salt = bytes([int(self.fact(facts, "salt_octet")[0])]) * 32
-        self.mac_salt = bytes.fromhex(self.fact(facts, "mac_salt")[0])
+        # Drawn by the module itself, and drawn again where the MAC reads as an element: the octets
+        # before the count.
+        self.mac_salt = self.written[-36:-4]
         self.provider_name = self.fact(facts, "provider_name")
         self.friendly_names = self.fact(facts, "friendly_name")
         self.certificates = [((folder / value).read_bytes(), name == "key_certificate")

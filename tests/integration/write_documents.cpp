@@ -1,7 +1,6 @@
 // Makes one document of each family of keys, under salts that are told, and writes it into a folder
 // with all that it was made from: write_documents FOLDER. A program of its own, so that another one
 // can make the same documents from that by other means.
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
@@ -18,7 +17,6 @@ using test_support::CertificateBytes;
 constexpr char kPassword[] = "Пароль 1";
 constexpr wchar_t kWidePassword[] = L"Пароль 1";
 constexpr BYTE kSaltOctet = 0x51;
-constexpr unsigned kSeed = 20;
 constexpr DWORD kWithNames = 0x10;
 
 void Write(const std::filesystem::path& path, const std::vector<BYTE>& bytes) {
@@ -34,21 +32,7 @@ std::vector<BYTE> Create(HCERTSTORE store, DWORD flags) {
     }
     std::vector<BYTE> document(pfx.cbData);
     pfx.pbData = document.data();
-    std::srand(kSeed);
     return UzCreatePFX(store, &pfx, kWidePassword, flags) ? document : std::vector<BYTE>{};
-}
-
-std::string MacSaltAfterSeed() {
-    std::srand(kSeed);
-    std::rand();
-    std::string text;
-    for (int i = 0; i < 32; ++i) {
-        constexpr char kDigits[] = "0123456789abcdef";
-        const int octet = std::rand() & 0xFF;
-        text += kDigits[octet >> 4];
-        text += kDigits[octet & 15];
-    }
-    return text;
 }
 
 // A certificate without a key, two keys, and a certificate again. False where nothing was made.
@@ -61,8 +45,7 @@ bool WriteDocument(const std::filesystem::path& folder, ALG_ID algorithm, DWORD 
     store.Add(test_support::Chain().issuer);
     const std::vector<CertificateBytes> certificates = store.Store().All();
     std::ofstream facts(folder / "facts.txt");
-    facts << "password " << kPassword << "\nsalt_octet " << int{kSaltOctet} << "\nmac_salt "
-          << MacSaltAfterSeed() << '\n';
+    facts << "password " << kPassword << "\nsalt_octet " << int{kSaltOctet} << '\n';
     for (std::size_t i = 0; i < certificates.size(); ++i) {
         const bool isKeys = i == 1 || i == 2;
         const std::string file = std::to_string(i) + ".der";

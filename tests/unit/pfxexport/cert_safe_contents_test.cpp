@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "support/der_outline.h"
 #include "support/export_fixture.h"
 #include "support/pfx_builder.h"
@@ -103,6 +105,26 @@ TEST_F(BuildCertSafeContentsTest, ACertificateThatIsNotDerIsBadDataAndNothingIsR
     EXPECT_EQ(Keys().OpenCertificates(), 0);
     leaf->pbCertEncoded[0] = before;
     const_cast<CERT_CONTEXT*>(leaf.Get())->cbCertEncoded = size;
+    Keys().certificates_ = 1;
+}
+
+// The octets of the subject's key identifier: a zero that the list's parser would pass over, and
+// an element behind it.
+TEST_F(BuildCertSafeContentsTest, ACertificateWhoseOctetsReadAsElementsComesOutAsItWentIn) {
+    Add(Chain().leaf);
+    const test_support::Certificate leaf(store_.First());
+    BYTE* const end = leaf->pbCertEncoded + leaf->cbCertEncoded;
+    const Bytes header = outline::FromHex("04 16 04 14");
+    BYTE* const found = std::search(leaf->pbCertEncoded, end, header.begin(), header.end());
+    ASSERT_NE(found, end);
+    BYTE* const identifier = found + header.size();
+    const Bytes before(identifier, identifier + 20);
+    const Bytes octets = Join({{0x00}, Element(0x04, Bytes(17, 0x51))});
+    std::copy(octets.begin(), octets.end(), identifier);
+    const CertificateBytes changed(leaf->pbCertEncoded, end);
+    Keys().certificates_ = 0;
+    ExpectContents(CertBag(changed, {}));
+    std::copy(before.begin(), before.end(), identifier);
     Keys().certificates_ = 1;
 }
 

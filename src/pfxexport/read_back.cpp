@@ -1,0 +1,41 @@
+#include "pfxexport/read_back.h"
+
+#include <algorithm>
+#include <iterator>
+
+#include "derlist/der_parser.h"
+#include "derlist/der_queries.h"
+
+namespace pkisdk {
+
+namespace {
+
+// The value, its salt and the count.
+constexpr std::ptrdiff_t kTailNodes = 3;
+
+bool ParseUnchanged(std::span<const std::uint8_t> bytes, DerList* list) {
+    Blob written;
+    return ParseDerList(bytes.data(), static_cast<std::int32_t>(bytes.size()), list) != 0 &&
+           FlattenSubtree(*list, 0, &written) != 0 && std::ranges::equal(written.Bytes(), bytes);
+}
+
+bool IsSameNode(const DerNode& one, const DerNode& other) {
+    return one.depth == other.depth && one.tag == other.tag && one.content == other.content;
+}
+
+}  // namespace
+
+bool ComesOutUnchanged(std::span<const std::uint8_t> bytes) {
+    DerList list;
+    return ParseUnchanged(bytes, &list);
+}
+
+bool IsReadable(const DerList& built, std::span<const std::uint8_t> document) {
+    DerList read;
+    return ParseUnchanged(document, &read) && read.size() >= kTailNodes &&
+           built.size() >= kTailNodes &&
+           std::equal(std::prev(built.end(), kTailNodes), built.end(),
+                      std::prev(read.end(), kTailNodes), &IsSameNode);
+}
+
+}  // namespace pkisdk
