@@ -41,8 +41,9 @@ HRESULT Process(HCRYPTPROV context, HCRYPTKEY keyHandle, HCRYPTHASH hash, Cipher
 
 // With no buffer the key is looked at and nothing is done: the size stays as it is.
 HRESULT CheckSizeQuery(HCRYPTPROV context, HCRYPTKEY keyHandle, DWORD flags) {
-    return WithKey(context, keyHandle,
-                   [=](KeyTable::Lease*) -> HRESULT { return flags == 0 ? S_OK : NTE_BAD_FLAGS; });
+    return WithSessionKey(context, keyHandle, [=](SessionKey*) -> HRESULT {
+        return flags == 0 ? S_OK : NTE_BAD_FLAGS;
+    });
 }
 
 }  // namespace

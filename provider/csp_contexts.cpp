@@ -108,8 +108,8 @@ HRESULT Release(HCRYPTPROV handle, DWORD flags) {
     }
     DropContextState(handle);
     const auto isGone = [](handles::Handle owner) { return !ContextTable::IsValid(owner); };
-    HashTable::RetireIf(isGone, [](Hash& hash) { hash.WipeSecrets(); });
-    KeyTable::RetireIf(isGone, [](Key& key) { key.Release(); });
+    HashTable::RetireAll(isGone, [](Hash& hash) { hash.WipeSecrets(); });
+    KeyTable::RetireAll(isGone, [](Key& key) { key.Release(); });
     return flags == 0 ? S_OK : NTE_BAD_FLAGS;
 }
 

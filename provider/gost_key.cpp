@@ -11,7 +11,7 @@ namespace {
 
 // The curve's arithmetic; null where the library does not know it.
 CurveContext OpenCurve(const GostCurve& curve) {
-    SetUpLibrary();
+    RequireSecureMemory();
     gcry_ctx_t context = nullptr;
     if (gcry_mpi_ec_new(&context, nullptr, curve.libraryName) != 0) {
         return nullptr;

@@ -4,17 +4,25 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <cstddef>
 #include <cstdint>
+#include <new>
 
 namespace provider {
 
 namespace {
 
-// Room for some dozens of signatures at once; when it is used up the library adds to it.
-constexpr int kSecureMemorySize = 256 * 1024;
+// Room for a thousand messages that are under way, or a hundred signatures at once. It is not let
+// grow: what the library adds is ordinary memory, which is neither locked nor kept out of core
+// files.
+constexpr int kSecureMemorySize = 1024 * 1024;
 
-// The library locks its secure memory, but a core file would show it. The first block that it hands
-// out lies at the start of the memory.
+// More than the secret numbers of one operation take.
+constexpr std::size_t kRoomForOperation = 16 * 1024;
+
+// The library locks its secure memory where the system lets it, and it is used all the same where
+// it does not: many systems let a process lock next to nothing. But a core file would show it. The
+// first block that it hands out lies at the start of the memory.
 void KeepSecureMemoryOutOfCoreFiles() {
     void* const first = gcry_malloc_secure(1);
     if (first == nullptr) {
@@ -28,16 +36,19 @@ void KeepSecureMemoryOutOfCoreFiles() {
 }
 
 // The library is the process's: what its other users set up holds, and only where there are none it
-// is set up here, without the messages to the standard error stream that it would write.
+// is set up here. Either way without its warnings about memory, which it would write to the
+// standard error stream, whoever's that is.
 bool SetUp() {
-    if (gcry_control(GCRYCTL_ANY_INITIALIZATION_P) != 0) {
+    const bool isSetUp = gcry_control(GCRYCTL_ANY_INITIALIZATION_P) != 0;
+    if (!isSetUp) {
+        gcry_control(GCRYCTL_DISABLE_PRIV_DROP);
+        gcry_check_version(nullptr);
+    }
+    gcry_control(GCRYCTL_DISABLE_SECMEM_WARN);
+    if (isSetUp) {
         return true;
     }
-    gcry_control(GCRYCTL_DISABLE_PRIV_DROP);
-    gcry_check_version(nullptr);
-    gcry_control(GCRYCTL_DISABLE_SECMEM_WARN);
     gcry_control(GCRYCTL_INIT_SECMEM, kSecureMemorySize, 0);
-    gcry_control(GCRYCTL_AUTO_EXPAND_SECMEM, kSecureMemorySize, 0);
     KeepSecureMemoryOutOfCoreFiles();
     gcry_control(GCRYCTL_INITIALIZATION_FINISHED, 0);
     return true;
@@ -48,6 +59,15 @@ bool SetUp() {
 void SetUpLibrary() {
     static const bool isSetUp = SetUp();
     static_cast<void>(isSetUp);
+}
+
+void RequireSecureMemory() {
+    SetUpLibrary();
+    void* const room = gcry_malloc_secure(kRoomForOperation);
+    if (room == nullptr) {
+        throw std::bad_alloc();
+    }
+    gcry_free(room);
 }
 
 }  // namespace provider

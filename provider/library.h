@@ -7,4 +7,8 @@ namespace provider {
 // several threads.
 void SetUpLibrary();
 
+// Throws std::bad_alloc where the secure memory has no room for one more operation on secret
+// numbers. The library would not fail for them, but put them into ordinary memory.
+void RequireSecureMemory();
+
 }  // namespace provider

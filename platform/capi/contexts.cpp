@@ -112,8 +112,8 @@ BOOL AcquireFrom(const Csp& csp, ProviderEntry entry, LPCSTR container, DWORD ty
 void ForgetObjectsOfReleasedContexts() {
     const auto isGone = [](handles::Handle owner) { return !ContextTable::IsValid(owner); };
     const auto nothing = [](ContextObject&) {};
-    KeyTable::RetireIf(isGone, nothing);
-    HashTable::RetireIf(isGone, nothing);
+    KeyTable::RetireAll(isGone, nothing);
+    HashTable::RetireAll(isGone, nothing);
 }
 
 }  // namespace

@@ -7,6 +7,7 @@
 #include "capi/builtin_settings.h"
 #include "capi/calls.h"
 #include "capi/certificate_object.h"
+#include "capi/der_writer.h"
 #include "capi/heap.h"
 #include "capi/public_keys.h"
 #include "capi/text.h"
@@ -93,8 +94,9 @@ OwnContext Acquire(const KeyProvInfo& info, bool isSilent) {
 void RequireSameKey(const CertificateObject& certificate, const CERT_KEY_CONTEXT& key) {
     const CRYPT_BIT_BLOB& bits = certificate.Info().SubjectPublicKeyInfo.PublicKey;
     const Bytes info = PublicKeyInfoOf(key.hCryptProv, key.dwKeySpec);
-    Require(bits.cbData != 0 && info.size() > bits.cbData &&
-                std::equal(bits.pbData, bits.pbData + bits.cbData, info.end() - bits.cbData),
+    // With its header, so that the end of a key does not pass for the key.
+    const Bytes field = DerBitString({bits.pbData, bits.cbData});
+    Require(info.size() > field.size() && std::equal(field.rbegin(), field.rend(), info.rbegin()),
             NTE_BAD_PUBLIC_KEY);
 }
 

@@ -120,6 +120,10 @@ Bytes DerValidity(const SYSTEMTIME* start, const SYSTEMTIME* end) {
     return DerSequence({DerTime(from), DerTime(until)});
 }
 
+bool IsWhole(const CRYPT_DATA_BLOB& blob) {
+    return blob.pbData != nullptr || blob.cbData == 0;
+}
+
 // Extensions ::= [3] SEQUENCE OF SEQUENCE { extnID, critical DEFAULT FALSE, extnValue OCTET STRING
 // }
 Bytes DerExtensions(const CERT_EXTENSIONS* extensions) {
@@ -127,9 +131,11 @@ Bytes DerExtensions(const CERT_EXTENSIONS* extensions) {
     if (extensions == nullptr || extensions->cExtension == 0) {
         return {};
     }
+    Require(extensions->rgExtension != nullptr, E_INVALIDARG);
     Bytes list;
     for (const CERT_EXTENSION& extension :
          std::span(extensions->rgExtension, extensions->cExtension)) {
+        Require(extension.pszObjId != nullptr && IsWhole(extension.Value), E_INVALIDARG);
         const Bytes element = DerSequence(
             {DerObjectIdentifier(extension.pszObjId),
              extension.fCritical != FALSE ? std::span<const BYTE>(kCritical) : std::span<BYTE>(),
@@ -155,9 +161,11 @@ Bytes MakeCertificate(const Wanted& wanted) {
     constexpr BYTE kVersion3[] = {0xA0, 0x03, 0x02, 0x01, 0x02};
     const Bytes publicKeyInfo = PublicKeyInfoOf(wanted.provider, wanted.keySpec);
     const SignatureAlgorithm& algorithm = AlgorithmOf(publicKeyInfo);
-    Require(wanted.algorithm == nullptr ||
-                std::string_view(wanted.algorithm->pszObjId) == algorithm.signatureOid,
-            NTE_BAD_ALGID);
+    if (wanted.algorithm != nullptr) {
+        Require(wanted.algorithm->pszObjId != nullptr, E_INVALIDARG);
+        Require(std::string_view(wanted.algorithm->pszObjId) == algorithm.signatureOid,
+                NTE_BAD_ALGID);
+    }
     const Bytes algorithmIdentifier = DerSequence({DerObjectIdentifier(algorithm.signatureOid)});
     const Bytes body =
         DerSequence({kVersion3, RandomSerialNumber(wanted.provider), algorithmIdentifier,
@@ -220,7 +228,8 @@ PCCERT_CONTEXT WINAPI CertCreateSelfSignCertificate(
     PSYSTEMTIME pStartTime, PSYSTEMTIME pEndTime, PCERT_EXTENSIONS pExtensions) {
     return Answer<PCCERT_CONTEXT>(nullptr, [&] {
         constexpr DWORD kFlags = CERT_CREATE_SELFSIGN_NO_SIGN | CERT_CREATE_SELFSIGN_NO_KEY_INFO;
-        Require(hCryptProv != 0 && pSubjectIssuerBlob != nullptr && (dwFlags & ~kFlags) == 0,
+        Require(hCryptProv != 0 && pSubjectIssuerBlob != nullptr &&
+                    capi::IsWhole(*pSubjectIssuerBlob) && (dwFlags & ~kFlags) == 0,
                 E_INVALIDARG);
         const capi::Wanted wanted{
             hCryptProv,

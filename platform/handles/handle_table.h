@@ -172,26 +172,37 @@ class HandleTable {
         }
     }
 
-    // Retires every object whose owner `isGone` names, after `clean` has had it. One that another
-    // thread is working on stays until the next call.
+    // Retires every object whose owner `isGone` names, after `clean` has had it. Answers whether
+    // that was all of them: one that another thread is working on stays for a further call.
     template <typename IsGone, typename Clean>
-    static void RetireIf(IsGone isGone, Clean clean) {
+    static bool RetireIf(IsGone isGone, Clean clean) {
+        bool isAll = true;
         for (const std::atomic<Slot*>& block : blocks_) {
             Slot* const slots = block.load(std::memory_order_acquire);
             if (slots == nullptr) {
-                return;
+                break;
             }
             for (std::size_t i = 0; i < kSlotsPerBlock; ++i) {
                 const Handle handle = slots[i].state.load(std::memory_order_acquire);
-                if (handle == kFree || (handle & kBusy) != 0 ||
-                    !isGone(slots[i].owner.load(std::memory_order_acquire))) {
+                if (handle == kFree || !isGone(slots[i].owner.load(std::memory_order_acquire))) {
                     continue;
                 }
-                if (Lease lease = TryLock(handle)) {
+                Lease lease = TryLock(handle & ~kBusy);
+                if (lease) {
                     clean(*lease);
                     lease.Retire();
                 }
+                isAll = isAll && !lease.IsBusy();
             }
+        }
+        return isAll;
+    }
+
+    // The same, waiting for the threads that are working on one of them.
+    template <typename IsGone, typename Clean>
+    static void RetireAll(IsGone isGone, Clean clean) {
+        while (!RetireIf(isGone, clean)) {
+            std::this_thread::yield();
         }
     }
 

@@ -142,13 +142,39 @@ TEST(HandleTable, RetiresWhatBelongsToAnOwner) {
 TEST(HandleTable, LeavesALeasedObjectToTheNextRetirement) {
     using T = Table<7>;
     const Handle handle = Make<T>(1, 10);
-    const auto retireAll = [] { T::RetireIf([](Handle) { return true; }, [](Object&) {}); };
+    const auto retire = [] { return T::RetireIf([](Handle) { return true; }, [](Object&) {}); };
     {
         const T::Lease lease = T::TryLock(handle);
-        retireAll();
+        EXPECT_FALSE(retire());
         EXPECT_TRUE(T::IsValid(handle));
     }
-    retireAll();
+    EXPECT_TRUE(retire());
+    EXPECT_FALSE(T::IsValid(handle));
+}
+
+TEST(HandleTable, WaitsForALeasedObjectToRetireAll) {
+    using T = Table<71>;
+    const Handle handle = Make<T>(1, 10);
+    std::atomic<bool> isLeased = false;
+    std::atomic<bool> isAsked = false;
+    std::thread worker([&] {
+        const T::Lease lease = T::TryLock(handle);
+        isLeased = true;
+        while (!isAsked) {
+            std::this_thread::yield();
+        }
+    });
+    while (!isLeased) {
+        std::this_thread::yield();
+    }
+    const auto isGone = [&isAsked](Handle) {
+        isAsked = true;
+        return true;
+    };
+    int cleaned = 0;
+    T::RetireAll(isGone, [&cleaned](Object&) { ++cleaned; });
+    worker.join();
+    EXPECT_EQ(cleaned, 1);
     EXPECT_FALSE(T::IsValid(handle));
 }
 

@@ -250,6 +250,7 @@ TEST_F(UserKey, GivesItsErrorWords) {
     size = 8;
     EXPECT_FAILS_WITH(NTE_BAD_KEY,
                       CPEncrypt(context_.Get(), key, 0, TRUE, 0, data.data(), &size, 8));
+    EXPECT_FAILS_WITH(NTE_BAD_KEY, CPEncrypt(context_.Get(), key, 0, TRUE, 0, nullptr, &size, 0));
     EXPECT_FAILS_WITH(NTE_BAD_KEY, CPDecrypt(context_.Get(), key, 0, TRUE, 0, data.data(), &size));
     HCRYPTHASH hmac = 0;
     ASSERT_TRUE(CPCreateHash(context_.Get(), CALG_HMAC, key, 0, &hmac));

@@ -3,10 +3,13 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "csp.h"
+#include "provider/objects.h"
 #include "support/csp_guards.h"
 #include "support/last_error.h"
 
@@ -115,6 +118,32 @@ TEST_F(ProviderContext, FillsWithRandomBytes) {
     // With 1000 draws from 256 values, fewer than 200 different ones do not happen by chance.
     EXPECT_GT(std::count(seen.begin(), seen.end(), true), 200);
     EXPECT_FAILS_WITH(ERROR_INVALID_PARAMETER, CPGenRandom(context_, 4, nullptr));
+}
+
+// What it released last is not left for the release of another context to wipe.
+TEST_F(ProviderContext, EndsItsKeyWhenTheWorkOnThatIsDone) {
+    HCRYPTPROV context = 0;
+    HCRYPTKEY key = 0;
+    ASSERT_TRUE(Acquire(&context, nullptr, CRYPT_VERIFYCONTEXT));
+    ASSERT_TRUE(CPGenKey(context, test_support::kGost28147, 0, &key));
+    std::atomic<bool> isLeased = false;
+    std::thread worker([&] {
+        const provider::KeyTable::Lease lease = provider::KeyTable::Lock(key);
+        isLeased = true;
+        while (provider::ContextTable::IsValid(context)) {
+            std::this_thread::yield();
+        }
+        // The release goes on to the keys meanwhile.
+        for (int i = 0; i < 10'000; ++i) {
+            std::this_thread::yield();
+        }
+    });
+    while (!isLeased) {
+        std::this_thread::yield();
+    }
+    EXPECT_TRUE(CPReleaseContext(context, 0));
+    EXPECT_FALSE(provider::KeyTable::IsValid(key));
+    worker.join();
 }
 
 }  // namespace
