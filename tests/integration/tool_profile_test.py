@@ -84,6 +84,17 @@ class Keys(Profile):
         self.expect(0, "keys", "delete", "../Иван/..")
         self.assertEqual(self.expect(0, "keys"), "")
 
+    def test_names_that_would_command_a_terminal_are_shown_without(self):
+        name = "box\x1b[2J\u009b1m\nline\x7f"
+        self.expect(0, "new", "--subject", "CN=\"" + name + "\"", "--container", name)
+        for listed in (self.expect(0, "keys"), self.expect(0, "certs")):
+            self.assertIn("box?[2J", listed)
+            self.assertEqual(listed.count("\n"), 1)
+            self.assertNotRegex(listed[:-1], "[\x00-\x1f\x7f-\x9f]")
+        self.assertEqual(self.report("keys")["containers"][0]["container"], name)
+        failed = self.run_tool("keys", "delete", name + "x").stderr.decode()
+        self.assertNotRegex(failed[:-1], "[\x00-\x09\x0b-\x1f\x7f-\x9f]")
+
     def test_a_damaged_file_is_named_and_hides_no_other(self):
         self.new("one")
         damaged = self.home / "keys" / ("0" * 64 + ".key")

@@ -61,7 +61,7 @@ nlohmann::ordered_json DescribeContainer(const std::string& name, bool machine) 
 }
 
 void PrintContainer(const nlohmann::ordered_json& container) {
-    const std::string& name = container["container"].get_ref<const std::string&>();
+    const std::string name = Printable(container["container"]);
     if (container["keys"].empty()) {
         std::printf("%-24s  empty\n", name.c_str());
     }
