@@ -1,9 +1,11 @@
 #include "pfxexport/cert_safe_contents.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <span>
+#include <vector>
 
-#include "derlist/der_parser.h"
+#include "derlist/der_header.h"
 #include "derlist/der_queries.h"
 #include "pfxcrypto/handle_guards.h"
 #include "pfxexport/failure.h"
@@ -15,15 +17,41 @@ namespace pkisdk {
 
 namespace {
 
+constexpr std::uint8_t kConstructedBit = 0x20;
+
 bool NamesKey(PCCERT_CONTEXT certificate) {
     DWORD size = 0;
     return CertGetCertificateContextProperty(certificate, CERT_KEY_PROV_INFO_PROP_ID, nullptr,
                                              &size) != FALSE;
 }
 
+// Whether the bytes are one element, and the content of every constructed one in it is elements.
 bool IsDer(std::span<const std::uint8_t> bytes) {
-    DerList list;
-    return ParseDerList(bytes.data(), static_cast<std::int32_t>(bytes.size()), &list) != 0;
+    std::vector<std::size_t> ends;
+    std::size_t at = 0;
+    do {
+        const std::size_t end = ends.empty() ? bytes.size() : ends.back();
+        std::uint32_t length = 0;
+        std::uint32_t total = 0;
+        if (end - at < 2 || bytes[at] == 0 ||
+            DecodeDerLength(bytes.subspan(at + 1, end - at - 1),
+                            static_cast<std::uint32_t>(end - at - 1), &length, &total) == 0) {
+            return false;
+        }
+        const bool isConstructed = (bytes[at] & kConstructedBit) != 0;
+        at += std::size_t{1} + total;
+        if (ends.empty() && at != bytes.size()) {
+            return false;
+        }
+        ends.push_back(at);
+        if (isConstructed) {
+            at -= length;
+        }
+        while (!ends.empty() && at == ends.back()) {
+            ends.pop_back();
+        }
+    } while (!ends.empty());
+    return true;
 }
 
 // False when the certificate is not DER.
@@ -36,7 +64,7 @@ bool AppendCertBag(const CERT_CONTEXT& certificate, DerList* list) {
     AppendNode(list, 4, kContext0Tag);
     const std::span encoded(certificate.pbCertEncoded, certificate.cbCertEncoded);
     if (!ComesOutUnchanged(encoded)) {
-        // Its nodes would write another certificate.
+        // Its nodes would write another certificate, or there are none.
         AppendNode(list, 5, kOctetStringTag, Blob(encoded.data(), encoded.size()));
         return IsDer(encoded);
     }

@@ -2,8 +2,8 @@
 //
 // The flat list's parser opens whatever reads as elements, and writes what it opened in its own
 // normal form. Salts, encrypted keys and MACs read as elements by chance: about one in a thousand
-// does, and a few in a hundred thousand then come out changed. A reader would refuse such a
-// document, or find another key in it.
+// does, and a few in a hundred thousand then come out changed or don't parse at all. A reader would
+// refuse such a document, or find another key in it or none.
 #pragma once
 
 #include <cstdint>

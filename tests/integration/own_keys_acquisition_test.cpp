@@ -112,7 +112,8 @@ TEST_F(OwnKey, IsNotAcquiredWithAWrongPin) {
     ASSERT_TRUE(own_keys::SetPin(container_.Get(), "2468"));
     for (const char* const pin : {"8642", "246", "24680"}) {
         NamePin(pin);
-        for (const DWORD flags : {0, CRYPT_ACQUIRE_CACHE_FLAG, CRYPT_ACQUIRE_SILENT_FLAG}) {
+        for (const DWORD flags :
+             {DWORD{0}, DWORD{CRYPT_ACQUIRE_CACHE_FLAG}, DWORD{CRYPT_ACQUIRE_SILENT_FLAG}}) {
             Acquired acquired;
             EXPECT_FAILS_WITH(SCARD_W_WRONG_CHV, Acquire(certificate_.Get(), flags, &acquired));
             EXPECT_EQ(acquired.key, 0U);

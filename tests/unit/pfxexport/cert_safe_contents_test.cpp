@@ -95,21 +95,29 @@ TEST_F(BuildCertSafeContentsTest, ACertificateThatIsNotDerIsBadDataAndNothingIsR
     Add(Chain().leaf);
     const test_support::Certificate leaf(CertEnumCertificatesInStore(store_.Get(), store_.First()));
     Keys().certificates_ = 0;
-    const BYTE before = leaf->pbCertEncoded[0];
-    leaf->pbCertEncoded[0] = 0x02;
+    const CertificateBytes before(leaf->pbCertEncoded, leaf->pbCertEncoded + 8);
     const DWORD size = leaf->cbCertEncoded;
-    const_cast<CERT_CONTEXT*>(leaf.Get())->cbCertEncoded = 1;
-    Blob contents;
-    EXPECT_FAILS_WITH(NTE_BAD_DATA, BuildCertSafeContents(store_.Get(), &contents));
-    EXPECT_TRUE(contents.IsEmpty());
-    EXPECT_EQ(Keys().OpenCertificates(), 0);
-    leaf->pbCertEncoded[0] = before;
+    // No header, content that is missing, an indefinite length; and what the list's parser takes
+    // for something else: a zero, content that is missing, content behind the element.
+    for (const char* const hex : {"02", "30 05 02 01 05", "30 80 00 00", "30 04 00 02 01 05",
+                                  "30 81 03 02 05 01", "30 81 03 02 01 05 05 00"}) {
+        SCOPED_TRACE(hex);
+        const Bytes bytes = outline::FromHex(hex);
+        std::copy(bytes.begin(), bytes.end(), leaf->pbCertEncoded);
+        const_cast<CERT_CONTEXT*>(leaf.Get())->cbCertEncoded = static_cast<DWORD>(bytes.size());
+        Blob contents;
+        EXPECT_FAILS_WITH(NTE_BAD_DATA, BuildCertSafeContents(store_.Get(), &contents));
+        EXPECT_TRUE(contents.IsEmpty());
+        EXPECT_EQ(Keys().OpenCertificates(), 0);
+    }
+    std::copy(before.begin(), before.end(), leaf->pbCertEncoded);
     const_cast<CERT_CONTEXT*>(leaf.Get())->cbCertEncoded = size;
     Keys().certificates_ = 1;
 }
 
 // The octets of the subject's key identifier: a zero that the list's parser would pass over, and
-// an element behind it.
+// an element behind it, after which it finds no further one; then an element whose length could be
+// shorter.
 TEST_F(BuildCertSafeContentsTest, ACertificateWhoseOctetsReadAsElementsComesOutAsItWentIn) {
     Add(Chain().leaf);
     const test_support::Certificate leaf(store_.First());
@@ -119,11 +127,13 @@ TEST_F(BuildCertSafeContentsTest, ACertificateWhoseOctetsReadAsElementsComesOutA
     ASSERT_NE(found, end);
     BYTE* const identifier = found + header.size();
     const Bytes before(identifier, identifier + 20);
-    const Bytes octets = Join({{0x00}, Element(0x04, Bytes(17, 0x51))});
-    std::copy(octets.begin(), octets.end(), identifier);
-    const CertificateBytes changed(leaf->pbCertEncoded, end);
     Keys().certificates_ = 0;
-    ExpectContents(CertBag(changed, {}));
+    for (const Bytes& start : {Bytes{0x00, 0x04, 17}, Bytes{0x04, 0x81, 17}}) {
+        const Bytes octets = Join({start, Bytes(17, 0x51)});
+        std::copy(octets.begin(), octets.end(), identifier);
+        const CertificateBytes changed(leaf->pbCertEncoded, end);
+        ExpectContents(CertBag(changed, {}));
+    }
     std::copy(before.begin(), before.end(), identifier);
     Keys().certificates_ = 1;
 }
