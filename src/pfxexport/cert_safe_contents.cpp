@@ -40,7 +40,8 @@ bool IsDer(std::span<const std::uint8_t> bytes) {
         }
         const bool isConstructed = (bytes[at] & kConstructedBit) != 0;
         at += std::size_t{1} + total;
-        if (ends.empty() && at != bytes.size()) {
+        // A short length may claim one octet more than there is.
+        if (at > end || (ends.empty() && at != end)) {
             return false;
         }
         ends.push_back(at);

@@ -84,6 +84,17 @@ class Keys(Profile):
         self.expect(0, "keys", "delete", "../Иван/..")
         self.assertEqual(self.expect(0, "keys"), "")
 
+    def test_names_that_would_command_a_terminal_are_shown_without(self):
+        name = "box\x1b[2J\u009b1m\nline\x7f"
+        self.expect(0, "new", "--subject", "CN=\"" + name + "\"", "--container", name)
+        for listed in (self.expect(0, "keys"), self.expect(0, "certs")):
+            self.assertIn("box?[2J", listed)
+            self.assertEqual(listed.count("\n"), 1)
+            self.assertNotRegex(listed[:-1], "[\x00-\x1f\x7f-\x9f]")
+        self.assertEqual(self.report("keys")["containers"][0]["container"], name)
+        failed = self.run_tool("keys", "delete", name + "x").stderr.decode()
+        self.assertNotRegex(failed[:-1], "[\x00-\x09\x0b-\x1f\x7f-\x9f]")
+
     def test_a_damaged_file_is_named_and_hides_no_other(self):
         self.new("one")
         damaged = self.home / "keys" / ("0" * 64 + ".key")
@@ -97,8 +108,13 @@ class Keys(Profile):
 
     def test_a_folder_that_cannot_be_made(self):
         (self.home / "keys").write_text("no folder")
-        self.expect(7, "new", "--subject", "CN=x", err="container")
+        self.expect(7, "new", "--subject", "CN=x", err=str(self.home / "keys"))
         self.assertEqual((self.home / "keys").read_text(), "no folder")
+
+
+    def test_settings_that_cannot_be_read_are_named(self):
+        settings = self.file("settings.toml", "this is = = no settings")
+        self.expect(0, "keys", env={"VELMORIX_SETTINGS": str(settings)}, err=str(settings))
 
 
 class Certs(Profile):
@@ -121,6 +137,14 @@ class Certs(Profile):
         self.expect(0, "certs", "delete", spelled, "--store", "CA")
         self.assertEqual(self.expect(0, "certs", "--store", "CA"), "")
         self.expect(8, "certs", "delete", thumbprint, "--store", "CA", err="no such certificate")
+
+    def test_a_damaged_file_is_named_and_hides_no_other(self):
+        self.expect(0, "certs", "add", "cert.pem")
+        (damaged,) = (self.home / "stores" / "MY").glob("[0-9A-Fa-f]*")
+        self.new("own")
+        damaged.write_bytes(b"no certificate")
+        listed = self.expect(7, "certs", err=damaged.name)
+        self.assertIn("CN=own", listed)
 
     def test_several_in_one_file_among_other_text(self):
         pem = (self.folder / "cert.pem").read_text()

@@ -27,8 +27,7 @@ nlohmann::ordered_json Describe(PCCERT_CONTEXT certificate) {
 void PrintRow(const nlohmann::ordered_json& row) {
     std::printf("%s  %s  %-3s  %s\n", row["thumbprint"].get_ref<const std::string&>().c_str(),
                 row["notAfter"].get_ref<const std::string&>().c_str(),
-                row.contains("container") ? "key" : "-",
-                row["subject"].get_ref<const std::string&>().c_str());
+                row.contains("container") ? "key" : "-", Printable(row["subject"]).c_str());
 }
 
 // The next certificate of `text`, which is then cut behind it; empty where there is no more.

@@ -227,7 +227,8 @@ void Report(const CreateOptions& options, const Contents& contents) {
         return;
     }
     for (const std::string& name : contents.keyless) {
-        std::fprintf(stderr, "mvlpfx create: the key of %s was left out\n", name.c_str());
+        std::fprintf(stderr, "mvlpfx create: the key of %s was left out\n",
+                     Printable(name).c_str());
     }
     if (!options.common.quiet) {
         std::printf("%s: %zu keys, %zu certificates\n", options.output.c_str(), contents.keys,

@@ -61,17 +61,16 @@ nlohmann::ordered_json DescribeContainer(const std::string& name, bool machine) 
 }
 
 void PrintContainer(const nlohmann::ordered_json& container) {
-    const std::string& name = container["container"].get_ref<const std::string&>();
+    const std::string name = Printable(container["container"]);
     if (container["keys"].empty()) {
         std::printf("%-24s  empty\n", name.c_str());
     }
     for (const auto& key : container["keys"]) {
-        std::printf(
-            "%-24s  %-9s  %-12s  %-14s  %s\n", name.c_str(),
-            key["use"].get_ref<const std::string&>().c_str(),
-            key["algorithm"].get_ref<const std::string&>().c_str(),
-            key["exportable"].get<bool>() ? "exportable" : "not exportable",
-            key.contains("subject") ? key["subject"].get_ref<const std::string&>().c_str() : "-");
+        std::printf("%-24s  %-9s  %-12s  %-14s  %s\n", name.c_str(),
+                    key["use"].get_ref<const std::string&>().c_str(),
+                    key["algorithm"].get_ref<const std::string&>().c_str(),
+                    key["exportable"].get<bool>() ? "exportable" : "not exportable",
+                    key.contains("subject") ? Printable(key["subject"]).c_str() : "-");
     }
 }
 

@@ -1,5 +1,6 @@
 #include <sys/prctl.h>
 #include <sys/resource.h>
+#include <syslog.h>
 
 #include <CLI/CLI.hpp>
 #include <cstdio>
@@ -214,6 +215,8 @@ void AddCerts(CLI::App* app, Runner* runner) {
 
 int main(int argc, char** argv) {
     ForbidCoreFiles();
+    // What the layers below tell the system log of damaged files, a person at a terminal sees too.
+    openlog("mvlpfx", LOG_PERROR, LOG_USER);
     CLI::App app("Makes, looks at, verifies and restores PFX documents with GOST keys.", "mvlpfx");
     app.require_subcommand(1);
     app.footer(

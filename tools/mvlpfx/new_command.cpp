@@ -45,12 +45,21 @@ std::string RandomName(bool machine) {
     return name;
 }
 
+// Where containers lie, for a person who has to mend what is wrong there.
+std::string ContainerFolder(bool machine) {
+    OwnedContext context;
+    return AcquireContext(nullptr, CRYPT_VERIFYCONTEXT, machine, &context)
+               ? TextParameter(context.Get(), PP_CONTAINER_FILE)
+               : "";
+}
+
 // A container that goes again unless all is done.
 class NewContainer {
   public:
     NewContainer(std::string name, bool machine) : name_(std::move(name)), machine_(machine) {
+        const std::string folder = ContainerFolder(machine);
         RequireCall(AcquireContext(name_.c_str(), CRYPT_NEWKEYSET, machine, &context_),
-                    "can't make the container '" + name_ + "'");
+                    "can't make the container '" + name_ + "' in " + folder);
     }
     ~NewContainer() {
         if (context_) {

@@ -11,6 +11,10 @@ namespace mvlpfx {
 // The start of every JSON report: the schema's number and the command.
 nlohmann::ordered_json JsonReport(const std::string& command);
 
+// The text with "?" in the place of each control character: names in documents and stores are
+// others' words, and must not reach a terminal as commands. Line ends stay where `keepsLines`.
+std::string Printable(std::string text, bool keepsLines = false);
+
 // One line of JSON on standard output.
 void PrintJson(const nlohmann::ordered_json& report);
 

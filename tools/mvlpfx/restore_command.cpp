@@ -103,7 +103,7 @@ void PrintCertificates(const nlohmann::ordered_json& rows) {
         std::printf("certificate  %s  %-3s  %-8s  %s\n",
                     row["thumbprint"].get_ref<const std::string&>().c_str(),
                     row["hasKey"].get<bool>() ? "key" : "-", places.empty() ? "-" : places.c_str(),
-                    row["subject"].get_ref<const std::string&>().c_str());
+                    Printable(row["subject"]).c_str());
     }
 }
 
@@ -124,7 +124,7 @@ void Report(const RestoreOptions& options, const nlohmann::ordered_json& certifi
     }
     if (!options.common.quiet) {
         for (const std::string& name : containers) {
-            std::printf("container    %s\n", name.c_str());
+            std::printf("container    %s\n", Printable(name).c_str());
         }
         PrintCertificates(certificates);
     }

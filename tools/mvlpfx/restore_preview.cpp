@@ -90,7 +90,7 @@ nlohmann::ordered_json DescribeCertificates(HCERTSTORE store) {
 
 void PrintRows(const nlohmann::ordered_json& keys, const nlohmann::ordered_json& certificates) {
     for (const auto& key : keys) {
-        const std::string name = key.value("name", "");
+        const std::string name = Printable(key.value("name", ""));
         const std::string certificate = key.value("thumbprint", "no certificate");
         std::printf("would restore key %u  %s%s%s\n", key["number"].get<unsigned>(),
                     certificate.c_str(), name.empty() ? "" : "  named ", name.c_str());
@@ -98,7 +98,7 @@ void PrintRows(const nlohmann::ordered_json& keys, const nlohmann::ordered_json&
     for (const auto& certificate : certificates) {
         std::printf("would restore certificate  %s  %s\n",
                     certificate["thumbprint"].get_ref<const std::string&>().c_str(),
-                    certificate["subject"].get_ref<const std::string&>().c_str());
+                    Printable(certificate["subject"]).c_str());
     }
 }
 

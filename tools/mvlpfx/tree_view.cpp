@@ -1,5 +1,7 @@
 #include "mvlpfx/tree_view.h"
 
+#include "mvlpfx/report.h"
+
 #include <algorithm>
 #include <array>
 #include <cstdio>
@@ -108,7 +110,7 @@ void PrintTree(const std::vector<TreeLine>& lines) {
         // A document may be nested deeper than a terminal is wide.
         const int indent = 2 * std::min(line.depth, 40);
         std::printf("%8u %*s%s, %u%s%s\n", line.offset, indent, "", line.type.c_str(), line.length,
-                    line.value.empty() ? "" : ": ", line.value.c_str());
+                    line.value.empty() ? "" : ": ", Printable(line.value).c_str());
     }
 }
 

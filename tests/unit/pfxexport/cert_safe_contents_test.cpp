@@ -98,9 +98,11 @@ TEST_F(BuildCertSafeContentsTest, ACertificateThatIsNotDerIsBadDataAndNothingIsR
     const CertificateBytes before(leaf->pbCertEncoded, leaf->pbCertEncoded + 8);
     const DWORD size = leaf->cbCertEncoded;
     // No header, content that is missing, an indefinite length; and what the list's parser takes
-    // for something else: a zero, content that is missing, content behind the element.
-    for (const char* const hex : {"02", "30 05 02 01 05", "30 80 00 00", "30 04 00 02 01 05",
-                                  "30 81 03 02 05 01", "30 81 03 02 01 05 05 00"}) {
+    // for something else: a zero, content that is missing, content behind the element, a length of
+    // one too much.
+    for (const char* const hex :
+         {"02", "30 05 02 01 05", "30 80 00 00", "30 04 00 02 01 05", "30 81 03 02 05 01",
+          "30 81 03 02 01 05 05 00", "30 81 04 30 02 04 01"}) {
         SCOPED_TRACE(hex);
         const Bytes bytes = outline::FromHex(hex);
         std::copy(bytes.begin(), bytes.end(), leaf->pbCertEncoded);
