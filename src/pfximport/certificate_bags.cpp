@@ -4,6 +4,7 @@
 
 #include "derlist/der_queries.h"
 #include "pfximport/bag_identifiers.h"
+#include "pfximport/bag_walk.h"
 
 namespace pkisdk {
 
@@ -61,10 +62,9 @@ void GetLastNodeContent(const DerList& list, Blob* content) {
 }
 
 CertificateBags::CertificateBags(const DerList& content) {
-    OidMatchCursor cursor(content, kCertBagOid);
+    BagWalk walk(content, kCertBagOid);
     DerList structure;
-    for (std::size_t place = 0; cursor.MoveNext() && cursor.GetStructure(&structure) != 0;
-         ++place) {
+    for (std::size_t place = 0; walk.Next(&structure); ++place) {
         std::string localKeyId;
         if (FindLocalKeyId(structure, &localKeyId)) {
             Bag bag{place, {}};

@@ -20,6 +20,7 @@ void GetLastNodeContent(const DerList& list, Blob* content);
 // Made in one pass over the decrypted content, so that many keys do not each walk it again.
 class CertificateBags {
   public:
+    // Throws what BagWalk throws.
     explicit CertificateBags(const DerList& content);
 
     // The certificate that belongs to the key of number `ordinal`, counted from 1, with the

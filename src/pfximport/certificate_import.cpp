@@ -8,6 +8,7 @@
 #include "pfxcrypto/pfx_constants.h"
 #include "pfximport/bag_encryption.h"
 #include "pfximport/bag_identifiers.h"
+#include "pfximport/bag_walk.h"
 #include "schema/encr_content.h"
 
 namespace pkisdk {
@@ -55,9 +56,9 @@ void AddCertificate(HCERTSTORE store, const DerList& bag) {
 }
 
 void AddCertificates(HCERTSTORE store, const DerList& content) {
-    OidMatchCursor bags(content, kCertBagOid);
+    BagWalk bags(content, kCertBagOid);
     DerList bag;
-    while (bags.MoveNext() && bags.GetStructure(&bag) != 0) {
+    while (bags.Next(&bag)) {
         AddCertificate(store, bag);
     }
 }

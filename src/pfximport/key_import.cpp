@@ -11,6 +11,7 @@
 #include "pfximport/bag_attributes.h"
 #include "pfximport/bag_encryption.h"
 #include "pfximport/bag_identifiers.h"
+#include "pfximport/bag_walk.h"
 #include "pfximport/certificate_bags.h"
 #include "pfximport/key_container.h"
 #include "schema/pfx_key_bag.h"
@@ -118,10 +119,10 @@ class KeyImport {
 };
 
 DWORD KeyImport::ImportAll(const DerList& document) {
-    OidMatchCursor cursor(document, kShroudedKeyBagOid);
+    BagWalk walk(document, kShroudedKeyBagOid);
     DerList bag;
     DWORD error = 0;
-    while (error == 0 && cursor.MoveNext() && cursor.GetStructure(&bag) != 0) {
+    while (error == 0 && walk.Next(&bag)) {
         error = ImportBag(bag);
         ++ordinal_;
     }

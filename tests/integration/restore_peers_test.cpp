@@ -226,7 +226,7 @@ TEST_F(RestorePeerTest, AChainGoesToTheSystemStoresByItsRoles) {
 
 // Two restores of one document: the second key's container has another name.
 TEST_F(RestorePeerTest, TheSameDocumentRestoresAgain) {
-    for (const std::size_t containers : {1, 2}) {
+    for (const std::size_t containers : {1U, 2U}) {
         const CertStore store(Restore("openssl-named"));
         EXPECT_TRUE(store);
         EXPECT_EQ(UserContainers(), containers);

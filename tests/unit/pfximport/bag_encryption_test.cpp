@@ -115,7 +115,7 @@ TEST_F(BagEncryptionTest, AVectorThatIsTooShortIsBadDataAndALongerOneIsCut) {
     const pkisdk::ProviderContext provider = Acquire();
     BagEncryption read;
     ASSERT_EQ(Read(Encryption().AlgorithmIdentifier(), &read), 0u);
-    for (const std::uint64_t size : {0, 1, 7}) {
+    for (const std::uint64_t size : {0U, 1U, 7U}) {
         BagEncryption cut = read;
         cut.vector.SetSize(size);
         pkisdk::ProviderKey key;

@@ -223,6 +223,14 @@ TEST_F(AddPfxCertsToStoreTest, AnExceptionIsCorruptAndClosesWhatIsOpen) {
     }
 }
 
+TEST_F(AddPfxCertsToStoreTest, BagsThatLieTooDeepInOneAnotherAreCorrupt) {
+    Bytes bags;
+    for (int depth = 0; depth < 1000; ++depth) {
+        bags = Element(0x30, Join({Oid("1.2.840.113549.1.12.10.1.3"), bags}));
+    }
+    ExpectError(DocumentOf({EncryptedContentInfo({bags})}), kCorrupt);
+}
+
 // A provider that fails and says nothing is taken at its word.
 TEST_F(AddPfxCertsToStoreTest, AFailureThatLeavesNoErrorIsSuccess) {
     Calls().FailNamed("CryptDecrypt", 1, 0);

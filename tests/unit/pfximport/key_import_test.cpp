@@ -433,6 +433,16 @@ TEST_F(AddPfxKeysToCSPTest, ACertificateThatIsNotInTheStoreIsNotTied) {
     EXPECT_TRUE(KeyPlaces().empty());
 }
 
+TEST_F(AddPfxKeysToCSPTest, BagsThatLieTooDeepInOneAnotherAreCorrupt) {
+    const Bytes oid = Oid("1.2.840.113549.1.12.10.1.2");
+    Bytes bags;
+    for (int depth = 0; depth < 1000; ++depth) {
+        bags = Element(0x30, Join({bags, oid}));
+    }
+    ExpectError({bags}, kCorrupt);
+    EXPECT_EQ(UserContainers(), 0u);
+}
+
 // The accepted leak of this path alone: the failures above close everything.
 TEST_F(AddPfxKeysToCSPTest, AnExceptionIsCorruptAndLeavesWhatTheBagHadOpen) {
     Certify(one_, {1});

@@ -1,0 +1,28 @@
+// One pass over the bags of one type.
+#pragma once
+
+#include <cstdint>
+
+#include "derlist/der_list.h"
+#include "derlist/der_queries.h"
+
+namespace pkisdk {
+
+// Gives the structures that FindNthByOid numbers for the type's identifier. `list` must outlive the
+// walk and not change.
+class BagWalk {
+  public:
+    BagWalk(const DerList& list, const char* bagOid);
+
+    // The next one into `bag`. False where there is none, or where it does not parse. Bags inside
+    // bags are each copied whole; throws Exception where these copies come to 64 times the list,
+    // which only a document that is made for it does.
+    bool Next(DerList* bag);
+
+  private:
+    OidMatchCursor cursor_;
+    // In bytes.
+    std::uint64_t left_;
+};
+
+}  // namespace pkisdk
