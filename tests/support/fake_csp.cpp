@@ -51,11 +51,11 @@ bool IsCallerAsDocumented(const VTableProvStruc& caller) {
            caller.FuncVerifyImage("/some/library.so", nullptr) == FALSE;
 }
 
-bool hasRefused = false;
-
-std::string lastContainer;
-std::string lastPin;
-DWORD lastFlags = 0;
+// What was asked last, of each thread by itself.
+thread_local bool hasRefused = false;
+thread_local std::string lastContainer;
+thread_local std::string lastPin;
+thread_local DWORD lastFlags = 0;
 
 HRESULT WriteText(const std::string& text, BYTE* out, DWORD* size) {
     if (*size <= text.size()) {
