@@ -1,20 +1,13 @@
-// Object identifiers of the documents that are written, as dotted text, and the tags of the flat
-// list's nodes.
+// What only documents that are written name: an attribute, and the tags of the flat list's nodes.
 #pragma once
 
 #include <cstdint>
 
+#include "pfxcrypto/document_oids.h"
 #include "platform/cryptoapi.h"
 
 namespace pkisdk {
 
-inline constexpr char kDataOid[] = "1.2.840.113549.1.7.1";
-inline constexpr char kEncryptedDataOid[] = "1.2.840.113549.1.7.6";
-inline constexpr char kShroudedKeyBagOid[] = "1.2.840.113549.1.12.10.1.2";
-inline constexpr char kCertBagOid[] = "1.2.840.113549.1.12.10.1.3";
-inline constexpr char kX509CertificateOid[] = "1.2.840.113549.1.9.22.1";
-inline constexpr char kFriendlyNameOid[] = "1.2.840.113549.1.9.20";
-inline constexpr char kLocalKeyIdOid[] = "1.2.840.113549.1.9.21";
 inline constexpr char kProviderNameOid[] = "1.3.6.1.4.1.311.17.1";
 
 inline constexpr std::uint8_t kIntegerTag = 0x02;

@@ -7,6 +7,8 @@
 #include "derlist/der_parser.h"
 #include "derlist/der_queries.h"
 #include "mvlpfx/document_outline.h"
+#include "pfximport/bag_identifiers.h"
+#include "pfximport/bag_walk.h"
 #include "schema/attributes_set.h"
 #include "schema/encr_content.h"
 #include "schema/pfx_key_bag.h"
@@ -17,9 +19,6 @@ namespace {
 
 namespace asn = pkisdk::asn;
 
-constexpr char kEncryptedData[] = "1.2.840.113549.1.7.6";
-constexpr char kShroudedKeyBag[] = "1.2.840.113549.1.12.10.1.2";
-constexpr char kLocalKeyId[] = "1.2.840.113549.1.9.21";
 constexpr std::uint64_t kIterationsForZero = 2000;
 
 pkisdk::DerList Parse(std::span<const std::uint8_t> document) {
@@ -28,12 +27,13 @@ pkisdk::DerList Parse(std::span<const std::uint8_t> document) {
     return list;
 }
 
-// Gives `take` each key's bag. Throws what the schema throws for a malformed one.
+// Gives `take` each key's bag. Throws what the schema throws for a malformed one, and what the walk
+// throws for bags in bags.
 template <typename Take>
 void ForEachKeyBag(const pkisdk::DerList& document, Take take) {
-    pkisdk::OidMatchCursor cursor(document, kShroudedKeyBag);
+    pkisdk::BagWalk bags(document, pkisdk::kShroudedKeyBagOid);
     pkisdk::DerList structure;
-    while (cursor.MoveNext() && cursor.GetStructure(&structure) != 0) {
+    while (bags.Next(&structure)) {
         pkisdk::Blob bytes;
         if (pkisdk::FlattenSubtree(structure, 0, &bytes) != 0) {
             PfxKeyBag bag;
@@ -48,7 +48,7 @@ bool ReadEncryptedContent(const pkisdk::DerList& document, EncrContent* content)
     constexpr std::int32_t kEncryptedDataIndex = 3;
     pkisdk::DerList contentInfo;
     pkisdk::Blob bytes;
-    if (pkisdk::FindByOid(&document, kEncryptedData, &contentInfo) == 0 ||
+    if (pkisdk::FindByOid(&document, pkisdk::kEncryptedDataOid, &contentInfo) == 0 ||
         pkisdk::FlattenSubtree(contentInfo, kEncryptedDataIndex, &bytes) == 0) {
         return false;
     }
@@ -67,7 +67,7 @@ void CollectNumbers(const PfxKeyBag& bag, std::set<std::uint32_t>* numbers) {
         attribute.DeserializeFromAsnObject(asn::AsnObjectReadable::FromBlob(encoded), "attribute");
         std::string oid;
         attribute.oid.GetText(&oid);
-        if (oid == kLocalKeyId && !attribute.values.empty()) {
+        if (oid == pkisdk::kLocalKeyIdOid && !attribute.values.empty()) {
             pkisdk::Blob id;
             asn::OctetStringMember(".localKeyId", &id)
                 .DeserializeFromAsnObject(

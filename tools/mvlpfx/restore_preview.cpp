@@ -14,6 +14,7 @@
 #include "mvlpfx/report.h"
 #include "pfximport/bag_attributes.h"
 #include "pfximport/bag_identifiers.h"
+#include "pfximport/bag_walk.h"
 #include "pfximport/certificate_bags.h"
 #include "pfximport/certificate_import.h"
 #include "schema/pfx_key_bag.h"
@@ -71,9 +72,9 @@ nlohmann::ordered_json DescribeKey(const pkisdk::DerList& structure, std::uint32
 nlohmann::ordered_json DescribeKeys(const pkisdk::DerList& list, const pkisdk::DerList& content) {
     auto rows = nlohmann::ordered_json::array();
     pkisdk::CertificateBags bags(content);
-    pkisdk::OidMatchCursor cursor(list, pkisdk::kShroudedKeyBagOid);
+    pkisdk::BagWalk walk(list, pkisdk::kShroudedKeyBagOid);
     pkisdk::DerList structure;
-    while (cursor.MoveNext() && cursor.GetStructure(&structure) != 0) {
+    while (walk.Next(&structure)) {
         rows.push_back(DescribeKey(structure, static_cast<std::uint32_t>(rows.size() + 1), &bags));
     }
     return rows;
