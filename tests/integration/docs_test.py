@@ -1,6 +1,8 @@
 #!/usr/bin/env python3
 """What the documentation shows is what the tool shows: docs_test.py MVLPFX DOCS"""
 import pathlib
+import re
+import shutil
 import subprocess
 import sys
 import unittest
@@ -26,6 +28,39 @@ class Format(unittest.TestCase):
     def test_the_password_is_that_of_the_example(self):
         self.assertIn("password is `Password1`", (DOCS / "format.md").read_text())
         run("verify", self.example, "--pass-stdin", stdin="Password1\n")
+
+
+class ManualPages(unittest.TestCase):
+    pages = DOCS / "man"
+    subcommands = ("new", "keys", "certs", "create", "info", "verify", "restore")
+
+    def page(self, name):
+        return (self.pages / name).read_text().replace("\\-", "-").replace("\\~", " ")
+
+    def test_every_subcommand_and_option_is_told(self):
+        page = self.page("mvlpfx.1")
+        told = set(re.findall(r"--[a-z][a-z-]*", page))
+        offered = set()
+        for subcommand in self.subcommands:
+            self.assertIn(f"\n.TP\n.B {subcommand}\n", page)
+            offered |= set(re.findall(r"--[a-z][a-z-]*", run(subcommand, "--help")))
+        self.assertEqual(told, offered)
+        overview = run("--help").split("Subcommands:")[1]
+        self.assertEqual(re.findall(r"^  ([a-z]+) ", overview, re.M), list(self.subcommands))
+
+    def test_every_exported_function_is_told(self):
+        exports = pathlib.Path(__file__).parent.parent / "arch" / "mvlpfx64.exports"
+        page = self.page("mvlpfx.3")
+        for function in exports.read_text().split():
+            self.assertIn(f".B {function}\n", page)
+
+    def test_they_are_formatted_without_a_warning(self):
+        if shutil.which("groff") is None:
+            self.skipTest("SKIPPED: groff is not installed")
+        for page in self.pages.iterdir():
+            result = subprocess.run(["groff", "-t", "-man", "-Tutf8", "-ww", "-z", page],
+                                    capture_output=True, check=True)
+            self.assertEqual(result.stderr, b"", page)
 
 
 if __name__ == "__main__":
