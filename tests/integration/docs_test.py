@@ -30,9 +30,47 @@ class Format(unittest.TestCase):
         run("verify", self.example, "--pass-stdin", stdin="Password1\n")
 
 
+SUBCOMMANDS = ("new", "keys", "certs", "create", "info", "verify", "restore")
+
+
+def options_of(subcommand):
+    return set(re.findall(r"--[a-z][a-z-]*", run(subcommand, "--help")))
+
+
+class Completions(unittest.TestCase):
+    folder = DOCS.parent / "packaging" / "completions"
+
+    def test_bash_offers_what_each_subcommand_takes(self):
+        for subcommand in SUBCOMMANDS:
+            said = subprocess.run(
+                ["bash", "-c", 'source "$0"; _mvlpfx_options "$1"', self.folder / "mvlpfx.bash",
+                 subcommand], capture_output=True, check=True, text=True).stdout
+            self.assertEqual(set(said.split()), options_of(subcommand), subcommand)
+
+    def test_bash_completes_the_word_before_the_cursor(self):
+        for words, offered in ((["mvlpfx", "re"], "restore"),
+                               (["mvlpfx", "create", "--na"], "--names"),
+                               (["mvlpfx", "new", "--algorithm", "gost2001"], "gost2001"),
+                               (["mvlpfx", "certs", "--store", "R"], "ROOT")):
+            said = subprocess.run(
+                ["bash", "-c", 'source "$0"; COMP_WORDS=("$@"); COMP_CWORD=$(($# - 1)); _mvlpfx; '
+                 'echo "${COMPREPLY[@]}"', self.folder / "mvlpfx.bash", *words],
+                capture_output=True, check=True, text=True).stdout
+            self.assertEqual(said.strip(), offered, words)
+
+    def test_the_others_know_every_subcommand_and_option(self):
+        zsh = (self.folder / "_mvlpfx").read_text()
+        fish = (self.folder / "mvlpfx.fish").read_text()
+        offered = set().union(*map(options_of, SUBCOMMANDS))
+        self.assertEqual(set(re.findall(r"--[a-z][a-z-]*", zsh)), offered)
+        self.assertEqual({f"--{name}" for name in re.findall(r"^complete.* -l ([a-z-]+)", fish, re.M)}, offered)
+        for subcommand in SUBCOMMANDS:
+            self.assertIn(f"'{subcommand}:", zsh.replace('"', "'"))
+            self.assertIn(f"__fish_use_subcommand -a {subcommand} ", fish)
+
+
 class ManualPages(unittest.TestCase):
     pages = DOCS / "man"
-    subcommands = ("new", "keys", "certs", "create", "info", "verify", "restore")
 
     def page(self, name):
         return (self.pages / name).read_text().replace("\\-", "-").replace("\\~", " ")
@@ -41,12 +79,12 @@ class ManualPages(unittest.TestCase):
         page = self.page("mvlpfx.1")
         told = set(re.findall(r"--[a-z][a-z-]*", page))
         offered = set()
-        for subcommand in self.subcommands:
+        for subcommand in SUBCOMMANDS:
             self.assertIn(f"\n.TP\n.B {subcommand}\n", page)
-            offered |= set(re.findall(r"--[a-z][a-z-]*", run(subcommand, "--help")))
+            offered |= options_of(subcommand)
         self.assertEqual(told, offered)
         overview = run("--help").split("Subcommands:")[1]
-        self.assertEqual(re.findall(r"^  ([a-z]+) ", overview, re.M), list(self.subcommands))
+        self.assertEqual(re.findall(r"^  ([a-z]+) ", overview, re.M), list(SUBCOMMANDS))
 
     def test_every_exported_function_is_told(self):
         exports = pathlib.Path(__file__).parent.parent / "arch" / "mvlpfx64.exports"
