@@ -96,14 +96,16 @@ ContainerCount CountContainers() {
 }
 
 bool DeleteContainers() {
-    return std::ranges::all_of(kScopes, [](DWORD scope) {
-        for (const std::string& name : List(scope, PP_ENUMCONTAINERS)) {
-            HCRYPTPROV none = 0;
-            CryptAcquireContextA(&none, name.c_str(), pkisdk::kProviderName, pkisdk::kProviderType,
-                                 CRYPT_DELETEKEYSET | scope);
-        }
-        return List(scope, PP_ENUMCONTAINERS).empty();
-    });
+    return std::ranges::all_of(kScopes, [](DWORD scope) { return DeleteContainers(scope); });
+}
+
+bool DeleteContainers(DWORD scope) {
+    for (const std::string& name : List(scope, PP_ENUMCONTAINERS)) {
+        HCRYPTPROV none = 0;
+        CryptAcquireContextA(&none, name.c_str(), pkisdk::kProviderName, pkisdk::kProviderType,
+                             CRYPT_DELETEKEYSET | scope);
+    }
+    return List(scope, PP_ENUMCONTAINERS).empty();
 }
 
 }  // namespace test_support

@@ -3,6 +3,8 @@
 
 #include <cstddef>
 
+#include "platform/cryptoapi.h"
+
 namespace test_support {
 
 struct ContainerCount {
@@ -16,7 +18,9 @@ struct ContainerCount {
 // Opens every container of the user and of the machine. None may have a PIN.
 ContainerCount CountContainers();
 
-// Deletes them all. False where one stays.
+// Deletes them all, or those of the user (0) or of the machine (CRYPT_MACHINE_KEYSET). False where
+// one stays.
 bool DeleteContainers();
+bool DeleteContainers(DWORD scope);
 
 }  // namespace test_support
