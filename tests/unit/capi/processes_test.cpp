@@ -3,59 +3,20 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdarg>
-#include <cstdio>
 #include <string>
 #include <thread>
-#include <utility>
 #include <vector>
 
 #include "platform/cryptoapi.h"
+#include "support/system_log.h"
 
 namespace {
 
-struct SystemLogEntry {
-    int priority;
-    std::string text;
-
-    bool operator==(const SystemLogEntry&) const = default;
-};
-
-std::vector<SystemLogEntry> systemLog;
-
-void Note(int priority, const char* format, va_list arguments) {
-    char text[8192];
-    std::vsnprintf(text, sizeof(text), format, arguments);
-    systemLog.push_back({priority, text});
-}
-
-}  // namespace
-
-// In the place of the C library's, under both names that a compiler may call it by.
-extern "C" {
-
-[[gnu::visibility("default")]] void syslog(int priority, const char* format, ...) {
-    va_list arguments;
-    va_start(arguments, format);
-    Note(priority, format, arguments);
-    va_end(arguments);
-}
-
-[[gnu::visibility("default")]] void __syslog_chk(int priority, int /*flag*/, const char* format,
-                                                 ...);
-void __syslog_chk(int priority, int /*flag*/, const char* format, ...) {
-    va_list arguments;
-    va_start(arguments, format);
-    Note(priority, format, arguments);
-    va_end(arguments);
-}
-
-}  // extern "C"
-
-namespace {
+using test_support::SystemLog;
+using test_support::SystemLogEntry;
 
 TEST(OutputDebugStringA, SendsToTheSystemLogAtDebugLevel) {
-    systemLog.clear();
+    SystemLog().clear();
     SetLastError(5);
     OutputDebugStringA("one\n");
     OutputDebugStringA("two");
@@ -64,16 +25,16 @@ TEST(OutputDebugStringA, SendsToTheSystemLogAtDebugLevel) {
     OutputDebugStringA(nullptr);
     const std::vector<SystemLogEntry> expected = {
         {LOG_DEBUG, "one"}, {LOG_DEBUG, "two"}, {LOG_DEBUG, "100%s %n\n"}, {LOG_DEBUG, ""}};
-    EXPECT_EQ(systemLog, expected);
+    EXPECT_EQ(SystemLog(), expected);
     EXPECT_EQ(GetLastError(), 5u);
 }
 
 TEST(OutputDebugStringA, CutsNothing) {
-    systemLog.clear();
+    SystemLog().clear();
     const std::string text(4096, 'x');
     OutputDebugStringA(text.c_str());
-    ASSERT_EQ(systemLog.size(), 1u);
-    EXPECT_EQ(systemLog[0].text, text);
+    ASSERT_EQ(SystemLog().size(), 1u);
+    EXPECT_EQ(SystemLog()[0].text, text);
 }
 
 TEST(GetCurrentProcessId, IsTheSystemsNumber) {
