@@ -35,10 +35,8 @@ class OidFunction {
     OidFunction(const OidFunction&) = delete;
     OidFunction& operator=(const OidFunction&) = delete;
 
-    template <typename... Arguments>
-    auto operator()(Arguments... arguments) const {
-        return function_(arguments...);
-    }
+    // By which it is called.
+    operator Function() const { return function_; }
 
   private:
     HCRYPTOIDFUNCADDR handle_ = nullptr;

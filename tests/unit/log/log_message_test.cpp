@@ -49,7 +49,8 @@ class LogMessages : public testing::Test {
         LogCalls::Get().Reset();
         written.clear();
         answers = {1, 1};
-        log_.writes = {&Note, &Note};
+        log_.writes[0] = &Note;
+        log_.writes[1] = &Note;
         log_.Start();
     }
     int Call(std::uint32_t level = 8) {
