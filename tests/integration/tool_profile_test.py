@@ -308,6 +308,23 @@ class CreateAndRestore(Profile):
         self.create("--force", "--subject", "guarded", "--pin-env", "THE_PIN",
                     env={"THE_PIN": "2468"})
 
+    def test_a_pin_from_a_descriptor(self):
+        self.file("pin", "2468\n")
+        self.new("guarded", "--exportable", "--pin-file", "pin")
+        with (self.folder / "pin").open() as pin:
+            self.create("--pin-fd", pin.fileno(), pass_fds=[pin.fileno()])
+
+    def test_issuers_are_taken_along_when_asked_for(self):
+        document = DOCUMENTS / "openssl-chain.pfx"
+        self.file("password", document.with_suffix(".password").read_bytes())
+        stores = {c["subject"]: c["stores"] for c in self.report(
+            "restore", document, "--pass-file", "password", "--exportable")["certificates"]}
+        self.assertEqual(stores, {"CN=chain": "MY", "CN=issuer": "CA", "CN=root": "ROOT"})
+        self.assertEqual(self.create(), "out.pfx: 1 keys, 1 certificates\n")
+        self.assertEqual(self.create("--chain", "--force"), "out.pfx: 1 keys, 3 certificates\n")
+        subjects = [c["subject"] for c in self.restore()["certificates"]]
+        self.assertEqual(sorted(subjects), sorted(stores))
+
     def test_a_key_that_is_gone(self):
         self.new("gone", "--exportable")
         self.new("here", "--exportable")
