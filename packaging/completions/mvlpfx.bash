@@ -16,6 +16,7 @@ _mvlpfx_options() {
     restore)
         echo "$common $pass --exportable --machine --keys-only --pin-from-password --dry-run"
         ;;
+    register | unregister) echo "$common" ;;
     *) echo "--help" ;;
     esac
 }
@@ -37,7 +38,7 @@ _mvlpfx() {
         ;;
     --subject | --curve | --days | --container | --thumbprint | --pass-fd | --pin-fd | \
         --max-iterations) return ;;
-    mvlpfx) words="new keys certs create info verify restore --help" ;;
+    mvlpfx) words="new keys certs create info verify restore register unregister --help" ;;
     keys) words="list delete $(_mvlpfx_options keys)" ;;
     certs) words="list add delete $(_mvlpfx_options certs)" ;;
     *)

@@ -8,6 +8,8 @@ complete -c mvlpfx -n __fish_use_subcommand -a create -d 'Make a document'
 complete -c mvlpfx -n __fish_use_subcommand -a info -d 'Show what a document holds'
 complete -c mvlpfx -n __fish_use_subcommand -a verify -d 'Check a password'
 complete -c mvlpfx -n __fish_use_subcommand -a restore -d 'Restore keys and certificates'
+complete -c mvlpfx -n __fish_use_subcommand -a register -d 'Let programs find the functions by OID'
+complete -c mvlpfx -n __fish_use_subcommand -a unregister -d 'Undo what undoing takes back'
 
 complete -c mvlpfx -s h -l help -d 'Print help'
 complete -c mvlpfx -n 'not __fish_use_subcommand' -l json -d 'Report as one line of JSON'

@@ -7,7 +7,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <climits>
-#include <map>
 #include <utility>
 
 #include "capi/calls.h"
@@ -25,44 +24,6 @@ int MakeCounter(bool isSignalled) {
     return descriptor;
 }
 
-class OpenEvents {
-  public:
-    HANDLE Add(std::shared_ptr<Event> event) {
-        const std::lock_guard lock(mutex_);
-        // Never the same twice, so that a closed handle stays a wrong one.
-        next_ += 4;
-        auto* const handle = reinterpret_cast<HANDLE>(next_);
-        events_.emplace(handle, std::move(event));
-        return handle;
-    }
-    std::shared_ptr<Event> Find(HANDLE handle) {
-        const std::lock_guard lock(mutex_);
-        const auto found = events_.find(handle);
-        return found == events_.end() ? nullptr : found->second;
-    }
-    bool Remove(HANDLE handle) {
-        const std::lock_guard lock(mutex_);
-        return events_.erase(handle) != 0;
-    }
-
-  private:
-    std::mutex mutex_;
-    std::map<HANDLE, std::shared_ptr<Event>> events_;
-    ULONG_PTR next_ = 0x100;
-};
-
-// Outlives every caller, those in other libraries' destructors too.
-OpenEvents& AllEvents() {
-    static OpenEvents& events = *std::make_unique<OpenEvents>().release();
-    return events;
-}
-
-std::shared_ptr<Event> RequireEvent(HANDLE handle) {
-    std::shared_ptr<Event> event = AllEvents().Find(handle);
-    Require(event != nullptr, ERROR_INVALID_HANDLE);
-    return event;
-}
-
 using Clock = std::chrono::steady_clock;
 
 int PollTime(std::optional<Clock::time_point> end) {
@@ -76,16 +37,44 @@ int PollTime(std::optional<Clock::time_point> end) {
 }  // namespace
 
 Event::Event(bool isManual, bool isSignalled)
-    : isManual_(isManual), counter_(MakeCounter(isSignalled)) {}
+    : isManual_(isManual), counter_(MakeCounter(isSignalled)), owner_(getpid()) {}
 
-void Event::Set() const {
+void Event::Own() {
+    const pid_t self = getpid();
+    if (owner_ == self) {
+        return;
+    }
+    {
+        const std::lock_guard lock(mutex_);
+        if (owner_ == self) {
+            return;
+        }
+        counter_ = FileDescriptor(MakeCounter(IsSet()));
+        for (const std::shared_ptr<ChangeSource>& source : sources_) {
+            source->Renew();
+        }
+        owner_ = self;
+    }
+    for (const std::shared_ptr<ChangeSource>& source : Sources()) {
+        LookAt(source);
+    }
+}
+
+void Event::Set() {
+    Own();
     // A full counter is signalled already.
     const std::uint64_t one = 1;
     static_cast<void>(!write(counter_.Get(), &one, sizeof(one)));
 }
 
-void Event::Reset() const {
+void Event::Reset() {
+    Own();
     Take();
+}
+
+bool Event::IsSet() const {
+    pollfd counter{counter_.Get(), POLLIN, 0};
+    return poll(&counter, 1, 0) == 1;
 }
 
 bool Event::Take() const {
@@ -94,6 +83,7 @@ bool Event::Take() const {
 }
 
 void Event::SignalOnChange(const std::shared_ptr<ChangeSource>& source) {
+    Own();
     {
         const std::lock_guard lock(mutex_);
         sources_.push_back(source);
@@ -126,6 +116,7 @@ bool Event::Wait(std::optional<std::chrono::milliseconds> limit) {
     const std::optional<Clock::time_point> end =
         limit.has_value() ? std::optional(Clock::now() + *limit) : std::nullopt;
     for (;;) {
+        Own();
         const std::vector<std::shared_ptr<ChangeSource>> sources = Sources();
         std::vector<pollfd> polled{{counter_.Get(), POLLIN, 0}};
         for (const std::shared_ptr<ChangeSource>& source : sources) {
@@ -140,18 +131,13 @@ bool Event::Wait(std::optional<std::chrono::milliseconds> limit) {
                 LookAt(sources[i]);
             }
         }
-        pollfd counter{counter_.Get(), POLLIN, 0};
-        if (poll(&counter, 1, 0) == 1 && (isManual_ || Take())) {
+        if (IsSet() && (isManual_ || Take())) {
             return true;
         }
         if (end.has_value() && Clock::now() >= *end) {
             return false;
         }
     }
-}
-
-std::shared_ptr<Event> FindEvent(HANDLE handle) {
-    return AllEvents().Find(handle);
 }
 
 }  // namespace capi
@@ -162,21 +148,21 @@ HANDLE WINAPI CreateEventA(LPSECURITY_ATTRIBUTES /*lpEventAttributes*/, BOOL bMa
                            BOOL bInitialState, LPCSTR lpName) {
     return Answer<HANDLE>(nullptr, [&] {
         capi::Require(lpName == nullptr, ERROR_NOT_SUPPORTED);
-        return capi::AllEvents().Add(
+        return capi::AddObject(
             std::make_shared<capi::Event>(bManualReset != FALSE, bInitialState != FALSE));
     });
 }
 
 BOOL WINAPI SetEvent(HANDLE hEvent) {
     return Answer<BOOL>(FALSE, [&] {
-        capi::RequireEvent(hEvent)->Set();
+        capi::RequireObject<capi::Event>(hEvent)->Set();
         return TRUE;
     });
 }
 
 BOOL WINAPI ResetEvent(HANDLE hEvent) {
     return Answer<BOOL>(FALSE, [&] {
-        capi::RequireEvent(hEvent)->Reset();
+        capi::RequireObject<capi::Event>(hEvent)->Reset();
         return TRUE;
     });
 }
@@ -186,14 +172,7 @@ DWORD WINAPI WaitForSingleObject(HANDLE hHandle, DWORD dwMilliseconds) {
         const auto limit = dwMilliseconds == INFINITE
                                ? std::nullopt
                                : std::optional(std::chrono::milliseconds(dwMilliseconds));
-        return capi::RequireEvent(hHandle)->Wait(limit) ? DWORD{WAIT_OBJECT_0}
-                                                        : DWORD{WAIT_TIMEOUT};
-    });
-}
-
-BOOL WINAPI CloseHandle(HANDLE hObject) {
-    return Answer<BOOL>(FALSE, [&] {
-        capi::Require(capi::AllEvents().Remove(hObject), ERROR_INVALID_HANDLE);
-        return TRUE;
+        return capi::RequireObject<capi::Event>(hHandle)->Wait(limit) ? DWORD{WAIT_OBJECT_0}
+                                                                      : DWORD{WAIT_TIMEOUT};
     });
 }

@@ -30,7 +30,8 @@ class Format(unittest.TestCase):
         run("verify", self.example, "--pass-stdin", stdin="Password1\n")
 
 
-SUBCOMMANDS = ("new", "keys", "certs", "create", "info", "verify", "restore")
+SUBCOMMANDS = ("new", "keys", "certs", "create", "info", "verify", "restore", "register",
+               "unregister")
 
 
 def options_of(subcommand):
@@ -48,7 +49,7 @@ class Completions(unittest.TestCase):
             self.assertEqual(set(said.split()), options_of(subcommand), subcommand)
 
     def test_bash_completes_the_word_before_the_cursor(self):
-        for words, offered in ((["mvlpfx", "re"], "restore"),
+        for words, offered in ((["mvlpfx", "res"], "restore"),
                                (["mvlpfx", "create", "--na"], "--names"),
                                (["mvlpfx", "new", "--algorithm", "gost2001"], "gost2001"),
                                (["mvlpfx", "certs", "--store", "R"], "ROOT")):

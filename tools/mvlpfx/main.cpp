@@ -17,6 +17,16 @@ namespace {
 
 using mvlpfx::ExitCode;
 
+// What the layers below tell the system log of damaged files, a person at a terminal sees too, but
+// for what is meant for a debugger.
+void ShowSystemLog() {
+    openlog("mvlpfx", LOG_PERROR, LOG_USER);
+    setlogmask(LOG_UPTO(LOG_INFO));
+}
+
+// Called before the libraries start, which read the settings then.
+[[gnu::section(".preinit_array"), gnu::used]] void (*beforeLibraries)() = &ShowSystemLog;
+
 // A password in memory must not end in a core file.
 void ForbidCoreFiles() {
     const rlimit none{0, 0};
@@ -211,12 +221,24 @@ void AddCerts(CLI::App* app, Runner* runner) {
     });
 }
 
+void AddRegistration(CLI::App* app, Runner* runner) {
+    const auto add = [=](const char* name, const char* description, auto run) {
+        auto options = std::make_shared<mvlpfx::CommonOptions>();
+        auto* command = app->add_subcommand(name, description);
+        AddCommonOptions(command, options.get());
+        command->callback([=] {
+            *runner = [=] { return Run(name, "", run, mvlpfx::RegistrationOptions{*options}); };
+        });
+    };
+    add("register", "Let programs find the module's functions by OID", mvlpfx::RunRegister);
+    add("unregister", "Undo what undoing takes back; what register entered stays",
+        mvlpfx::RunUnregister);
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
     ForbidCoreFiles();
-    // What the layers below tell the system log of damaged files, a person at a terminal sees too.
-    openlog("mvlpfx", LOG_PERROR, LOG_USER);
     CLI::App app("Makes, looks at, verifies and restores PFX documents with GOST keys.", "mvlpfx");
     app.require_subcommand(1);
     app.footer(
@@ -232,6 +254,7 @@ int main(int argc, char** argv) {
     AddInfo(&app, &runner);
     AddVerify(&app, &runner);
     AddRestore(&app, &runner);
+    AddRegistration(&app, &runner);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
