@@ -5,6 +5,7 @@ tool_profile_test.py MVLPFX SUPPORT DOCUMENTS CALL_BY_OID
 """
 import base64
 import hashlib
+import json
 import os
 import pathlib
 import subprocess
@@ -335,6 +336,15 @@ class CreateAndRestore(Profile):
         report = self.restore()
         self.assertEqual(len(report["certificates"]), 2)
         self.assertEqual(sum(c["hasKey"] for c in report["certificates"]), 1)
+
+    def test_what_is_written_is_told_in_json_or_not_at_all(self):
+        self.new("gone", "--exportable")
+        self.new("here", "--exportable")
+        self.expect(0, "keys", "delete", "gone")
+        report = json.loads(self.create("--allow-missing-keys", "--json"))
+        self.assertEqual((report["keys"], report["certificates"]), (1, 2))
+        self.assertEqual(report["withoutKey"], ["CN=gone, C=RU"])
+        self.assertEqual(self.create("--force", "--subject", "here", "--quiet"), "")
 
     def test_a_key_that_must_not_leave(self):
         self.new("stays")

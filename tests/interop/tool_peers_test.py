@@ -3,6 +3,7 @@
 
 Exits with 77, which ctest shows as skipped, where a peer is missing.
 """
+import base64
 import pathlib
 import re
 import subprocess
@@ -40,6 +41,13 @@ class Peers(Profile):
         block = "-----BEGIN {0}-----.*?-----END {0}-----\n"
         return [re.findall(block.format(label), text, re.S)
                 for label in ("PRIVATE KEY", "CERTIFICATE")]
+
+    def seen_by_certtool(self, password):
+        """How many wrapped keys and certificates GnuTLS finds, once the MAC fits."""
+        code, said = self.certtool("--p12-info", "--inder", "--infile", "out.pfx", "--password",
+                                   password)
+        self.assertEqual(code, 0, said)
+        return said.count("BEGIN ENCRYPTED PRIVATE KEY"), said.count("BEGIN CERTIFICATE")
 
     def public_key(self, option, pem):
         arguments = ["pkey", "-pubout"] if option == "key" else ["x509", "-pubkey", "-noout"]
@@ -119,7 +127,10 @@ class Peers(Profile):
         keys, certificates = self.opened()
         self.assertEqual({self.public_key("key", key) for key in keys},
                          {self.public_key("certificate", c) for c in certificates})
-        self.assertEqual(len(keys), len(names))
+        self.assertEqual((len(keys), len(certificates)), (len(names), len(names)))
+        der = [base64.b64decode("".join(c.splitlines()[1:-1])) for c in certificates]
+        self.assertGreater(sum(map(len, der)), 1024)
+        self.assertEqual(self.seen_by_certtool("long live the king"), (len(names), len(names)))
 
     def test_a_hundred_keys(self):
         for number in range(100):
@@ -152,6 +163,12 @@ class Peers(Profile):
         self.create()
         keys, certificates = self.opened()
         self.assertEqual((len(keys), len(certificates)), (0, 1))
+        # GnuTLS gives up at a content without bags, which the keys' is here.
+        code, said = self.certtool("--p12-info", "--inder", "--infile", "out.pfx", "--password",
+                                   "long live the king")
+        self.assertEqual(code, 1, said)
+        self.assertIn("Iteration count: 2000", said)
+        self.assertIn("BAG #0\nbag_init: The requested data were not available", said)
 
     def test_cyrillic_passwords_and_names(self):
         self.file("password", "пароль ключа\n")
@@ -159,6 +176,9 @@ class Peers(Profile):
         self.create("--names")
         keys, certificates = self.opened()
         self.assertEqual((len(keys), len(certificates)), (1, 1))
+        self.assertEqual(self.seen_by_certtool("пароль ключа"), (1, 1))
+        # OpenSSL looks for a BMPString, so the octets of the name are looked for here.
+        self.assertIn("Иван Петров".encode(), (self.folder / "out.pfx").read_bytes())
 
     def test_a_key_comes_back_the_same(self):
         for algorithm in ALGORITHMS:
