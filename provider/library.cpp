@@ -1,12 +1,11 @@
 #include "provider/library.h"
 
 #include <gcrypt.h>
-#include <sys/mman.h>
-#include <unistd.h>
 
 #include <cstddef>
-#include <cstdint>
 #include <new>
+
+#include "provider/secret_memory.h"
 
 namespace provider {
 
@@ -28,10 +27,7 @@ void KeepSecureMemoryOutOfCoreFiles() {
     if (first == nullptr) {
         return;
     }
-    const auto pageSize = static_cast<std::uintptr_t>(sysconf(_SC_PAGESIZE));
-    const std::uintptr_t start = reinterpret_cast<std::uintptr_t>(first) & ~(pageSize - 1);
-    static_cast<void>(
-        madvise(reinterpret_cast<void*>(start), std::size_t{kSecureMemorySize}, MADV_DONTDUMP));
+    GuardSecretMemory(first, std::size_t{kSecureMemorySize});
     gcry_free(first);
 }
 

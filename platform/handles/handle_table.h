@@ -326,7 +326,7 @@ class HandleTable {
     }
 
     static inline constinit std::array<std::atomic<Slot*>, kBlocks> blocks_{};
-    static inline constinit std::mutex mutex_;
+    static inline std::mutex mutex_;
     static inline constinit std::size_t blockCount_ = 0;
     static inline constinit Slot* sharedFree_ = nullptr;
     static inline constinit thread_local FreeSlots freeSlots_{};
