@@ -7,7 +7,7 @@
 #include "provider/container_files.h"
 #include "provider/container_image.h"
 #include "provider/container_names.h"
-#include "provider/file_security_windows.h"
+#include "state/file_security_windows.h"
 #include "state/state_folders.h"
 
 namespace provider {
@@ -44,8 +44,7 @@ HRESULT WordOf(DWORD error) {
 
 // The system's text conversion, which std::filesystem does not use.
 std::string AnsiPath(const std::filesystem::path& path) {
-    const int size =
-        WideCharToMultiByte(CP_ACP, 0, path.c_str(), -1, nullptr, 0, nullptr, nullptr);
+    const int size = WideCharToMultiByte(CP_ACP, 0, path.c_str(), -1, nullptr, 0, nullptr, nullptr);
     std::string text(static_cast<std::size_t>(size), '\0');
     WideCharToMultiByte(CP_ACP, 0, path.c_str(), -1, text.data(), size, nullptr, nullptr);
     return text.c_str();
@@ -74,18 +73,20 @@ bool IsMissing(DWORD error) {
 }
 
 // A link in the file's or the folder's place is opened itself, and so is seen.
-File OpenItself(const std::filesystem::path& path, DWORD access, DWORD disposition,
-                const PrivateAccess* privateAccess) {
+state::File OpenItself(const std::filesystem::path& path, DWORD access, DWORD disposition,
+                       const state::PrivateAccess* privateAccess) {
     SECURITY_ATTRIBUTES attributes{sizeof(attributes), nullptr, FALSE};
     attributes.lpSecurityDescriptor =
         privateAccess == nullptr ? nullptr : privateAccess->Descriptor();
-    return File(CreateFileW(path.c_str(), access, kShareAll, &attributes, disposition,
-                            FILE_FLAG_BACKUP_SEMANTICS | FILE_FLAG_OPEN_REPARSE_POINT, nullptr));
+    return state::File(CreateFileW(path.c_str(), access, kShareAll, &attributes, disposition,
+                                   FILE_FLAG_BACKUP_SEMANTICS | FILE_FLAG_OPEN_REPARSE_POINT,
+                                   nullptr));
 }
 
 // S_OK with `*isThere` false where there is no folder.
 HRESULT CheckFolder(const std::filesystem::path& path, bool* isThere) {
-    const File folder = OpenItself(path, READ_CONTROL | FILE_READ_ATTRIBUTES, OPEN_EXISTING, nullptr);
+    const state::File folder =
+        OpenItself(path, READ_CONTROL | FILE_READ_ATTRIBUTES, OPEN_EXISTING, nullptr);
     BY_HANDLE_FILE_INFORMATION information{};
     *isThere = folder.IsOpen();
     if (!folder.IsOpen() || !GetFileInformationByHandle(folder.Get(), &information)) {
@@ -96,13 +97,13 @@ HRESULT CheckFolder(const std::filesystem::path& path, bool* isThere) {
         return Report(path, ERROR_PATH_NOT_FOUND, "is no folder");
     }
     if ((information.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0 ||
-        !IsPrivate(folder, FILE_ADD_FILE | FILE_ADD_SUBDIRECTORY | FILE_DELETE_CHILD)) {
+        !state::IsPrivate(folder, FILE_ADD_FILE | FILE_ADD_SUBDIRECTORY | FILE_DELETE_CHILD)) {
         return Report(path, NTE_PERM, "is another user's folder, or others may write in it");
     }
     return S_OK;
 }
 
-HRESULT MakeFolder(const std::filesystem::path& path, const PrivateAccess& access) {
+HRESULT MakeFolder(const std::filesystem::path& path, const state::PrivateAccess& access) {
     std::error_code error;
     std::filesystem::create_directories(path.parent_path(), error);
     SECURITY_ATTRIBUTES attributes{sizeof(attributes), access.Descriptor(), FALSE};
@@ -130,14 +131,13 @@ DWORD Insist(Change change) {
 
 class LockedFolder final : public ContainerFolder {
   public:
-    LockedFolder(std::filesystem::path path, const PrivateAccess& access)
+    LockedFolder(std::filesystem::path path, const state::PrivateAccess& access)
         : path_(std::move(path)), access_(access) {}
 
     HRESULT Lock() {
         lock_ = OpenItself(path_ / kLockName, GENERIC_READ | GENERIC_WRITE, OPEN_ALWAYS, &access_);
         OVERLAPPED start{};
-        if (!lock_.IsOpen() ||
-            !LockFileEx(lock_.Get(), LOCKFILE_EXCLUSIVE_LOCK, 0, 1, 0, &start)) {
+        if (!lock_.IsOpen() || !LockFileEx(lock_.Get(), LOCKFILE_EXCLUSIVE_LOCK, 0, 1, 0, &start)) {
             return ReportError(path_ / kLockName, GetLastError());
         }
         RemoveUnfinished();
@@ -168,9 +168,8 @@ class LockedFolder final : public ContainerFolder {
         const std::filesystem::path path = path_ / fileName;
         HRESULT status = WriteUnfinished(path, bytes);
         if (status == S_OK) {
-            const DWORD error = Insist([&] {
-                return MoveFileExW(unfinished.c_str(), path.c_str(), moveFlags) != FALSE;
-            });
+            const DWORD error = Insist(
+                [&] { return MoveFileExW(unfinished.c_str(), path.c_str(), moveFlags) != FALSE; });
             if (error == ERROR_ALREADY_EXISTS || error == ERROR_FILE_EXISTS) {
                 status = NTE_EXISTS;
             } else if (error != ERROR_SUCCESS) {
@@ -184,7 +183,7 @@ class LockedFolder final : public ContainerFolder {
     }
 
     HRESULT WriteUnfinished(const std::filesystem::path& path, std::span<const BYTE> bytes) const {
-        const File file =
+        const state::File file =
             OpenItself(path_ / kUnfinishedName, GENERIC_WRITE, CREATE_NEW, &access_);
         DWORD written = 0;
         if (!file.IsOpen() ||
@@ -199,9 +198,9 @@ class LockedFolder final : public ContainerFolder {
     void RemoveUnfinished() const { DeleteFileW((path_ / kUnfinishedName).c_str()); }
 
     std::filesystem::path path_;
-    const PrivateAccess& access_;
+    const state::PrivateAccess& access_;
     // Closing it gives the lock back.
-    File lock_;
+    state::File lock_;
 };
 
 }  // namespace
@@ -217,7 +216,7 @@ HRESULT ReadContainerFile(ContainerScope scope, const std::string& fileName,
         return status == S_OK ? NTE_BAD_KEYSET : status;
     }
     const std::filesystem::path path = *folder / fileName;
-    const File file = OpenItself(path, GENERIC_READ, OPEN_EXISTING, nullptr);
+    const state::File file = OpenItself(path, GENERIC_READ, OPEN_EXISTING, nullptr);
     BY_HANDLE_FILE_INFORMATION information{};
     if (!file.IsOpen() || !GetFileInformationByHandle(file.Get(), &information)) {
         const DWORD error = GetLastError();
@@ -230,7 +229,7 @@ HRESULT ReadContainerFile(ContainerScope scope, const std::string& fileName,
         information.nFileSizeHigh != 0 || information.nFileSizeLow > kLargestContainerFile) {
         return Report(path, NTE_KEYSET_ENTRY_BAD, "is no key container");
     }
-    if (!IsPrivate(file, FILE_ALL_ACCESS)) {
+    if (!state::IsPrivate(file, FILE_ALL_ACCESS)) {
         return Report(path, NTE_PERM, "is another user's file, or others may open it");
     }
     bytes->resize(information.nFileSizeLow);
@@ -265,7 +264,7 @@ HRESULT ListContainerFiles(ContainerScope scope, std::vector<std::string>* fileN
 HRESULT ChangeContainerFiles(ContainerScope scope,
                              const std::function<HRESULT(ContainerFolder*)>& change) {
     const std::optional<std::filesystem::path> folder = KeyFolder(scope);
-    const PrivateAccess access;
+    const state::PrivateAccess access;
     if (!folder.has_value() || access.Descriptor() == nullptr) {
         return folder.has_value() ? NTE_FAIL : HRESULT{ERROR_PATH_NOT_FOUND};
     }

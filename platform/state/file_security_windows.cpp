@@ -1,4 +1,4 @@
-#include "provider/file_security_windows.h"
+#include "state/file_security_windows.h"
 
 // They need windows.h, which the header above has, before them.
 #include <aclapi.h>
@@ -9,7 +9,7 @@
 #include <memory>
 #include <string>
 
-namespace provider {
+namespace state {
 
 namespace {
 
@@ -132,4 +132,4 @@ bool IsPrivate(const File& file, ACCESS_MASK rights) {
     return true;
 }
 
-}  // namespace provider
+}  // namespace state

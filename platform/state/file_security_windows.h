@@ -1,12 +1,12 @@
-// Who may do what with the files of containers, on Windows. The user is the one that the thread
+// Who may do what with a file of secrets, on Windows. The user is the one that the thread
 // acts for.
 #pragma once
 
 #include <utility>
 
-#include "platform/cryptoapi.h"
+#include "cryptoapi.h"
 
-namespace provider {
+namespace state {
 
 // A file or folder that is open, or none.
 class File {
@@ -53,4 +53,4 @@ class PrivateAccess {
 // `rights`. The file is open for READ_CONTROL.
 bool IsPrivate(const File& file, ACCESS_MASK rights);
 
-}  // namespace provider
+}  // namespace state

@@ -1,0 +1,16 @@
+#include "mvlpfx/process.h"
+
+#include <sys/prctl.h>
+#include <sys/resource.h>
+#include <syslog.h>
+
+namespace mvlpfx {
+
+void PrepareProcess() {
+    const rlimit none{0, 0};
+    setrlimit(RLIMIT_CORE, &none);
+    prctl(PR_SET_DUMPABLE, 0);
+    openlog("mvlpfx", LOG_PERROR, LOG_USER);
+}
+
+}  // namespace mvlpfx
