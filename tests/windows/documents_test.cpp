@@ -123,7 +123,7 @@ TEST(WindowsDocuments, ImportControlFlagMakesThePasswordThePin) {
 
 TEST(WindowsDocuments, OfOtherSoftwareAreRestored) {
     for (const std::string name :
-         {"openssl-three-2001", "openssl-three-2012-256", "openssl-three-2012-512"}) {
+         {"openssl-2001", "openssl-one-iteration"}) {
         const Bytes document = ReadData("peers/" + name + ".pfx");
         const Bytes line = ReadData("peers/" + name + ".password");
         const std::string password(line.begin(), line.end() - 1);
