@@ -6,6 +6,8 @@
 #include <windows.h>
 // wincrypt.h needs windows.h before it.
 #include <wincrypt.h>
+// _get_errno and _set_errno.
+#include <stdlib.h>
 #else
 #include "capi/capi.h"
 #endif

@@ -91,6 +91,20 @@ MVLPFX_EXPORT BOOL UzVerifyPswPFX(const PfxBlob* pfx, LPCWSTR password);
  * The other bits are kept and have no meaning. */
 MVLPFX_EXPORT void UzSetImportPfxControlFlags(DWORD flags);
 
+/* Enters three of the functions in CryptoAPI's table of OID functions, for callers who know the set
+ * and the identifier "1.2.643.2.4.12.2.1" instead of this library:
+ *   "CryptVLXExportPFX"      UzCreatePFX
+ *   "CryptVLXRestorePFX"     UzRestorePFX
+ *   "CryptVLXVerifyPswPFX"   UzVerifyPswPFX
+ * each with the path of the loaded mvlpfx64.dll (libmvlpfx64.so). Answers 0; or what made the first
+ * entry fail, as an HRESULT, and then entries made before it stay. A failure for which the platform
+ * leaves no reason is answered by 0 too. */
+MVLPFX_EXPORT HRESULT WINAPI DllRegisterServer(void);
+
+/* Asks the table to remove what stands under the names of the functions in the place of the sets.
+ * Those are not the entries of DllRegisterServer, which stay. Always answers 0. */
+MVLPFX_EXPORT HRESULT WINAPI DllUnregisterServer(void);
+
 #ifdef __cplusplus
 }
 #endif

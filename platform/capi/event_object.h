@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "capi/events.h"
+#include "capi/kernel_objects.h"
 #include "capi/state_files.h"
 
 namespace capi {
@@ -23,7 +24,7 @@ class ChangeSource {
     virtual Outcome Look() = 0;
 };
 
-class Event {
+class Event : public KernelObject {
   public:
     Event(bool isManual, bool isSignalled);
 
@@ -44,8 +45,5 @@ class Event {
     std::mutex mutex_;
     std::vector<std::shared_ptr<ChangeSource>> sources_;
 };
-
-// Null for a handle that is no open event.
-std::shared_ptr<Event> FindEvent(HANDLE handle);
 
 }  // namespace capi

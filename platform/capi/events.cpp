@@ -7,7 +7,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <climits>
-#include <map>
 #include <utility>
 
 #include "capi/calls.h"
@@ -23,44 +22,6 @@ int MakeCounter(bool isSignalled) {
         ThrowWord(WordOfErrno(errno));
     }
     return descriptor;
-}
-
-class OpenEvents {
-  public:
-    HANDLE Add(std::shared_ptr<Event> event) {
-        const std::lock_guard lock(mutex_);
-        // Never the same twice, so that a closed handle stays a wrong one.
-        next_ += 4;
-        auto* const handle = reinterpret_cast<HANDLE>(next_);
-        events_.emplace(handle, std::move(event));
-        return handle;
-    }
-    std::shared_ptr<Event> Find(HANDLE handle) {
-        const std::lock_guard lock(mutex_);
-        const auto found = events_.find(handle);
-        return found == events_.end() ? nullptr : found->second;
-    }
-    bool Remove(HANDLE handle) {
-        const std::lock_guard lock(mutex_);
-        return events_.erase(handle) != 0;
-    }
-
-  private:
-    std::mutex mutex_;
-    std::map<HANDLE, std::shared_ptr<Event>> events_;
-    ULONG_PTR next_ = 0x100;
-};
-
-// Outlives every caller, those in other libraries' destructors too.
-OpenEvents& AllEvents() {
-    static OpenEvents& events = *std::make_unique<OpenEvents>().release();
-    return events;
-}
-
-std::shared_ptr<Event> RequireEvent(HANDLE handle) {
-    std::shared_ptr<Event> event = AllEvents().Find(handle);
-    Require(event != nullptr, ERROR_INVALID_HANDLE);
-    return event;
 }
 
 using Clock = std::chrono::steady_clock;
@@ -150,10 +111,6 @@ bool Event::Wait(std::optional<std::chrono::milliseconds> limit) {
     }
 }
 
-std::shared_ptr<Event> FindEvent(HANDLE handle) {
-    return AllEvents().Find(handle);
-}
-
 }  // namespace capi
 
 using capi::Answer;
@@ -162,21 +119,21 @@ HANDLE WINAPI CreateEventA(LPSECURITY_ATTRIBUTES /*lpEventAttributes*/, BOOL bMa
                            BOOL bInitialState, LPCSTR lpName) {
     return Answer<HANDLE>(nullptr, [&] {
         capi::Require(lpName == nullptr, ERROR_NOT_SUPPORTED);
-        return capi::AllEvents().Add(
+        return capi::AddObject(
             std::make_shared<capi::Event>(bManualReset != FALSE, bInitialState != FALSE));
     });
 }
 
 BOOL WINAPI SetEvent(HANDLE hEvent) {
     return Answer<BOOL>(FALSE, [&] {
-        capi::RequireEvent(hEvent)->Set();
+        capi::RequireObject<capi::Event>(hEvent)->Set();
         return TRUE;
     });
 }
 
 BOOL WINAPI ResetEvent(HANDLE hEvent) {
     return Answer<BOOL>(FALSE, [&] {
-        capi::RequireEvent(hEvent)->Reset();
+        capi::RequireObject<capi::Event>(hEvent)->Reset();
         return TRUE;
     });
 }
@@ -186,14 +143,7 @@ DWORD WINAPI WaitForSingleObject(HANDLE hHandle, DWORD dwMilliseconds) {
         const auto limit = dwMilliseconds == INFINITE
                                ? std::nullopt
                                : std::optional(std::chrono::milliseconds(dwMilliseconds));
-        return capi::RequireEvent(hHandle)->Wait(limit) ? DWORD{WAIT_OBJECT_0}
-                                                        : DWORD{WAIT_TIMEOUT};
-    });
-}
-
-BOOL WINAPI CloseHandle(HANDLE hObject) {
-    return Answer<BOOL>(FALSE, [&] {
-        capi::Require(capi::AllEvents().Remove(hObject), ERROR_INVALID_HANDLE);
-        return TRUE;
+        return capi::RequireObject<capi::Event>(hHandle)->Wait(limit) ? DWORD{WAIT_OBJECT_0}
+                                                                      : DWORD{WAIT_TIMEOUT};
     });
 }

@@ -1,21 +1,15 @@
 /* Events, as far as a change of the registry is told by one.
  *
- * Handles may be used by any thread; closing one while another thread waits for it leaves that
- * thread waiting for its time. A handle that is no open event gives ERROR_INVALID_HANDLE. */
+ * Closing a handle while another thread waits for it leaves that thread waiting for its time. A
+ * handle that is no open event gives ERROR_INVALID_HANDLE. */
 #pragma once
 
-#include "capi/types.h"
+#include "capi/handles.h"
 
 #define INFINITE 0xFFFFFFFF
 #define WAIT_OBJECT_0 0
 #define WAIT_TIMEOUT 258
 #define WAIT_FAILED 0xFFFFFFFF
-
-typedef struct _SECURITY_ATTRIBUTES {
-    DWORD nLength;
-    LPVOID lpSecurityDescriptor;
-    BOOL bInheritHandle;
-} SECURITY_ATTRIBUTES, *PSECURITY_ATTRIBUTES, *LPSECURITY_ATTRIBUTES;
 
 VLXCAPI_BEGIN
 
@@ -31,7 +25,5 @@ VLXCAPI BOOL WINAPI ResetEvent(HANDLE hEvent);
 /* WAIT_OBJECT_0 where the event is signalled within so many milliseconds, else WAIT_TIMEOUT;
  * WAIT_FAILED with the reason in the last error. */
 VLXCAPI DWORD WINAPI WaitForSingleObject(HANDLE hHandle, DWORD dwMilliseconds);
-
-VLXCAPI BOOL WINAPI CloseHandle(HANDLE hObject);
 
 VLXCAPI_END

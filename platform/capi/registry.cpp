@@ -391,8 +391,9 @@ LSTATUS WINAPI RegNotifyChangeKeyValue(HKEY hKey, BOOL bWatchSubtree, DWORD dwNo
         if ((key->rights & KEY_NOTIFY) == 0) {
             return ERROR_ACCESS_DENIED;
         }
-        const std::shared_ptr<capi::Event> event =
-            fAsynchronous ? capi::FindEvent(hEvent) : std::make_shared<capi::Event>(true, false);
+        const std::shared_ptr<capi::Event> event = fAsynchronous
+                                                       ? capi::Find<capi::Event>(hEvent)
+                                                       : std::make_shared<capi::Event>(true, false);
         if (event == nullptr) {
             return ERROR_INVALID_HANDLE;
         }

@@ -216,6 +216,18 @@ std::shared_ptr<const Settings> Load(const FileIdentity& identity) {
     return settings;
 }
 
+struct LoadedSettings {
+    std::mutex mutex;
+    FileIdentity identity;
+    std::shared_ptr<const Settings> settings;
+};
+
+// Outlives every caller, those in other libraries' destructors too.
+LoadedSettings& LastLoaded() {
+    static LoadedSettings& loaded = *std::make_unique<LoadedSettings>().release();
+    return loaded;
+}
+
 }  // namespace
 
 std::string SettingsPath() {
@@ -235,17 +247,14 @@ bool ParseSettings(std::string_view text, Settings* settings, std::string* reaso
 }
 
 std::shared_ptr<const Settings> CurrentSettings() {
-    static std::mutex mutex;
-    static FileIdentity loadedIdentity;
-    static std::shared_ptr<const Settings> loaded;
-
+    LoadedSettings& last = LastLoaded();
     FileIdentity identity = IdentityOf(SettingsPath());
-    const std::lock_guard lock(mutex);
-    if (loaded == nullptr || !(identity == loadedIdentity)) {
-        loaded = Load(identity);
-        loadedIdentity = std::move(identity);
+    const std::lock_guard lock(last.mutex);
+    if (last.settings == nullptr || !(identity == last.identity)) {
+        last.settings = Load(identity);
+        last.identity = std::move(identity);
     }
-    return loaded;
+    return last.settings;
 }
 
 }  // namespace capi

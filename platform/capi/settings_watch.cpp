@@ -27,8 +27,11 @@ int MakeNotifier() {
 bool HaveSameValues(const Settings& before, const Settings& now, const std::string& path) {
     const Settings::Key* const old = before.FindKey(path);
     const Settings::Key* const current = now.FindKey(path);
-    static const std::vector<SettingsValue> kNone;
-    return (old == nullptr ? kNone : old->values) == (current == nullptr ? kNone : current->values);
+    if (old == nullptr || current == nullptr) {
+        return (old == nullptr || old->values.empty()) &&
+               (current == nullptr || current->values.empty());
+    }
+    return old->values == current->values;
 }
 
 }  // namespace

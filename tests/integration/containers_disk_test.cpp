@@ -1,10 +1,7 @@
 // Containers on a disk that is full, or that may only be read: a small file system of the test's
 // own.
 #include <gtest/gtest.h>
-#include <sched.h>
 #include <sys/mount.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <fstream>
@@ -14,6 +11,7 @@
 
 #include "provider/container_store.h"
 #include "support/container_home.h"
+#include "support/small_disk.h"
 
 namespace {
 
@@ -23,42 +21,16 @@ using provider::KeyRecord;
 using provider::SecretBytes;
 using test_support::ContainerHome;
 
-constexpr int kNotPermitted = 77;
-
 std::span<const BYTE> OctetsOf(std::string_view text) {
     return {reinterpret_cast<const BYTE*>(text.data()), text.size()};
 }
 
-// What the process that has the file system found. Its expectations are told to its standard error.
-int Judge() {
-    return testing::Test::HasFailure() ? 1 : 0;
-}
-
 class ContainersOnADisk : public testing::Test {
   protected:
-    // Runs `work` in a process with 64 KiB of disk where the user's state lies.
+    // Runs `work` with 64 KiB of disk where the user's state lies.
     void OnASmallDisk(const std::function<void()>& work) const {
         std::filesystem::create_directory(home_.User());
-        const pid_t child = fork();
-        if (child == 0) {
-            if (unshare(CLONE_NEWNS) != 0 || !Mount(0)) {
-                _exit(kNotPermitted);
-            }
-            work();
-            _exit(Judge());
-        }
-        int status = 0;
-        waitpid(child, &status, 0);
-        ASSERT_TRUE(WIFEXITED(status));
-        if (WEXITSTATUS(status) == kNotPermitted) {
-            GTEST_SKIP() << "this process may mount nothing";
-        }
-        EXPECT_EQ(WEXITSTATUS(status), 0);
-    }
-    // Nothing of it is seen outside of this process's namespace.
-    bool Mount(unsigned long flags) const {
-        return mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
-               mount("tmpfs", home_.User().c_str(), "tmpfs", flags, "size=64k") == 0;
+        test_support::OnASmallDisk(home_.User(), work);
     }
     void Fill() const { std::ofstream(home_.User() / "filler") << std::string(1 << 20, 'f'); }
     static HRESULT Create(const char* name) {

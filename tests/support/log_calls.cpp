@@ -1,0 +1,84 @@
+#include "support/log_calls.h"
+
+#include "support/platform_stand_in.h"
+
+namespace test_support {
+
+LogCalls& LogCalls::Get() {
+    static LogCalls calls;
+    return calls;
+}
+
+void LogCalls::Reset() {
+    *this = LogCalls();
+    PlatformCalls::Get().Reset();
+}
+
+}  // namespace test_support
+
+using test_support::LogCalls;
+using test_support::Refused;
+
+extern "C" {
+
+void OutputDebugStringA(LPCSTR text) {
+    LogCalls::Get().debugOutput.emplace_back(text);
+    // What a real one may do.
+    SetLastError(1);
+    _set_errno(1);
+}
+
+DWORD GetTempPathA(DWORD size, LPSTR buffer) {
+    return Refused("GetTempPathA") ? 0 : REAL(GetTempPathA)(size, buffer);
+}
+
+HMODULE GetModuleHandleA(LPCSTR name) {
+    return Refused("GetModuleHandleA") ? nullptr : REAL(GetModuleHandleA)(name);
+}
+
+FARPROC GetProcAddress(HMODULE module, LPCSTR name) {
+    return Refused("GetProcAddress") ? nullptr : REAL(GetProcAddress)(module, name);
+}
+
+HANDLE CreateEventA(LPSECURITY_ATTRIBUTES security, BOOL isManual, BOOL isSignalled, LPCSTR name) {
+    return Refused("CreateEventA") ? nullptr
+                                   : REAL(CreateEventA)(security, isManual, isSignalled, name);
+}
+
+DWORD WaitForSingleObject(HANDLE object, DWORD milliseconds) {
+    return Refused("WaitForSingleObject") ? DWORD{WAIT_FAILED}
+                                          : REAL(WaitForSingleObject)(object, milliseconds);
+}
+
+HANDLE CreateFileA(LPCSTR name, DWORD access, DWORD share, LPSECURITY_ATTRIBUTES security,
+                   DWORD disposition, DWORD attributes, HANDLE form) {
+    LogCalls::Get().openings.push_back({name, access, share, disposition, attributes});
+    return Refused("CreateFileA")
+               ? INVALID_HANDLE_VALUE
+               : REAL(CreateFileA)(name, access, share, security, disposition, attributes, form);
+}
+
+BOOL LockFileEx(HANDLE file, DWORD flags, DWORD reserved, DWORD low, DWORD high,
+                LPOVERLAPPED start) {
+    LogCalls::Get().lockings.push_back(
+        {flags, low, high, ULONGLONG{start->OffsetHigh} << 32 | start->Offset});
+    return Refused("LockFileEx") ? FALSE
+                                 : REAL(LockFileEx)(file, flags, reserved, low, high, start);
+}
+
+DWORD SetFilePointer(HANDLE file, LONG distance, PLONG high, DWORD method) {
+    return Refused("SetFilePointer") ? DWORD{INVALID_SET_FILE_POINTER}
+                                     : REAL(SetFilePointer)(file, distance, high, method);
+}
+
+BOOL WriteFile(HANDLE file, LPCVOID data, DWORD size, LPDWORD written, LPOVERLAPPED overlapped) {
+    return Refused("WriteFile") ? FALSE : REAL(WriteFile)(file, data, size, written, overlapped);
+}
+
+BOOL CloseHandle(HANDLE handle) {
+    // Closed all the same, as it would otherwise stay open.
+    const bool isRefused = Refused("CloseHandle");
+    return REAL(CloseHandle)(handle) && !isRefused;
+}
+
+}  // extern "C"

@@ -1,0 +1,396 @@
+#include "log/log_config.h"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "support/log_calls.h"
+#include "support/test_log.h"
+
+namespace {
+
+using pkisdk::LogContext;
+using pkisdk::PollLogConfig;
+using pkisdk::ReloadLogConfig;
+using test_support::LogCalls;
+using test_support::LogSurroundings;
+using test_support::PlatformCalls;
+using test_support::TestLog;
+
+class LogConfig : public testing::Test {
+  protected:
+    void SetUp() override { LogCalls::Get().Reset(); }
+    // The maximum of the debugger's sink under that setting.
+    std::uint32_t MaximumUnder(const std::string& setting) {
+        surroundings_.Set("dbg_max = " + setting + "\n");
+        TestLog log;
+        log.Start();
+        return log.debug.maximum;
+    }
+    bool HasEvent() const { return log_.registry.event.load() != nullptr; }
+
+    LogSurroundings surroundings_;
+    TestLog log_;
+};
+
+TEST_F(LogConfig, WithoutAnySettingNothingIsWritten) {
+    log_.Start();
+    EXPECT_EQ(log_.context.level, 61u);
+    EXPECT_EQ(log_.context.fields, 179u);
+    EXPECT_EQ(log_.debug.level, 0u);
+    EXPECT_EQ(log_.debug.fields, 0x7FFFFFFFu);
+    EXPECT_EQ(log_.debug.maximum, 256u);
+    EXPECT_EQ(log_.file.level, 0u);
+    EXPECT_EQ(log_.file.fields, 0x7FFFFFFEu);
+    EXPECT_EQ(log_.file.maximum, 256u);
+    EXPECT_EQ(log_.file.fileName.load()->text, surroundings_.Path());
+    EXPECT_NE(log_.Say("message"), 0);
+    EXPECT_TRUE(LogCalls::Get().debugOutput.empty());
+    EXPECT_TRUE(LogCalls::Get().openings.empty());
+}
+
+TEST_F(LogConfig, EverySettingIsRead) {
+    surroundings_.Set(
+        "level = 1\nfields = 2\ndbg_level = 3\ndbg_field = 4\ndbg_max = 96\nfile_level = 6\n"
+        "file_field = 7\nfile_max = 112\nfile_filename = '/some/file'\n");
+    log_.Start();
+    EXPECT_EQ(log_.context.level, 1u);
+    EXPECT_EQ(log_.context.fields, 2u);
+    EXPECT_EQ(log_.debug.level, 3u);
+    EXPECT_EQ(log_.debug.fields, 4u);
+    EXPECT_EQ(log_.debug.maximum, 96u);
+    EXPECT_EQ(log_.file.level, 6u);
+    EXPECT_EQ(log_.file.fields, 7u);
+    EXPECT_EQ(log_.file.maximum, 112u);
+    EXPECT_EQ(log_.file.fileName.load()->text, "/some/file");
+    EXPECT_EQ(log_.context.defaultLevel, 61u);
+}
+
+TEST_F(LogConfig, ValuesAreThoseOfTheKeyOfTheModulesName) {
+    surroundings_.Settings().Write(test_support::LogSettings("level = 1\n") +
+                                   test_support::LogSettings("level = 2\n", "other64"));
+    TestLog other("other64");
+    log_.Start();
+    other.Start();
+    EXPECT_EQ(log_.context.level, 1u);
+    EXPECT_EQ(other.context.level, 2u);
+}
+
+TEST_F(LogConfig, DbgMaxOf64Gives256And65Gives80And4096StaysAnd4097Gives256) {
+    EXPECT_EQ(MaximumUnder("64"), 256u);
+    EXPECT_EQ(MaximumUnder("65"), 80u);
+    EXPECT_EQ(MaximumUnder("4096"), 4096u);
+    EXPECT_EQ(MaximumUnder("4097"), 256u);
+    EXPECT_EQ(MaximumUnder("0"), 256u);
+    EXPECT_EQ(MaximumUnder("80"), 80u);
+    EXPECT_EQ(MaximumUnder("81"), 96u);
+    EXPECT_EQ(MaximumUnder("4081"), 4096u);
+    EXPECT_EQ(MaximumUnder("0xFFFFFFFF"), 256u);
+}
+
+TEST_F(LogConfig, FileMaxHasTheSameLimit) {
+    surroundings_.Set("file_max = 65\n");
+    EXPECT_EQ(log_.Start().file.maximum, 80u);
+}
+
+TEST_F(LogConfig, ARegSzWhereARegDwordIsExpectedIsIgnored) {
+    surroundings_.Set("level = '1'\ndbg_level = 0x100000000\nfile_level = [ 'a' ]\n");
+    log_.Start();
+    EXPECT_EQ(log_.context.level, 61u);
+    EXPECT_EQ(log_.debug.level, 0u);
+    EXPECT_EQ(log_.file.level, 0u);
+    EXPECT_TRUE(HasEvent());
+}
+
+TEST_F(LogConfig, ANumberWhereTheFileNameIsExpectedIsIgnored) {
+    for (const char* value : {"7", "[ '/some/file' ]"}) {
+        surroundings_.Set("file_filename = " + std::string(value) + "\n");
+        TestLog log;
+        EXPECT_EQ(log.Start().file.fileName.load()->text, surroundings_.Path()) << value;
+    }
+}
+
+TEST_F(LogConfig, FileNamesMayHaveCharactersOfSeveralBytes) {
+    const test_support::ScopedVariable locale("LC_ALL", "C.UTF-8");
+    surroundings_.Set("file_filename = '/журнал'\n");
+    EXPECT_EQ(log_.Start().file.fileName.load()->text, "/журнал");
+}
+
+TEST_F(LogConfig, AMissingSubkeyLeavesTheLoggerWithNoEventForGood) {
+    surroundings_.Settings().Write(test_support::LogSettings("level = 1\n", "other64"));
+    log_.Start();
+    EXPECT_FALSE(HasEvent());
+    surroundings_.Set("level = 1\ndbg_level = 8\n");
+    EXPECT_EQ(PollLogConfig(&log_.context, 0xFFFFFFFF), 61u);
+    EXPECT_NE(log_.Say("message"), 0);
+    EXPECT_TRUE(LogCalls::Get().debugOutput.empty());
+    // Were there a reload, it would find them.
+    ReloadLogConfig(&log_.context);
+    EXPECT_EQ(log_.context.level, 1u);
+}
+
+TEST_F(LogConfig, AChangeOfLevelIsSeenAtTheNextLogCallAndNotBefore) {
+    surroundings_.Set("level = 16\ndbg_level = 8\ndbg_field = 0x10\n");
+    log_.Start();
+    log_.Say("not wanted");
+    surroundings_.Set("level = 8\ndbg_level = 8\ndbg_field = 0x10\n");
+    EXPECT_EQ(log_.context.level, 16u);
+    log_.Say("wanted");
+    EXPECT_EQ(log_.context.level, 8u);
+    EXPECT_EQ(LogCalls::Get().debugOutput, std::vector<std::string>{"wanted\n"});
+    // And again: the watch is renewed.
+    surroundings_.Set("level = 16\n");
+    log_.Say("not wanted");
+    surroundings_.Set("level = 8\ndbg_level = 8\ndbg_field = 0x10\n");
+    log_.Say("wanted too");
+    EXPECT_EQ(LogCalls::Get().debugOutput, (std::vector<std::string>{"wanted\n", "wanted too\n"}));
+}
+
+TEST_F(LogConfig, AValueThatGoesHasItsDefaultAgain) {
+    surroundings_.Set("level = 1\nfile_filename = '/some/file'\n");
+    log_.Start();
+    surroundings_.Set("dbg_level = 2\n");
+    PollLogConfig(&log_.context, 1);
+    EXPECT_EQ(log_.context.level, 61u);
+    EXPECT_EQ(log_.debug.level, 2u);
+    EXPECT_EQ(log_.file.fileName.load()->text, surroundings_.Path());
+}
+
+TEST_F(LogConfig, AFileNameThatIsFixedIsNotAskedFor) {
+    surroundings_.Set("file_filename = '/some/file'\nfile_level = 1\n");
+    log_.Init();
+    pkisdk::InitFileSink(&log_.context, 0, 0, 2);
+    log_.file.flags = pkisdk::kLogFileNameIsFixed;
+    ReloadLogConfig(&log_.context);
+    EXPECT_EQ(log_.file.level, 1u);
+    EXPECT_EQ(log_.file.fileName.load()->text, surroundings_.Path());
+}
+
+TEST_F(LogConfig, NamesThatComeBackAreKeptOnce) {
+    surroundings_.Set("file_filename = '/one'\n");
+    log_.Start();
+    const pkisdk::LogFileName* const one = log_.file.fileName;
+    surroundings_.Set("file_filename = '/two'\n");
+    PollLogConfig(&log_.context, 1);
+    EXPECT_EQ(log_.file.fileName.load()->text, "/two");
+    // What a write in another thread may still be reading.
+    EXPECT_EQ(one->text, "/one");
+    surroundings_.Set("file_filename = '/one'\n");
+    PollLogConfig(&log_.context, 1);
+    EXPECT_EQ(log_.file.fileName.load(), one);
+}
+
+TEST_F(LogConfig, SinksAreReloadedInOrderWhereTheyCanBe) {
+    static std::vector<std::uint32_t> reloaded;
+    reloaded.clear();
+    const auto note = [](LogContext*, std::uint32_t index) { reloaded.push_back(index); };
+    log_.reloads = {note, note};
+    log_.Start();
+    EXPECT_EQ(reloaded, (std::vector<std::uint32_t>{1, 2}));
+    log_.reloads = {nullptr, note};
+    ReloadLogConfig(&log_.context);
+    EXPECT_EQ(reloaded, (std::vector<std::uint32_t>{1, 2, 2}));
+    log_.context.sinkReloads = nullptr;
+    ReloadLogConfig(&log_.context);
+    EXPECT_EQ(reloaded.size(), 3u);
+}
+
+TEST_F(LogConfig, PollAnswersTheLevelsInCommon) {
+    EXPECT_EQ(PollLogConfig(&log_.context, 8), 0u);
+    surroundings_.Set("level = 12\n");
+    log_.Start();
+    EXPECT_EQ(PollLogConfig(&log_.context, 8), 8u);
+    EXPECT_EQ(PollLogConfig(&log_.context, 0xFFFFFFF3), 0u);
+    EXPECT_EQ(PollLogConfig(&log_.context, 7), 4u);
+}
+
+TEST_F(LogConfig, LastErrorAndErrnoStayThroughPollAndReload) {
+    surroundings_.Set("level = 1\n");
+    log_.Start();
+    for (const bool isChanged : {false, true}) {
+        if (isChanged) {
+            surroundings_.Set("level = '2'\nfile_filename = 5\n");
+        }
+        SetLastError(12345);
+        errno = EDOM;
+        PollLogConfig(&log_.context, 8);
+        EXPECT_EQ(errno, EDOM);
+        EXPECT_EQ(GetLastError(), 12345u);
+    }
+    EXPECT_EQ(log_.context.level, 61u);
+}
+
+TEST_F(LogConfig, WithoutTheRegistrysLibraryThereAreDefaults) {
+    surroundings_.Set("level = 1\n");
+    PlatformCalls::Get().FailFrom(1, true, 126);
+    log_.Init();
+    ReloadLogConfig(&log_.context);
+    EXPECT_GT(PlatformCalls::Get().Count("GetModuleHandleA"), 0);
+    EXPECT_EQ(PlatformCalls::Get().Count("GetProcAddress"), 0);
+    EXPECT_EQ(log_.context.level, 61u);
+    EXPECT_FALSE(HasEvent());
+}
+
+TEST_F(LogConfig, EachFunctionOfTheRegistryIsNeeded) {
+    surroundings_.Set("level = 1\n");
+    for (int n = 1; n <= 4; ++n) {
+        PlatformCalls::Get().Reset();
+        PlatformCalls::Get().FailNamed("GetProcAddress", n, 127);
+        TestLog log;
+        log.Init();
+        EXPECT_EQ(log.registry.key.load(), nullptr) << n;
+        EXPECT_EQ(log.registry.event.load(), nullptr);
+        // Only what is not known yet is asked for again.
+        ReloadLogConfig(&log.context);
+        EXPECT_EQ(log.context.level, 1u);
+        EXPECT_EQ(PlatformCalls::Get().Count("GetProcAddress"), 5);
+        EXPECT_EQ(PlatformCalls::Get().Count("GetModuleHandleA"), 1);
+    }
+}
+
+TEST_F(LogConfig, WithoutAnEventTheValuesAreReadOnce) {
+    surroundings_.Set("level = 1\n");
+    PlatformCalls::Get().FailNamed("CreateEventA", 1, 4);
+    log_.Start();
+    EXPECT_EQ(log_.context.level, 1u);
+    EXPECT_FALSE(HasEvent());
+    surroundings_.Set("level = 2\n");
+    EXPECT_EQ(PollLogConfig(&log_.context, 0xFF), 1u);
+}
+
+TEST_F(LogConfig, APollThatFailsReloadsNothing) {
+    surroundings_.Set("level = 1\n");
+    log_.Start();
+    surroundings_.Set("level = 2\n");
+    PlatformCalls::Get().FailNamed("WaitForSingleObject", 1, 6);
+    SetLastError(77);
+    EXPECT_EQ(PollLogConfig(&log_.context, 0xFF), 1u);
+    EXPECT_EQ(GetLastError(), 77u);
+    EXPECT_EQ(PollLogConfig(&log_.context, 0xFF), 2u);
+}
+
+TEST_F(LogConfig, RegistryCallsThatFailLeaveDefaults) {
+    surroundings_.Set("level = 1\nfile_filename = '/some/file'\n");
+    log_.Start();
+    EXPECT_EQ(log_.context.level, 1u);
+    log_.context.queryValue = [](HKEY, LPCWSTR, LPDWORD, LPDWORD, LPBYTE, LPDWORD) -> LSTATUS {
+        return ERROR_ACCESS_DENIED;
+    };
+    ReloadLogConfig(&log_.context);
+    EXPECT_EQ(log_.context.level, 61u);
+    EXPECT_EQ(log_.file.fileName.load()->text, surroundings_.Path());
+}
+
+TEST_F(LogConfig, ATextThatCannotBeReadOrNarrowedIsTheDefault) {
+    surroundings_.Set("file_filename = '/some/file'\n");
+    log_.Start();
+    for (int n : {1, 2}) {
+        PlatformCalls::Get().Reset();
+        PlatformCalls::Get().FailNamed("WideCharToMultiByte", n, 122);
+        std::string text;
+        pkisdk::ReadLogText(&log_.context, L"file_filename", &text, "default");
+        EXPECT_EQ(text, "default");
+    }
+    // The size is told, and then the value can't be had.
+    log_.context.queryValue = [](HKEY, LPCWSTR, LPDWORD, LPDWORD type, LPBYTE data,
+                                 LPDWORD size) -> LSTATUS {
+        *type = REG_SZ;
+        *size = 8;
+        return data == nullptr ? ERROR_SUCCESS : ERROR_MORE_DATA;
+    };
+    std::string text;
+    pkisdk::ReadLogText(&log_.context, L"file_filename", &text, "default");
+    EXPECT_EQ(text, "default");
+}
+
+TEST_F(LogConfig, ATextWithoutItsTerminatorIsTakenToItsEnd) {
+    surroundings_.Set("");
+    log_.Start();
+    log_.context.queryValue = [](HKEY, LPCWSTR, LPDWORD, LPDWORD type, LPBYTE data,
+                                 LPDWORD size) -> LSTATUS {
+        const std::wstring text = L"/f";
+        *type = REG_SZ;
+        *size = 2 * sizeof(wchar_t);
+        if (data != nullptr) {
+            std::copy(text.begin(), text.end(), reinterpret_cast<wchar_t*>(data));
+        }
+        return ERROR_SUCCESS;
+    };
+    std::string text;
+    pkisdk::ReadLogText(&log_.context, L"file_filename", &text, "default");
+    EXPECT_EQ(text, "/f");
+}
+
+TEST_F(LogConfig, ADwordOfAnotherSizeIsIgnored) {
+    surroundings_.Set("");
+    log_.Start();
+    static DWORD answeredSize;
+    for (answeredSize = 0; answeredSize <= 4; ++answeredSize) {
+        log_.context.queryValue = [](HKEY, LPCWSTR, LPDWORD, LPDWORD type, LPBYTE data,
+                                     LPDWORD size) -> LSTATUS {
+            *type = REG_DWORD;
+            data[0] = 9;
+            *size = answeredSize;
+            return ERROR_SUCCESS;
+        };
+        std::uint32_t value = 0;
+        pkisdk::ReadLogDword(&log_.context, L"level", &value, 5);
+        EXPECT_EQ(value, answeredSize == 4 ? 9u : 5u);
+    }
+}
+
+TEST_F(LogConfig, KeyAndEventAreClosedAtTheFinishAlone) {
+    surroundings_.Set("level = 1\n");
+    log_.Start();
+    const HKEY key = log_.registry.key;
+    pkisdk::CloseLogKey(&log_.context, false);
+    EXPECT_EQ(log_.registry.key.load(), nullptr);
+    EXPECT_TRUE(HasEvent());
+    EXPECT_NE(log_.context.registryModule.load(), nullptr);
+    EXPECT_EQ(RegCloseKey(key), ERROR_SUCCESS);
+    pkisdk::CloseLogKey(&log_.context, true);
+
+    TestLog log;
+    log.Start();
+    const HKEY open = log.registry.key;
+    const HANDLE event = log.registry.event;
+    ASSERT_NE(open, nullptr);
+    pkisdk::CloseLogKey(&log.context, true);
+    EXPECT_EQ(RegCloseKey(open), ERROR_INVALID_HANDLE);
+    EXPECT_FALSE(CloseHandle(event));
+    EXPECT_EQ(log.registry.event.load(), nullptr);
+    EXPECT_EQ(log.context.registryModule.load(), nullptr);
+}
+
+TEST_F(LogConfig, TheKeyIsOpenedForReadingAndWatchedForItsValues) {
+    static std::vector<std::pair<std::string, REGSAM>> opened;
+    static std::vector<DWORD> filters;
+    opened.clear();
+    filters.clear();
+    surroundings_.Set("level = 1\n");
+    log_.context.openKey = [](HKEY root, LPCSTR path, DWORD options, REGSAM rights,
+                              PHKEY key) -> LSTATUS {
+        opened.emplace_back(path, rights);
+        return RegOpenKeyExA(root, path, options, rights, key);
+    };
+    log_.context.notifyChange = [](HKEY key, BOOL subtree, DWORD filter, HANDLE event,
+                                   BOOL isAsynchronous) -> LSTATUS {
+        filters.push_back(filter);
+        EXPECT_FALSE(subtree);
+        EXPECT_TRUE(isAsynchronous);
+        return RegNotifyChangeKeyValue(key, subtree, filter, event, isAsynchronous);
+    };
+    log_.Start();
+    const std::vector<std::pair<std::string, REGSAM>> expected = {
+        {"Software\\Wow6432Node\\Velmorix\\Logs", 1}, {"mvlpfx64", 0x11}};
+    EXPECT_EQ(opened, expected);
+    EXPECT_EQ(filters, std::vector<DWORD>{4});
+    surroundings_.Set("level = 2\n");
+    PollLogConfig(&log_.context, 1);
+    EXPECT_EQ(filters, (std::vector<DWORD>{4, 4}));
+}
+
+}  // namespace
