@@ -32,12 +32,13 @@ constinit SinkRecord debugSink;
 constinit FileSinkRecord fileSink;
 constinit LogRegistry registry{&OpenLogKey, &CloseLogKey, &ReadLogDword, &ReadLogText};
 constexpr std::array<SinkRecord*, 2> kSinks = {&debugSink, &fileSink};
-constexpr std::array<SinkWrite, 2> kWrites = {&WriteDebugRecord, &WriteFileRecord};
+// No std::array: the type of a va_list has attributes on some platforms, which no template takes.
+constexpr SinkWrite kWrites[] = {&WriteDebugRecord, &WriteFileRecord};
 constexpr std::array<SinkReload, 2> kReloads = {&ReloadDebugSink, &ReloadFileSink};
 constexpr std::array<FieldHandler, 2> kHandlers = {&WriteModuleName, &WriteThreadId};
 
 void SetUp() {
-    InitLogContext(&context, kModuleName, kLevel, kFields, kSinks.size(), kWrites.data(), nullptr,
+    InitLogContext(&context, kModuleName, kLevel, kFields, kSinks.size(), kWrites, nullptr,
                    kSinks.data(), kReloads.data(), kHandlers.size(), kHandlers.data(), nullptr,
                    &registry, kDefaultMaximum);
     InitFileSink(&context, 0, kFileFields, kFileSink);

@@ -51,9 +51,9 @@ class TestLog {
     TestLog& operator=(const TestLog&) = delete;
 
     int Init() {
-        return pkisdk::InitLogContext(&context, name_, kLogLevel, kLogFields, 2, writes.data(),
-                                      nullptr, records.data(), reloads.data(), handlerCount,
-                                      handlers.data(), nullptr, &registry, 256);
+        return pkisdk::InitLogContext(&context, name_, kLogLevel, kLogFields, 2, writes, nullptr,
+                                      records.data(), reloads.data(), handlerCount, handlers.data(),
+                                      nullptr, &registry, 256);
     }
     TestLog& Start() {
         Init();
@@ -73,7 +73,7 @@ class TestLog {
     pkisdk::LogRegistry registry{&pkisdk::OpenLogKey, &pkisdk::CloseLogKey, &pkisdk::ReadLogDword,
                                  &pkisdk::ReadLogText};
     std::array<pkisdk::SinkRecord*, 2> records = {&debug, &file};
-    std::array<pkisdk::SinkWrite, 2> writes = {&pkisdk::WriteDebugRecord, &pkisdk::WriteFileRecord};
+    pkisdk::SinkWrite writes[2] = {&pkisdk::WriteDebugRecord, &pkisdk::WriteFileRecord};
     std::array<pkisdk::SinkReload, 2> reloads = {&pkisdk::ReloadDebugSink, &pkisdk::ReloadFileSink};
     std::array<pkisdk::FieldHandler, 6> handlers = {&pkisdk::WriteModuleName,
                                                     &pkisdk::WriteThreadId};

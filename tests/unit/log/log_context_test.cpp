@@ -29,7 +29,7 @@ TEST_F(InitLog, FillsTheContextAndOpensTheSettings) {
     opened = 0;
     log_.registry.open = [](LogContext*) { ++opened; };
     int spare = 0;
-    ASSERT_NE(InitLogContext(&log_.context, "mvlpfx64", 61, 179, 2, log_.writes.data(), &spare,
+    ASSERT_NE(InitLogContext(&log_.context, "mvlpfx64", 61, 179, 2, log_.writes, &spare,
                              log_.records.data(), log_.reloads.data(), 2, log_.handlers.data(),
                              &opened, &log_.registry, 256),
               0);
@@ -50,9 +50,8 @@ TEST_F(InitLog, FillsTheContextAndOpensTheSettings) {
 TEST_F(InitLog, FailsWhereSomethingIsMissing) {
     const auto init = [this](LogContext* context, const char* name, bool hasWrites, bool hasReloads,
                              bool hasHandlers, bool hasRegistry) {
-        return InitLogContext(context, name, 1, 1, 2, hasWrites ? log_.writes.data() : nullptr,
-                              nullptr, log_.records.data(),
-                              hasReloads ? log_.reloads.data() : nullptr, 2,
+        return InitLogContext(context, name, 1, 1, 2, hasWrites ? log_.writes : nullptr, nullptr,
+                              log_.records.data(), hasReloads ? log_.reloads.data() : nullptr, 2,
                               hasHandlers ? log_.handlers.data() : nullptr, nullptr,
                               hasRegistry ? &log_.registry : nullptr, 256);
     };
@@ -71,10 +70,10 @@ TEST_F(InitLog, FailsWhereSomethingIsMissing) {
 
 TEST_F(InitLog, LeavesOneThatIsSetUpAsItIs) {
     ASSERT_NE(log_.Init(), 0);
-    EXPECT_NE(InitLogContext(&log_.context, "other", 1, 1, 1, log_.writes.data(), nullptr,
-                             log_.records.data(), log_.reloads.data(), 1, log_.handlers.data(),
-                             nullptr, &log_.registry, 80),
-              0);
+    EXPECT_NE(
+        InitLogContext(&log_.context, "other", 1, 1, 1, log_.writes, nullptr, log_.records.data(),
+                       log_.reloads.data(), 1, log_.handlers.data(), nullptr, &log_.registry, 80),
+        0);
     EXPECT_STREQ(log_.context.name.data(), "mvlpfx64");
     EXPECT_EQ(log_.context.level, 61u);
     EXPECT_EQ(log_.context.defaultMaximum, 256u);

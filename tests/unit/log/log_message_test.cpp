@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <string>
 #include <vector>
@@ -49,7 +50,7 @@ class LogMessages : public testing::Test {
         LogCalls::Get().Reset();
         written.clear();
         answers = {1, 1};
-        log_.writes = {&Note, &Note};
+        std::ranges::fill(log_.writes, &Note);
         log_.Start();
     }
     int Call(std::uint32_t level = 8) {
