@@ -2,6 +2,7 @@
 
 #include <gcrypt.h>
 
+#include <cstdarg>
 #include <cstddef>
 #include <new>
 
@@ -35,6 +36,10 @@ void KeepSecureMemoryOutOfCoreFiles() {
 // is set up here. Either way without its warnings about memory, which it would write to the
 // standard error stream, whoever's that is.
 bool SetUp() {
+#ifdef _WIN32
+    // There it is linked in, and this provider alone uses it; it remarks on the system's settings.
+    gcry_set_log_handler([](void*, int, const char*, std::va_list) {}, nullptr);
+#endif
     const bool isSetUp = gcry_control(GCRYCTL_ANY_INITIALIZATION_P) != 0;
     if (!isSetUp) {
         gcry_control(GCRYCTL_DISABLE_PRIV_DROP);

@@ -19,14 +19,7 @@ OwnedCertificate Find(const OwnedStore& store, const wchar_t* subject) {
                                                        CERT_FIND_SUBJECT_STR_W, subject, nullptr));
 }
 
-void Remove(const OwnedStore& store, PCCERT_CONTEXT certificate) {
-    OwnedCertificate found(CertFindCertificateInStore(store.Get(), X509_ASN_ENCODING, 0,
-                                                      CERT_FIND_EXISTING, certificate, nullptr));
-    if (found) {
-        EXPECT_TRUE(CertDeleteCertificateFromStore(found.Leave()));
-    }
-}
-
+// What these put into system stores stays there: they need a prefix of their own.
 TEST(WindowsSystemStores, OwnCertificateIsReadBackFromMyWithItsKey) {
     const KeyContainer container("own of MY", 0x2E49);
     const OwnedStore store = MemoryStore({container.Certificate()});
@@ -42,7 +35,6 @@ TEST(WindowsSystemStores, OwnCertificateIsReadBackFromMyWithItsKey) {
     EXPECT_EQ(PublicKeyBehind(found.Get()), PublicKeyBehind(All(restored.Get())[0].Get()));
     EXPECT_FALSE(PublicKeyBehind(found.Get()).empty());
     DeleteKeyOf(found.Get());
-    Remove(my, container.Certificate());
 }
 
 // A key's certificate, the one above it and the root, in a document of OpenSSL.
@@ -65,7 +57,6 @@ TEST(WindowsSystemStores, ChainIsReadBackFromMyCaAndRoot) {
         if (std::string(name) == "MY") {
             DeleteKeyOf(found.Get());
         }
-        Remove(store, expected.Get());
     }
 }
 
