@@ -1,5 +1,5 @@
-// Stands in for pfxcrypto/kdf_cost.cpp in the fuzz targets: an input's iteration count is not what
-// they look for, and two iterations reach all of the derivation's code.
+// Stands in for pfxcrypto/kdf_cost.cpp in the fuzz targets, and in tests that say so: a document's
+// iteration count is not what they look for, and two iterations reach all of the derivation's code.
 #include <algorithm>
 
 #include "pfxcrypto/kdf_cost.h"

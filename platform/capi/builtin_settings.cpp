@@ -25,11 +25,14 @@ std::filesystem::path OwnFolder() {
     return error ? std::filesystem::path() : self.parent_path();
 }
 
+// In a build the provider lies beside this library, installed in a folder below.
 std::string ProviderImagePath() {
-    const std::filesystem::path beside = OwnFolder() / "velmorixcsp.so";
-    std::error_code error;
-    if (beside.is_absolute() && std::filesystem::exists(beside, error)) {
-        return beside.string();
+    const std::filesystem::path folder = OwnFolder();
+    for (const char* const place : {"velmorixcsp.so", "velmorix/velmorixcsp.so"}) {
+        std::error_code error;
+        if (folder.is_absolute() && std::filesystem::exists(folder / place, error)) {
+            return (folder / place).string();
+        }
     }
     return VLXCAPI_INSTALLED_PROVIDER;
 }

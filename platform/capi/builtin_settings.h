@@ -12,7 +12,7 @@ inline constexpr char kDefaultProviderName[] = "Velmorix Cryptographic Service P
 inline constexpr DWORD kDefaultProviderType = 2;
 
 // Adds the provider that comes with this library: its "Type", and as "Image Path" velmorixcsp.so
-// beside the library or, failing that, where it gets installed.
+// beside the library or in velmorix/ there, failing both where it was to be installed.
 void AddBuiltinSettings(Settings* settings);
 
 }  // namespace capi

@@ -21,14 +21,25 @@ void ReleaseKey(const CERT_KEY_CONTEXT& key, bool isOwned) {
 
 }  // namespace
 
+CertificateContent::CertificateContent(Bytes bytes)
+    : encoded(std::move(bytes)), info(encoded), thumbprint(Sha1Of(encoded)) {}
+
 CertificateObject::CertificateObject(Bytes encoded, DWORD encodingType, Properties properties,
                                      Place place)
-    : encoded_(std::move(encoded)),
-      info_(encoded_),
-      thumbprint_(Sha1Of(encoded_)),
+    : CertificateObject(std::make_shared<const CertificateContent>(std::move(encoded)),
+                        encodingType, std::move(properties), std::move(place)) {}
+
+CertificateObject::CertificateObject(const CertificateObject& source, Properties properties,
+                                     Place place)
+    : CertificateObject(source.content_, source.context_.dwCertEncodingType, std::move(properties),
+                        std::move(place)) {}
+
+CertificateObject::CertificateObject(std::shared_ptr<const CertificateContent> content,
+                                     DWORD encodingType, Properties properties, Place place)
+    : content_(std::move(content)),
       place_(std::move(place)),
-      context_{encodingType, const_cast<BYTE*>(encoded_.data()),
-               static_cast<DWORD>(encoded_.size()), &info_.Get(), place_.handle},
+      context_{encodingType, const_cast<BYTE*>(content_->encoded.data()),
+               static_cast<DWORD>(content_->encoded.size()), &content_->info.Get(), place_.handle},
       properties_(std::move(properties)) {}
 
 CertificateObject::~CertificateObject() {

@@ -14,6 +14,19 @@ namespace capi {
 
 class Store;
 
+// What a certificate says. It never changes, so that the copies of one in several stores share it.
+struct CertificateContent {
+    // Throws what CertificateInfo throws.
+    explicit CertificateContent(Bytes bytes);
+    CertificateContent(const CertificateContent&) = delete;
+    CertificateContent& operator=(const CertificateContent&) = delete;
+
+    const Bytes encoded;
+    // The interfaces have no pointer to a constant record.
+    mutable CertificateInfo info;
+    const Sha1 thumbprint;
+};
+
 // One certificate: of no store, or an element of one. All but its properties never changes.
 class CertificateObject {
   public:
@@ -26,15 +39,17 @@ class CertificateObject {
     };
 
     CertificateObject(Bytes encoded, DWORD encodingType, Properties properties, Place place);
+    // The same certificate as `source` in another place.
+    CertificateObject(const CertificateObject& source, Properties properties, Place place);
     ~CertificateObject();
     CertificateObject(const CertificateObject&) = delete;
     CertificateObject& operator=(const CertificateObject&) = delete;
 
     const CERT_CONTEXT* Context() const { return &context_; }
-    const CERT_INFO& Info() const { return info_.Get(); }
-    std::span<const BYTE> PublicKeyInfo() const { return info_.PublicKeyInfo(); }
-    const Bytes& Encoded() const { return encoded_; }
-    const Sha1& Thumbprint() const { return thumbprint_; }
+    const CERT_INFO& Info() const { return content_->info.Get(); }
+    std::span<const BYTE> PublicKeyInfo() const { return content_->info.PublicKeyInfo(); }
+    const Bytes& Encoded() const { return content_->encoded; }
+    const Sha1& Thumbprint() const { return content_->thumbprint; }
     const Place& WhereIs() const { return place_; }
 
     Properties CopyProperties() const;
@@ -50,9 +65,10 @@ class CertificateObject {
     CERT_KEY_CONTEXT KeepFirstKeyContext(const CERT_KEY_CONTEXT& key);
 
   private:
-    const Bytes encoded_;
-    CertificateInfo info_;
-    const Sha1 thumbprint_;
+    CertificateObject(std::shared_ptr<const CertificateContent> content, DWORD encodingType,
+                      Properties properties, Place place);
+
+    const std::shared_ptr<const CertificateContent> content_;
     const Place place_;
     CERT_CONTEXT context_;
 

@@ -1,6 +1,9 @@
 // The objects behind event handles.
 #pragma once
 
+#include <sys/types.h>
+
+#include <atomic>
 #include <chrono>
 #include <memory>
 #include <mutex>
@@ -22,14 +25,17 @@ class ChangeSource {
     virtual int Descriptor() const = 0;
     enum class Outcome { kNothing, kChanged, kEnded };
     virtual Outcome Look() = 0;
+    // Another descriptor in the place of the one that a forked process has in common with its
+    // parent. What was told to that is not known, so a look follows.
+    virtual void Renew() = 0;
 };
 
 class Event : public KernelObject {
   public:
     Event(bool isManual, bool isSignalled);
 
-    void Set() const;
-    void Reset() const;
+    void Set();
+    void Reset();
     // Signals once when the source changes, and forgets it.
     void SignalOnChange(const std::shared_ptr<ChangeSource>& source);
     // Without a limit: until it is signalled.
@@ -38,10 +44,14 @@ class Event : public KernelObject {
   private:
     std::vector<std::shared_ptr<ChangeSource>> Sources();
     void LookAt(const std::shared_ptr<ChangeSource>& source);
+    bool IsSet() const;
     bool Take() const;
+    // Before any use of descriptors: in a forked process, gives the event some of its own.
+    void Own();
 
     const bool isManual_;
-    const FileDescriptor counter_;
+    FileDescriptor counter_;
+    std::atomic<pid_t> owner_;
     std::mutex mutex_;
     std::vector<std::shared_ptr<ChangeSource>> sources_;
 };

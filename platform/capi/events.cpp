@@ -37,16 +37,44 @@ int PollTime(std::optional<Clock::time_point> end) {
 }  // namespace
 
 Event::Event(bool isManual, bool isSignalled)
-    : isManual_(isManual), counter_(MakeCounter(isSignalled)) {}
+    : isManual_(isManual), counter_(MakeCounter(isSignalled)), owner_(getpid()) {}
 
-void Event::Set() const {
+void Event::Own() {
+    const pid_t self = getpid();
+    if (owner_ == self) {
+        return;
+    }
+    {
+        const std::lock_guard lock(mutex_);
+        if (owner_ == self) {
+            return;
+        }
+        counter_ = FileDescriptor(MakeCounter(IsSet()));
+        for (const std::shared_ptr<ChangeSource>& source : sources_) {
+            source->Renew();
+        }
+        owner_ = self;
+    }
+    for (const std::shared_ptr<ChangeSource>& source : Sources()) {
+        LookAt(source);
+    }
+}
+
+void Event::Set() {
+    Own();
     // A full counter is signalled already.
     const std::uint64_t one = 1;
     static_cast<void>(!write(counter_.Get(), &one, sizeof(one)));
 }
 
-void Event::Reset() const {
+void Event::Reset() {
+    Own();
     Take();
+}
+
+bool Event::IsSet() const {
+    pollfd counter{counter_.Get(), POLLIN, 0};
+    return poll(&counter, 1, 0) == 1;
 }
 
 bool Event::Take() const {
@@ -55,6 +83,7 @@ bool Event::Take() const {
 }
 
 void Event::SignalOnChange(const std::shared_ptr<ChangeSource>& source) {
+    Own();
     {
         const std::lock_guard lock(mutex_);
         sources_.push_back(source);
@@ -87,6 +116,7 @@ bool Event::Wait(std::optional<std::chrono::milliseconds> limit) {
     const std::optional<Clock::time_point> end =
         limit.has_value() ? std::optional(Clock::now() + *limit) : std::nullopt;
     for (;;) {
+        Own();
         const std::vector<std::shared_ptr<ChangeSource>> sources = Sources();
         std::vector<pollfd> polled{{counter_.Get(), POLLIN, 0}};
         for (const std::shared_ptr<ChangeSource>& source : sources) {
@@ -101,8 +131,7 @@ bool Event::Wait(std::optional<std::chrono::milliseconds> limit) {
                 LookAt(sources[i]);
             }
         }
-        pollfd counter{counter_.Get(), POLLIN, 0};
-        if (poll(&counter, 1, 0) == 1 && (isManual_ || Take())) {
+        if (IsSet() && (isManual_ || Take())) {
             return true;
         }
         if (end.has_value() && Clock::now() >= *end) {

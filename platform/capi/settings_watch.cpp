@@ -55,6 +55,11 @@ void SettingsWatch::WatchFolders() const {
     }
 }
 
+void SettingsWatch::Renew() {
+    notifier_ = FileDescriptor(MakeNotifier());
+    WatchFolders();
+}
+
 bool SettingsWatch::HasChanged(const Settings& now) const {
     const Settings& before = *subject_.settings;
     std::vector<std::string> pending{subject_.path};

@@ -29,6 +29,7 @@ class SettingsWatch : public ChangeSource {
 
     int Descriptor() const override { return notifier_.Get(); }
     Outcome Look() override;
+    void Renew() override;
 
   private:
     void WatchFolders() const;
@@ -36,7 +37,7 @@ class SettingsWatch : public ChangeSource {
 
     const Subject subject_;
     const OnChange onChange_;
-    const FileDescriptor notifier_;
+    FileDescriptor notifier_;
 };
 
 }  // namespace capi

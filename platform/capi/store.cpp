@@ -117,7 +117,7 @@ Store::Element Store::Insert(const CertificateObject& source, Properties propert
                              const Element& replaced, const FolderLock* lock) {
     const Ordinal ordinal = replaced == nullptr ? ++lastOrdinal_ : replaced->WhereIs().ordinal;
     auto element = std::make_shared<CertificateObject>(
-        source.Encoded(), source.Context()->dwCertEncodingType, std::move(properties),
+        source, std::move(properties),
         CertificateObject::Place{handle_, weak_from_this(), ordinal});
     if (lock != nullptr) {
         const std::string name = CertificateFolder::NameOf(element->Thumbprint());

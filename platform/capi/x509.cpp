@@ -10,6 +10,7 @@
 #include <ctime>
 
 #include "capi/calls.h"
+#include "capi/certificate_syntax.h"
 
 namespace capi {
 
@@ -128,10 +129,10 @@ CRYPT_BIT_BLOB ToBits(std::span<const BYTE> content) {
 }  // namespace
 
 CertificateInfo::CertificateInfo(std::span<const BYTE> encoded) {
-    const X509Pointer certificate = DecodeX509(encoded);
+    const CertificateSyntaxPointer certificate = DecodeCertificate(encoded);
     Require(certificate != nullptr, CRYPT_E_ASN1_CORRUPT);
-    info_.NotBefore = ToFileTime(X509_get0_notBefore(certificate.get()));
-    info_.NotAfter = ToFileTime(X509_get0_notAfter(certificate.get()));
+    info_.NotBefore = ToFileTime(certificate->body->validity->notBefore);
+    info_.NotAfter = ToFileTime(certificate->body->validity->notAfter);
 
     Reader parts = Reader(encoded).Enter();
     ReadBody(parts.Enter());

@@ -77,6 +77,12 @@ bool DerList::AppendAsRead(DerNode node) {
     return true;
 }
 
+bool DerList::AppendAsRead(const DerNode& node, std::span<const std::uint8_t> content) {
+    DerNode read = node;
+    read.content.Assign(content.data(), content.size());
+    return AppendAsRead(std::move(read));
+}
+
 void DerList::ReinsertAll() {
     DerList rebuilt;
     while (!nodes_.empty()) {

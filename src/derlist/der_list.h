@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <list>
+#include <span>
 #include <vector>
 
 #include "derlist/der_node.h"
@@ -54,6 +55,8 @@ class DerList {
     // The same, but the node keeps all its fields and no other node changes: for the parser, whose
     // lengths are those of the document.
     bool AppendAsRead(DerNode node);
+    // The same, with a copy of `content` as the node's.
+    bool AppendAsRead(const DerNode& node, std::span<const std::uint8_t> content);
 
     // What Reinsert of node after node into an empty list gives, in one pass.
     void ReinsertAll();

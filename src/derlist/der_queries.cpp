@@ -104,11 +104,12 @@ bool OidMatchCursor::MoveNext() {
 }
 
 std::int32_t OidMatchCursor::GetStructure(DerList* out) const {
-    if (out == nullptr) {
-        return 1;
-    }
+    return out == nullptr ? 1 : Parse(GetStructureBytes(), out);
+}
+
+Blob OidMatchCursor::GetStructureBytes() const {
     const Iterator holder = path_.size() > 1 ? path_[path_.size() - 2] : path_.back();
-    return Parse(Flatten(holder, end_), out);
+    return Flatten(holder, end_);
 }
 
 std::int32_t GetFirstOidText(const DerList* list, std::string* text) {

@@ -42,6 +42,8 @@ class OidMatchCursor {
     bool MoveNext();
     // What FindNthByOid answers for the current match, which must exist.
     std::int32_t GetStructure(DerList* out) const;
+    // The bytes that GetStructure reads.
+    Blob GetStructureBytes() const;
 
   private:
     DerList::const_iterator next_;

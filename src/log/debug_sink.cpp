@@ -31,8 +31,10 @@ void ReloadDebugSink(LogContext* context, std::uint32_t index) {
 int WriteDebugRecord(LogContext* context, std::uint32_t level, std::uint32_t code,
                      std::uint32_t fields, std::uint32_t index, const char* file, std::int32_t line,
                      const char* function, const char* format, std::va_list arguments) {
-    return WriteRecord(context, level, code, fields, index, file, line, function, format, arguments,
-                       &SendToDebugger);
+    return IsWanted(context, level, index)
+               ? WriteRecord(context, code, fields, index, file, line, function, format, arguments,
+                             &SendToDebugger)
+               : 1;
 }
 
 }  // namespace pkisdk

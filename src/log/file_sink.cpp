@@ -163,8 +163,9 @@ void ReloadFileSink(LogContext* context, std::uint32_t index) {
 int WriteFileRecord(LogContext* context, std::uint32_t level, std::uint32_t code,
                     std::uint32_t fields, std::uint32_t index, const char* file, std::int32_t line,
                     const char* function, const char* format, std::va_list arguments) {
-    return WriteRecord(context, level, code, fields, index, file, line, function, format, arguments,
-                       &SendToFile);
+    return IsWanted(context, level, index) ? WriteRecord(context, code, fields, index, file, line,
+                                                         function, format, arguments, &SendToFile)
+                                           : 1;
 }
 
 void ReleaseFileNames(FileSinkRecord* sink) {

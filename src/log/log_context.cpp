@@ -62,13 +62,6 @@ int InitLogContext(LogContext* context, const char* name, std::uint32_t level, s
     return 1;
 }
 
-SinkRecord* FindSinkRecord(const LogContext* context, std::uint32_t index) {
-    if (context->sinkRecords == nullptr || index == 0 || index > context->sinkCount) {
-        return nullptr;
-    }
-    return context->sinkRecords[index - 1];
-}
-
 SinkRecord* InitSinkRecord(LogContext* context, std::uint32_t level, std::uint32_t fields,
                            std::uint32_t index) {
     SinkRecord* const record = FindSinkRecord(context, index);

@@ -115,7 +115,12 @@ int InitLogContext(LogContext* context, const char* name, std::uint32_t level, s
                    LogRegistry* registry, std::uint32_t defaultMaximum);
 
 // The record of the sink of that index (1-based); null where there is none.
-SinkRecord* FindSinkRecord(const LogContext* context, std::uint32_t index);
+inline SinkRecord* FindSinkRecord(const LogContext* context, std::uint32_t index) {
+    if (context->sinkRecords == nullptr || index == 0 || index > context->sinkCount) {
+        return nullptr;
+    }
+    return context->sinkRecords[index - 1];
+}
 
 // Gives a sink its defaults, which are its settings until a reload. Null as above.
 SinkRecord* InitSinkRecord(LogContext* context, std::uint32_t level, std::uint32_t fields,

@@ -109,13 +109,10 @@ void SendDump(Sender* sender, std::span<const std::uint8_t> bytes) {
 
 }  // namespace
 
-int WriteRecord(LogContext* context, std::uint32_t level, std::uint32_t code, std::uint32_t fields,
-                std::uint32_t index, const char* file, std::int32_t line, const char* function,
-                const char* format, std::va_list arguments, SendLine send) {
+int WriteRecord(LogContext* context, std::uint32_t code, std::uint32_t fields, std::uint32_t index,
+                const char* file, std::int32_t line, const char* function, const char* format,
+                std::va_list arguments, SendLine send) {
     SinkRecord* const sink = FindSinkRecord(context, index);
-    if (sink == nullptr || (sink->level & level) == 0) {
-        return 1;
-    }
     const DWORD lastError = context->getLastError();
     const int savedErrno = context->getErrno();
     const std::size_t size = sink->maximum;

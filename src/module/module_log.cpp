@@ -1,6 +1,6 @@
 #include "module/module_log.h"
 
-#include <array>
+#include <iterator>
 
 #include "log/debug_sink.h"
 #include "log/file_sink.h"
@@ -31,16 +31,15 @@ constinit LogContext context;
 constinit SinkRecord debugSink;
 constinit FileSinkRecord fileSink;
 constinit LogRegistry registry{&OpenLogKey, &CloseLogKey, &ReadLogDword, &ReadLogText};
-constexpr std::array<SinkRecord*, 2> kSinks = {&debugSink, &fileSink};
-// No std::array: the type of a va_list has attributes on some platforms, which no template takes.
+constexpr SinkRecord* kSinks[] = {&debugSink, &fileSink};
 constexpr SinkWrite kWrites[] = {&WriteDebugRecord, &WriteFileRecord};
-constexpr std::array<SinkReload, 2> kReloads = {&ReloadDebugSink, &ReloadFileSink};
-constexpr std::array<FieldHandler, 2> kHandlers = {&WriteModuleName, &WriteThreadId};
+constexpr SinkReload kReloads[] = {&ReloadDebugSink, &ReloadFileSink};
+constexpr FieldHandler kHandlers[] = {&WriteModuleName, &WriteThreadId};
 
 void SetUp() {
-    InitLogContext(&context, kModuleName, kLevel, kFields, kSinks.size(), kWrites, nullptr,
-                   kSinks.data(), kReloads.data(), kHandlers.size(), kHandlers.data(), nullptr,
-                   &registry, kDefaultMaximum);
+    InitLogContext(&context, kModuleName, kLevel, kFields, std::size(kSinks), kWrites, nullptr,
+                   kSinks, kReloads, std::size(kHandlers), kHandlers, nullptr, &registry,
+                   kDefaultMaximum);
     InitFileSink(&context, 0, kFileFields, kFileSink);
     InitDebugSink(&context, 0, kDebugFields, kDebugSink);
     ReloadLogConfig(&context);

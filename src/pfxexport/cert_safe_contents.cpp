@@ -1,11 +1,7 @@
 #include "pfxexport/cert_safe_contents.h"
 
-#include <cstddef>
 #include <cstdint>
-#include <span>
-#include <vector>
 
-#include "derlist/der_header.h"
 #include "derlist/der_queries.h"
 #include "pfxcrypto/handle_guards.h"
 #include "pfxexport/failure.h"
@@ -17,45 +13,14 @@ namespace pkisdk {
 
 namespace {
 
-constexpr std::uint8_t kConstructedBit = 0x20;
-
 bool NamesKey(PCCERT_CONTEXT certificate) {
     DWORD size = 0;
     return CertGetCertificateContextProperty(certificate, CERT_KEY_PROV_INFO_PROP_ID, nullptr,
                                              &size) != FALSE;
 }
 
-// Whether the bytes are one element, and the content of every constructed one in it is elements.
-bool IsDer(std::span<const std::uint8_t> bytes) {
-    std::vector<std::size_t> ends;
-    std::size_t at = 0;
-    do {
-        const std::size_t end = ends.empty() ? bytes.size() : ends.back();
-        std::uint32_t length = 0;
-        std::uint32_t total = 0;
-        if (end - at < 2 || bytes[at] == 0 ||
-            DecodeDerLength(bytes.subspan(at + 1, end - at - 1),
-                            static_cast<std::uint32_t>(end - at - 1), &length, &total) == 0) {
-            return false;
-        }
-        const bool isConstructed = (bytes[at] & kConstructedBit) != 0;
-        at += std::size_t{1} + total;
-        // A short length may claim one octet more than there is.
-        if (at > end || (ends.empty() && at != end)) {
-            return false;
-        }
-        ends.push_back(at);
-        if (isConstructed) {
-            at -= length;
-        }
-        while (!ends.empty() && at == ends.back()) {
-            ends.pop_back();
-        }
-    } while (!ends.empty());
-    return true;
-}
-
-// False when the certificate is not DER.
+// False when the certificate is not DER, or when a reader would find another one in its place: the
+// list's parser opens its octet strings where they read as elements, and may close them otherwise.
 bool AppendCertBag(const CERT_CONTEXT& certificate, DerList* list) {
     AppendNode(list, 1, kSequenceTag);
     AppendOid(list, 2, kCertBagOid);
@@ -63,22 +28,23 @@ bool AppendCertBag(const CERT_CONTEXT& certificate, DerList* list) {
     AppendNode(list, 3, kSequenceTag);
     AppendOid(list, 4, kX509CertificateOid);
     AppendNode(list, 4, kContext0Tag);
-    const std::span encoded(certificate.pbCertEncoded, certificate.cbCertEncoded);
-    if (!ComesOutUnchanged(encoded)) {
-        // Its nodes would write another certificate, or there are none.
-        AppendNode(list, 5, kOctetStringTag, Blob(encoded.data(), encoded.size()));
-        return IsDer(encoded);
-    }
     AppendNode(list, 5, kOctetStringTag);
-    return AppendDerBytes(list, encoded.data(), certificate.cbCertEncoded, DER_APPEND_AS_CHILD) !=
-           0;
+    DerList nodes;
+    return ParseUnchanged({certificate.pbCertEncoded, certificate.cbCertEncoded}, &nodes) &&
+           AppendDerList(list, &nodes, DER_APPEND_AS_CHILD) != 0;
 }
 
-void AppendLocalKeyId(std::uint32_t keyIndex, DerList* list) {
+// False for a number at whose octets a reader gives up: the first is 517, a NULL with content.
+bool AppendLocalKeyId(std::uint32_t keyIndex, DerList* list) {
+    DerList id;
+    AppendNode(&id, 0, kOctetStringTag, LocalKeyId(keyIndex));
+    Blob bytes;
+    FlattenSubtree(id, 0, &bytes);
     AppendNode(list, 3, kSequenceTag);
     AppendOid(list, 4, kLocalKeyIdOid);
     AppendNode(list, 4, kSetTag);
-    AppendNode(list, 5, kOctetStringTag, LocalKeyId(keyIndex));
+    AppendDerList(list, &id, 5);
+    return ComesOutUnchanged(bytes.Bytes());
 }
 
 Failure AppendCertBags(HCERTSTORE store, DerList* list) {
@@ -91,8 +57,8 @@ Failure AppendCertBags(HCERTSTORE store, DerList* list) {
         }
         // The attributes' set stands there also with nothing in it.
         AppendNode(list, 2, kSetTag);
-        if (NamesKey(certificate.Get())) {
-            AppendLocalKeyId(keyIndex++, list);
+        if (NamesKey(certificate.Get()) && !AppendLocalKeyId(keyIndex++, list)) {
+            return FailWith(NTE_BAD_DATA);
         }
         certificate = CertContext(CertEnumCertificatesInStore(store, certificate.release()));
     }

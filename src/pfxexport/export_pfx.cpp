@@ -269,19 +269,21 @@ Failure PfxExport::AddCertificates(ProviderContext* provider) {
 int ExportPfxFromStore(const char* password, [[maybe_unused]] const void* ignored1,
                        [[maybe_unused]] const void* ignored2, HCERTSTORE store, DWORD flags,
                        std::int32_t isSizeOnly, std::vector<std::uint8_t>* document) {
-    // Fresh salts make a document readable, unless the provider has no fresh ones.
-    constexpr int kAttempts = 4;
-    for (int attempt = 1;; ++attempt) {
+    // Fresh salts make a document readable, unless what stands in it is itself never read again.
+    constexpr int kAttempts = 8;
+    for (int attempt = 0; attempt < kAttempts; ++attempt) {
         PfxExport run(password, store, flags, isSizeOnly);
         if (const Failure failure = run.Run()) {
             return Answer(failure);
         }
-        if (attempt == kAttempts || run.IsReadable()) {
+        // Where the size alone is asked for, the keys' places hold zeros.
+        if (isSizeOnly != 0 || run.IsReadable()) {
             const auto octets = run.Document().Bytes();
             document->assign(octets.begin(), octets.end());
             return Answer(kSuccess);
         }
     }
+    return Answer(FailWith(NTE_BAD_DATA));
 }
 
 }  // namespace pkisdk

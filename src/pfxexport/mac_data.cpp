@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "derlist/der_queries.h"
+#include "derlist/element_runs.h"
 #include "pfxcrypto/handle_guards.h"
 #include "pfxcrypto/pfx_constants.h"
 #include "pfxcrypto/pfx_mac.h"
@@ -17,6 +18,8 @@ namespace {
 
 constexpr std::uint32_t kAuthenticatedSafeIndex = 6;
 constexpr std::uint32_t kIterationsWhenAbsent = 1;
+// More than chance ever asks for.
+constexpr int kAttempts = 8;
 
 // Whether the provider has the hash, whose size is not used.
 Failure TryHash(HCRYPTPROV provider, ALG_ID hashAlgorithm) {
@@ -36,6 +39,31 @@ Blob IterationOctets(std::uint32_t iterations) {
     return Blob(octets.data(), octets.size());
 }
 
+// The list's parser opens what reads as elements, and a reader then finds neither value nor salt at
+// the document's end. About one in a thousand does.
+Failure MakeMac(const DerList& list, const char* password, HCRYPTPROV provider,
+                ALG_ID hashAlgorithm, ALG_ID keyAlgorithm, std::uint32_t iterations, Blob* salt,
+                Blob* value) {
+    for (int attempt = 0; attempt < kAttempts; ++attempt) {
+        MakeMacSalt(kSaltSize, salt);
+        if (LooksLikeDer(salt->Bytes())) {
+            continue;
+        }
+        // Without a node to cover the list stays empty, and the MAC's own step refuses it.
+        DerList covered;
+        ParseSubtree(list, kAuthenticatedSafeIndex, &covered);
+        *value = *salt;
+        if (ComputePfxMac(std::move(covered), password, provider, hashAlgorithm, keyAlgorithm,
+                          iterations, value) == 0) {
+            return FailWithLastError();
+        }
+        if (!LooksLikeDer(value->Bytes())) {
+            return kSuccess;
+        }
+    }
+    return FailWith(NTE_BAD_DATA);
+}
+
 Failure AppendMacData(const char* password, HCRYPTPROV provider, ALG_ID hashAlgorithm,
                       ALG_ID keyAlgorithm, std::uint32_t iterations, DerList* list) {
     if (list == nullptr || provider == 0) {
@@ -45,20 +73,15 @@ Failure AppendMacData(const char* password, HCRYPTPROV provider, ALG_ID hashAlgo
         return FailWithLastError();
     }
     SeedRuntimeRandom();
-    const Failure noHash = TryHash(provider, hashAlgorithm);
-    if (noHash) {
+    if (const Failure noHash = TryHash(provider, hashAlgorithm)) {
         return noHash;
     }
-    Blob salt;
-    MakeMacSalt(kSaltSize, &salt);
-    // Without a node to cover the list stays empty, and the MAC's own step refuses it.
-    DerList covered;
-    ParseSubtree(*list, kAuthenticatedSafeIndex, &covered);
     const std::uint32_t count = iterations == 0 ? kDefaultIterations : iterations;
-    Blob value = salt;
-    if (ComputePfxMac(std::move(covered), password, provider, hashAlgorithm, keyAlgorithm, count,
-                      &value) == 0) {
-        return FailWithLastError();
+    Blob salt;
+    Blob value;
+    if (const Failure failure =
+            MakeMac(*list, password, provider, hashAlgorithm, keyAlgorithm, count, &salt, &value)) {
+        return failure;
     }
     AppendNode(list, 3, kOctetStringTag, std::move(value));
     AppendNode(list, 2, kOctetStringTag, std::move(salt));

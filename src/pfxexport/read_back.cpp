@@ -13,17 +13,17 @@ namespace {
 // The value, its salt and the count.
 constexpr std::ptrdiff_t kTailNodes = 3;
 
-bool ParseUnchanged(std::span<const std::uint8_t> bytes, DerList* list) {
-    Blob written;
-    return ParseDerList(bytes.data(), static_cast<std::int32_t>(bytes.size()), list) != 0 &&
-           FlattenSubtree(*list, 0, &written) != 0 && std::ranges::equal(written.Bytes(), bytes);
-}
-
 bool IsSameNode(const DerNode& one, const DerNode& other) {
     return one.depth == other.depth && one.tag == other.tag && one.content == other.content;
 }
 
 }  // namespace
+
+bool ParseUnchanged(std::span<const std::uint8_t> bytes, DerList* list) {
+    Blob written;
+    return ParseDerList(bytes.data(), static_cast<std::int32_t>(bytes.size()), list) != 0 &&
+           FlattenSubtree(*list, 0, &written) != 0 && std::ranges::equal(written.Bytes(), bytes);
+}
 
 bool ComesOutUnchanged(std::span<const std::uint8_t> bytes) {
     DerList list;

@@ -13,7 +13,9 @@
 
 namespace pkisdk {
 
-// Whether the bytes, one element, come out of the parser as they went in.
+// Whether the bytes, one element, come out of the parser as they went in; `list`, which was empty,
+// then holds the nodes that they read as.
+bool ParseUnchanged(std::span<const std::uint8_t> bytes, DerList* list);
 bool ComesOutUnchanged(std::span<const std::uint8_t> bytes);
 
 // The same for the document that `built` gave, whose tail must in addition be found as it is there:

@@ -2,7 +2,7 @@
 // from a certificate's bag.
 #pragma once
 
-#include "derlist/der_list.h"
+#include "derlist/der_spans.h"
 #include "foundation/blob.h"
 #include "pfxcrypto/document_oids.h"
 #include "platform/cryptoapi.h"
@@ -14,6 +14,6 @@ inline constexpr char kMachineKeySetOid[] = "1.3.6.1.4.1.311.17.2";
 inline constexpr DWORD kCertificateEncoding = X509_ASN_ENCODING | PKCS_7_ASN_ENCODING;
 
 // The encoded certificate of a bag. False where the bag holds none.
-bool ExtractBagCertificate(const DerList& bag, Blob* encoded);
+bool ExtractBagCertificate(const DerSpans& bag, Blob* encoded);
 
 }  // namespace pkisdk

@@ -8,11 +8,20 @@ namespace {
 
 constexpr std::uint64_t kCopiesAllowed = 64;
 
+std::uint64_t SizeOf(const DerNode& node) {
+    return HeaderSize(node.contentLength) + node.content.GetSize();
+}
+
+std::uint64_t SizeOf(const DerSpan& node) {
+    return HeaderSize(node.contentLength) + node.content.size();
+}
+
 // What the nodes hold, whatever lengths they claim.
-std::uint64_t SizeOf(const DerList& list) {
+template <typename Nodes>
+std::uint64_t SizeOfAll(const Nodes& nodes) {
     std::uint64_t size = 0;
-    for (const DerNode& node : list) {
-        size += HeaderSize(node.contentLength) + node.content.GetSize();
+    for (const auto& node : nodes) {
+        size += SizeOf(node);
     }
     return size;
 }
@@ -20,18 +29,29 @@ std::uint64_t SizeOf(const DerList& list) {
 }  // namespace
 
 BagWalk::BagWalk(const DerList& list, const char* bagOid)
-    : cursor_(list, bagOid), left_(kCopiesAllowed * SizeOf(list)) {}
+    : cursor_(list, bagOid), left_(kCopiesAllowed * SizeOfAll(list)) {}
 
 bool BagWalk::Next(DerList* bag) {
     if (!cursor_.MoveNext() || cursor_.GetStructure(bag) == 0) {
         return false;
     }
-    const std::uint64_t size = SizeOf(*bag);
+    Count(SizeOfAll(*bag));
+    return true;
+}
+
+bool BagWalk::Next(DerSpans* bag) {
+    if (!cursor_.MoveNext() || !bag->Parse(cursor_.GetStructureBytes())) {
+        return false;
+    }
+    Count(SizeOfAll(bag->Nodes()));
+    return true;
+}
+
+void BagWalk::Count(std::uint64_t size) {
     if (size > left_) {
         throw Exception(0, "Bags lie too deep in one another.");
     }
     left_ -= size;
-    return true;
 }
 
 }  // namespace pkisdk

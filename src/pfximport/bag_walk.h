@@ -5,6 +5,7 @@
 
 #include "derlist/der_list.h"
 #include "derlist/der_queries.h"
+#include "derlist/der_spans.h"
 
 namespace pkisdk {
 
@@ -18,8 +19,12 @@ class BagWalk {
     // bags are each copied whole; throws Exception where these copies come to 64 times the list,
     // which only a document that is made for it does.
     bool Next(DerList* bag);
+    // The same, for bags of which little is looked at.
+    bool Next(DerSpans* bag);
 
   private:
+    void Count(std::uint64_t size);
+
     OidMatchCursor cursor_;
     // In bytes.
     std::uint64_t left_;

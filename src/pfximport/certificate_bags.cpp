@@ -2,7 +2,6 @@
 
 #include <utility>
 
-#include "derlist/der_queries.h"
 #include "pfximport/bag_identifiers.h"
 #include "pfximport/bag_walk.h"
 
@@ -24,9 +23,9 @@ std::string ToKey(std::uint32_t ordinal) {
 }
 
 // The value of an attribute's structure: its last node.
-bool FindLocalKeyId(const DerList& bag, std::string* id) {
-    DerList attribute;
-    if (FindByOid(&bag, kLocalKeyIdOid, &attribute) == 0) {
+bool FindLocalKeyId(const DerSpans& bag, std::string* id) {
+    DerSpans attribute;
+    if (!bag.FindByOid(kLocalKeyIdOid, &attribute)) {
         return false;
     }
     Blob content;
@@ -53,17 +52,17 @@ bool IsHashOf(const CERT_CONTEXT& certificate, const Blob& hash) {
 
 }  // namespace
 
-void GetLastNodeContent(const DerList& list, Blob* content) {
-    if (list.empty()) {
-        content->Clear();
-    } else {
-        *content = list.back().content;
+void GetLastNodeContent(const DerSpans& list, Blob* content) {
+    content->Clear();
+    if (!list.Nodes().empty()) {
+        const auto last = list.Nodes().back().content;
+        content->Assign(last.data(), last.size());
     }
 }
 
 CertificateBags::CertificateBags(const DerList& content) {
     BagWalk walk(content, kCertBagOid);
-    DerList structure;
+    DerSpans structure;
     for (std::size_t place = 0; walk.Next(&structure); ++place) {
         std::string localKeyId;
         if (FindLocalKeyId(structure, &localKeyId)) {

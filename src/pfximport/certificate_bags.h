@@ -8,6 +8,7 @@
 #include <string>
 
 #include "derlist/der_list.h"
+#include "derlist/der_spans.h"
 #include "foundation/blob.h"
 #include "pfxcrypto/handle_guards.h"
 
@@ -15,7 +16,7 @@ namespace pkisdk {
 
 // Copies the content of the last node, the value of an attribute; an empty list gives an empty
 // blob.
-void GetLastNodeContent(const DerList& list, Blob* content);
+void GetLastNodeContent(const DerSpans& list, Blob* content);
 
 // Made in one pass over the decrypted content, so that many keys do not each walk it again.
 class CertificateBags {

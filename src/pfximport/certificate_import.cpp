@@ -41,7 +41,7 @@ bool Decrypt(HCRYPTKEY key, Blob* data) {
     return CryptDecrypt(key, 0, TRUE, 0, data->GetData(), &size) != FALSE;
 }
 
-void AddCertificate(HCERTSTORE store, const DerList& bag) {
+void AddCertificate(HCERTSTORE store, const DerSpans& bag) {
     Blob encoded;
     if (!ExtractBagCertificate(bag, &encoded)) {
         return;
@@ -57,7 +57,7 @@ void AddCertificate(HCERTSTORE store, const DerList& bag) {
 
 void AddCertificates(HCERTSTORE store, const DerList& content) {
     BagWalk bags(content, kCertBagOid);
-    DerList bag;
+    DerSpans bag;
     while (bags.Next(&bag)) {
         AddCertificate(store, bag);
     }
@@ -86,12 +86,10 @@ DWORD Import(const char* password, const DerList& document, HCERTSTORE store, De
         return GetLastError();
     }
     // The cipher leaves the size as it was. What does not parse holds no bags.
-    DerList decrypted;
-    ParseDerList(data.GetData(), static_cast<std::int32_t>(data.GetSize()), &decrypted);
-    if (certificates != nullptr) {
-        *certificates = decrypted;
-    }
-    AddCertificates(store, decrypted);
+    DerList unwanted;
+    DerList* const decrypted = certificates != nullptr ? certificates : &unwanted;
+    ParseDerList(data.GetData(), static_cast<std::int32_t>(data.GetSize()), decrypted);
+    AddCertificates(store, *decrypted);
     return 0;
 }
 

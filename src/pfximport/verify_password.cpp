@@ -11,6 +11,7 @@
 #include "pfxcrypto/pfx_mac.h"
 #include "pfxcrypto/provider_lookup.h"
 #include "pfximport/mac_data_walk.h"
+#include "pfximport/mac_match.h"
 
 namespace pkisdk {
 
@@ -99,7 +100,7 @@ DWORD CompareMac(const DerList& list, const char* password, ALG_ID hashAlgorithm
                       fields.iterations, &value) == 0) {
         return GetLastError();
     }
-    return value == fields.mac ? 0 : static_cast<DWORD>(NTE_KEYSET_ENTRY_BAD);
+    return IsDocumentMac(value, fields.mac) ? 0 : static_cast<DWORD>(NTE_KEYSET_ENTRY_BAD);
 }
 
 // Answers the error word, 0 when the password fits.

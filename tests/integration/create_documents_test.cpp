@@ -1,6 +1,8 @@
 // Documents made from keys of the built provider.
 #include <gtest/gtest.h>
 
+#include <filesystem>
+
 #include "mvlpfx/mvlpfx.h"
 #include "support/certificates.h"
 #include "support/key_calls.h"
@@ -103,7 +105,7 @@ class CreateDocuments : public ::testing::Test {
         ResetCalls();
         PlatformCalls::Get().ReplaceRandom(kSaltOctet);
         const Bytes document = Create(store_.Get(), flags);
-        // A document whose MAC reads as an element is made again, with another salt.
+        // A salt that reads as an element, or whose value does, is drawn again.
         constexpr std::ptrdiff_t kCountField = 4;
         ASSERT_GT(document.size(), 100u);
         expected_.macSalt.assign(document.end() - kCountField - 32, document.end() - kCountField);
@@ -209,6 +211,22 @@ TEST_F(CreateDocuments, ComeBackAsCertificatesAndKeys) {
         }
     }
     EXPECT_EQ(keys, 3);
+}
+
+TEST_F(CreateDocuments, CertificateAuthoritiesComeBackByteForByte) {
+    const std::filesystem::path folder = "/usr/share/ca-certificates/mozilla";
+    if (!std::filesystem::exists(folder)) {
+        GTEST_SKIP() << "SKIPPED: the package ca-certificates is not installed";
+    }
+    for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+        AddCertificate(test_support::ReadCertificate(entry.path()));
+    }
+    Bytes document = Create(store_.Get());
+    const PfxBlob pfx{static_cast<DWORD>(document.size()), document.data()};
+    const test_support::OpenStore restored(UzRestorePFX(&pfx, kWidePassword, 0));
+    ASSERT_NE(restored.Get(), nullptr) << std::hex << GetLastError();
+    EXPECT_EQ(restored.All(), store_.Store().All());
+    EXPECT_GT(restored.All().size(), 100u);
 }
 
 }  // namespace

@@ -1,10 +1,15 @@
 #!/usr/bin/env python3
-"""Keys, certificates and documents on the command line: tool_profile_test.py MVLPFX SUPPORT DOCUMENTS"""
+"""Keys, certificates and documents on the command line.
+
+tool_profile_test.py MVLPFX SUPPORT DOCUMENTS CALL_BY_OID
+"""
 import base64
 import hashlib
+import os
 import pathlib
 import subprocess
 import sys
+import tomllib
 import unittest
 
 sys.path.insert(0, sys.argv[2])
@@ -12,6 +17,7 @@ from tool_profile import ALGORITHMS, Profile  # noqa: E402
 
 Profile.tool = sys.argv[1]
 DOCUMENTS = pathlib.Path(sys.argv[3])
+CALL_BY_OID = sys.argv[4]
 
 
 class New(Profile):
@@ -112,9 +118,75 @@ class Keys(Profile):
         self.assertEqual((self.home / "keys").read_text(), "no folder")
 
 
-    def test_settings_that_cannot_be_read_are_named(self):
+class Settings(Profile):
+    def test_that_cannot_be_read_are_named(self):
         settings = self.file("settings.toml", "this is = = no settings")
         self.expect(0, "keys", env={"VELMORIX_SETTINGS": str(settings)}, err=str(settings))
+
+    def test_of_the_log_write_to_its_file_and_never_to_the_terminal(self):
+        log = self.folder / "module.log"
+        settings = self.file("settings.toml", "['Software\\Wow6432Node\\Velmorix\\Logs\\mvlpfx64']\n"
+                             "dbg_level = 8\nfile_level = 8\nfile_field = 0x10\n"
+                             f"file_filename = '{log}'\n")
+        # Which also says that nothing is on standard error.
+        self.expect(0, "keys", env={"VELMORIX_SETTINGS": str(settings)})
+        self.assertEqual(log.read_text(), "loading\nunloading\n")
+        self.assertEqual(log.stat().st_mode & 0o7777, 0o600)
+
+
+class Registration(Profile):
+    SETS = {"CryptVLXExportPFX": "UzCreatePFX", "CryptVLXRestorePFX": "UzRestorePFX",
+            "CryptVLXVerifyPswPFX": "UzVerifyPswPFX"}
+
+    def entries(self):
+        table = tomllib.loads((self.folder / "machine" / "oid_functions.toml").read_text())
+        return {entry["set"]: entry for entry in table["function"]}
+
+    def test_enters_the_functions_for_good(self):
+        self.assertIn("1.2.643.2.4.12.2.1", self.expect(0, "register"))
+        entered = self.entries()
+        self.assertEqual({name: entry["name"] for name, entry in entered.items()}, self.SETS)
+        for entry in entered.values():
+            self.assertEqual(entry["oid"], "1.2.643.2.4.12.2.1")
+            self.assertEqual(entry["encoding"], 1)
+            self.assertEqual(pathlib.Path(entry["library"]).name, "libmvlpfx64.so")
+            self.assertTrue(pathlib.Path(entry["library"]).is_absolute())
+        self.assertIn("stay", self.expect(0, "unregister"))
+        self.assertEqual(self.entries(), entered)
+        self.expect(0, "register", "--quiet")
+        self.assertEqual(self.entries(), entered)
+
+    def test_lets_a_program_call_what_it_knows_by_set_and_oid_alone(self):
+        document = DOCUMENTS / "openssl-three-2012-256.pfx"
+        password = document.with_suffix(".password").read_text().rstrip("\n")
+        call = [CALL_BY_OID, document, password, self.folder / "made.pfx"]
+        environment = {**os.environ, "VELMORIX_HOME": str(self.home),
+                       "VELMORIX_MACHINE_HOME": str(self.folder / "machine")}
+        before = subprocess.run(call, env=environment, capture_output=True, check=False)
+        self.assertEqual(before.returncode, 1)
+        self.assertIn(b"CryptVLXVerifyPswPFX: last error 0x00000002", before.stderr)
+        self.expect(0, "register")
+        made = subprocess.run(call, env=environment, capture_output=True, check=False)
+        self.assertEqual((made.returncode, made.stderr), (0, b""))
+        self.assertRegex(made.stdout.decode(), "^[1-9][0-9]* certificates$")
+        # Made of what was restored, keys included.
+        self.assertEqual(len(self.report("keys")["containers"]), 1)
+        self.expect(0, "restore", "made.pfx", "--pass-file", document.with_suffix(".password"),
+                    home=self.folder / "other")
+        self.assertEqual(len(self.report("keys", home=self.folder / "other")["containers"]), 1)
+
+    def test_reports(self):
+        self.assertEqual(self.report("register")["registered"], True)
+        self.assertEqual(self.report("unregister")["exitCode"], 0)
+        self.assertEqual(self.expect(0, "unregister", "--quiet"), "")
+
+    def test_of_a_machine_that_does_not_take_it(self):
+        (self.folder / "machine").write_text("no folder")
+        self.expect(7, "register", err="(0x8007")
+        report = self.report("register", code=7)
+        self.assertEqual(report["errorWord"][:6], "0x8007")
+        # What it fails at is the system log's alone.
+        self.expect(0, "unregister", err="oid_functions.toml")
 
 
 class Certs(Profile):
@@ -235,6 +307,23 @@ class CreateAndRestore(Profile):
         self.create("--subject", "guarded", "--pin-file", "pin")
         self.create("--force", "--subject", "guarded", "--pin-env", "THE_PIN",
                     env={"THE_PIN": "2468"})
+
+    def test_a_pin_from_a_descriptor(self):
+        self.file("pin", "2468\n")
+        self.new("guarded", "--exportable", "--pin-file", "pin")
+        with (self.folder / "pin").open() as pin:
+            self.create("--pin-fd", pin.fileno(), pass_fds=[pin.fileno()])
+
+    def test_issuers_are_taken_along_when_asked_for(self):
+        document = DOCUMENTS / "openssl-chain.pfx"
+        self.file("password", document.with_suffix(".password").read_bytes())
+        stores = {c["subject"]: c["stores"] for c in self.report(
+            "restore", document, "--pass-file", "password", "--exportable")["certificates"]}
+        self.assertEqual(stores, {"CN=chain": "MY", "CN=issuer": "CA", "CN=root": "ROOT"})
+        self.assertEqual(self.create(), "out.pfx: 1 keys, 1 certificates\n")
+        self.assertEqual(self.create("--chain", "--force"), "out.pfx: 1 keys, 3 certificates\n")
+        subjects = [c["subject"] for c in self.restore()["certificates"]]
+        self.assertEqual(sorted(subjects), sorted(stores))
 
     def test_a_key_that_is_gone(self):
         self.new("gone", "--exportable")

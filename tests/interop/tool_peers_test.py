@@ -121,6 +121,30 @@ class Peers(Profile):
                          {self.public_key("certificate", c) for c in certificates})
         self.assertEqual(len(keys), len(names))
 
+    def test_a_hundred_keys(self):
+        for number in range(100):
+            self.new(f"key.{number}", "--exportable")
+        said = self.expect(0, "create", "-o", "out.pfx", "--pass-file", "password")
+        self.assertIn("100 keys, 100 certificates", said)
+        keys, certificates = self.opened()
+        public_keys = [self.public_key("key", key) for key in keys]
+        self.assertEqual(public_keys, [self.public_key("certificate", c) for c in certificates])
+        self.assertEqual(len(set(public_keys)), 100)
+
+    def test_openssl_tells_what_guards_each_family(self):
+        old = ("GOST R 34.11-94", 32, "id-HMACGostR3411-94")
+        new = ("GOST R 34.11-2012 with 512 bit hash", 64, "id-tc26-hmac-gost-3411-2012-512")
+        scheme = "PBES2, PBKDF2, gost89, Iteration 2000, PRF "
+        for algorithm, (digest, size, prf) in zip(ALGORITHMS, (old, new, new)):
+            self.new(algorithm, "--exportable", algorithm=algorithm)
+            self.create("--container", algorithm)
+            said = self.openssl("pkcs12", "-info", "-in", "out.pfx", "-nodes", "-passin",
+                                "file:password", merge=True).decode()
+            self.assertIn(f"MAC: {digest}, Iteration 2000\n"
+                          f"MAC length: {size}, salt length: 32\n", said)
+            self.assertIn(f"Shrouded Keybag: {scheme}{prf}\n", said)
+            self.assertIn(f"PKCS7 Encrypted data: {scheme}{prf}\n", said)
+
     def test_certificates_without_keys(self):
         self.openssl("req", "-x509", "-newkey", "rsa:2048", "-nodes", "-subj", "/CN=plain",
                      "-keyout", "key", "-out", "cert.pem")

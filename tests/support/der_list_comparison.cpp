@@ -8,6 +8,7 @@
 #include "derlist/der_list.h"
 #include "derlist/der_parser.h"
 #include "derlist/der_queries.h"
+#include "derlist/der_spans.h"
 #include "platform/cryptoapi.h"
 #include "support/reference_der_list.h"
 
@@ -58,6 +59,20 @@ void RequireSame(const DerList& ours, const reference::List& theirs, const std::
     std::size_t position = 0;
     for (const DerNode& our : ours) {
         RequireSame(our, *their++, what + ", node " + std::to_string(position++));
+    }
+}
+
+void RequireSame(const pkisdk::DerSpans& ours, const reference::List& theirs,
+                 const std::string& what) {
+    const auto nodes = ours.Nodes();
+    Require(nodes.size() == theirs.size(), "number of nodes: " + what);
+    auto their = theirs.begin();
+    for (const pkisdk::DerSpan& our : nodes) {
+        Require(our.depth == their->depth && our.tag == their->tag &&
+                    our.contentLength == their->contentLength &&
+                    std::ranges::equal(our.content, their->content),
+                "a node: " + what);
+        ++their;
     }
 }
 
@@ -135,6 +150,38 @@ class Pair {
         Require(ours == theirs, "GetFirstOidText");
         Occurrences(ours.empty() ? "1" : ours);
         Occurrences(kOids[choices.Below(std::size(kOids))]);
+    }
+
+    // The same document as spans, which stand for the list where nothing is edited.
+    void Spans(std::span<const std::uint8_t> document, Choices& choices) const {
+        pkisdk::DerSpans spans;
+        reference::List parsed;
+        const int expected = reference::ParseDerList(
+            document.data(), static_cast<std::int32_t>(document.size()), &parsed);
+        Require(spans.Parse(Blob(document.data(), document.size())) == (expected != 0),
+                "answer of DerSpans::Parse");
+        comparison::RequireSame(spans, parsed, "DerSpans::Parse");
+        const auto size = static_cast<std::uint32_t>(parsed.size());
+        for (const std::uint32_t index : {0U, choices.Below(size + 1), size}) {
+            Blob ours;
+            reference::Bytes theirs;
+            Require(spans.Flatten(index, &ours) ==
+                        (reference::ExtractSubtree(parsed, static_cast<std::int32_t>(index),
+                                                   &theirs) != 0),
+                    "answer of DerSpans::Flatten");
+            Require(SameBytes(ours, theirs), "DerSpans::Flatten");
+        }
+        std::string own;
+        reference::GetFirstOidText(&parsed, &own);
+        for (const std::string& oid :
+             {own, std::string(kOids[choices.Below(std::size(kOids))]), std::string("none")}) {
+            pkisdk::DerSpans ours;
+            reference::List theirs;
+            Require(spans.FindByOid(oid.c_str(), &ours) ==
+                        (reference::FindByOid(&parsed, oid.c_str(), &theirs) != 0),
+                    "answer of DerSpans::FindByOid for " + oid);
+            comparison::RequireSame(ours, theirs, "DerSpans::FindByOid for " + oid);
+        }
     }
 
     void AppendOther(const Pair& source, std::uint32_t mode) {
@@ -268,6 +315,7 @@ std::string CompareOnDocument(std::span<const std::uint8_t> document, std::uint6
     try {
         Pair pair;
         pair.Parse(document);
+        pair.Spans(document, choices);
         if (choices.Below(2) == 0) {
             QueryAndEdit(pair, document, choices);
         } else {

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "derlist/der_parser.h"
+#include "derlist/der_spans.h"
 #include "foundation/blob.h"
 #include "pfximport/import_control_flags.h"
 #include "support/container_home.h"
@@ -30,6 +31,12 @@ inline pkisdk::DerList ToList(const Bytes& bytes) {
     pkisdk::DerList list;
     pkisdk::ParseDerList(bytes.data(), static_cast<std::int32_t>(bytes.size()), &list);
     return list;
+}
+
+inline pkisdk::DerSpans ToSpans(const Bytes& bytes) {
+    pkisdk::DerSpans spans;
+    spans.Parse(ToBlob(bytes));
+    return spans;
 }
 
 // The certificates of a store, in its order.

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "platform/cryptoapi.h"
+#include "platform/csp_parameters.h"
 #include "support/certificates.h"
 #include "support/container_home.h"
 #include "support/csp_guards.h"
@@ -23,13 +24,19 @@ class KeyStore {
     void Add(const CertificateBytes& certificate) const {
         EXPECT_TRUE(store_.Add(certificate, CERT_STORE_ADD_ALWAYS));
     }
-    // Makes a container with a key, and adds a certificate that the key signed. Answers it.
+    // Makes a container with a key, on that curve where one is named, and adds a certificate that
+    // the key signed. Answers it.
     CertificateBytes AddKey(const std::string& container, ALG_ID algorithm,
-                            DWORD flags = CRYPT_EXPORTABLE) const {
+                            DWORD flags = CRYPT_EXPORTABLE, const char* curve = nullptr) const {
         HCRYPTPROV context = 0;
         EXPECT_TRUE(CryptAcquireContextA(&context, container.c_str(), kProviderName, kProviderType,
                                          CRYPT_NEWKEYSET))
             << std::hex << GetLastError();
+        if (curve != nullptr) {
+            EXPECT_TRUE(CryptSetProvParam(context, PP_SIGNATURE_CURVE,
+                                          reinterpret_cast<const BYTE*>(curve), 0))
+                << std::hex << GetLastError();
+        }
         HCRYPTKEY key = 0;
         EXPECT_TRUE(CryptGenKey(context, algorithm, flags, &key)) << std::hex << GetLastError();
         const Certificate certificate(SignedBy(context, "CN=" + container));

@@ -1,6 +1,7 @@
 #include "support/platform_calls.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <cstring>
 #include <new>
 
@@ -37,8 +38,15 @@ void PlatformCalls::ReplaceAlgorithmInfo(std::function<PCCRYPT_OID_INFO(ALG_ID, 
     algorithmLookup_ = std::move(lookup);
 }
 
+void PlatformCalls::ReplaceRandom(std::function<void(std::span<BYTE>)> draw) {
+    random_ = std::move(draw);
+}
 void PlatformCalls::ReplaceRandom(BYTE octet) {
-    random_ = octet;
+    ReplaceRandom([octet](std::span<BYTE> octets) { std::ranges::fill(octets, octet); });
+}
+
+void PlatformCalls::ReplaceRuntimeRandom(std::function<int()> draw) {
+    runtimeRandom_ = std::move(draw);
 }
 
 void PlatformCalls::ReplaceTypeData(std::vector<BYTE> data) {
@@ -163,7 +171,7 @@ BOOL CryptGenRandom(HCRYPTPROV provider, DWORD size, BYTE* buffer) {
     }
     const BOOL done = REAL(CryptGenRandom)(provider, size, buffer);
     if (done && Calls().random_) {
-        std::memset(buffer, *Calls().random_, size);
+        Calls().random_({buffer, size});
     }
     return done;
 }
@@ -298,6 +306,11 @@ BOOL HeapFree(HANDLE heap, DWORD flags, LPVOID block) {
     const BOOL done = REAL(HeapFree)(heap, flags, block);
     Calls().Closed(&PlatformCalls::heapBlocks_, done && block != nullptr);
     return done;
+}
+
+int rand() noexcept {
+    const auto& draw = Calls().runtimeRandom_;
+    return draw ? draw() : REAL(rand)();
 }
 
 }  // extern "C"

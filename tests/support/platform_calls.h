@@ -6,8 +6,8 @@
 #include <cstdint>
 #include <functional>
 #include <map>
-#include <optional>
 #include <set>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -41,8 +41,12 @@ class PlatformCalls {
     // The same for lookups by algorithm.
     void ReplaceAlgorithmInfo(
         std::function<PCCRYPT_OID_INFO(ALG_ID algorithm, DWORD group)> lookup);
-    // From here on every random octet of a provider is this one.
+    // Answers in place of CryptGenRandom from here on.
+    void ReplaceRandom(std::function<void(std::span<BYTE> octets)> draw);
+    // The same with this for every octet.
     void ReplaceRandom(BYTE octet);
+    // The same of the C runtime's generator.
+    void ReplaceRuntimeRandom(std::function<int()> draw);
     // Sees the data of every registry value "Type" before the caller does, and may change it.
     void ReplaceTypeData(std::vector<BYTE> data);
     // The lengths that hashes report when they are asked for without a buffer, one an ask; then the
@@ -120,7 +124,8 @@ class PlatformCalls {
     int failKeyParamIn_ = 0;
     std::function<PCCRYPT_OID_INFO(const char*)> oidLookup_;
     std::function<PCCRYPT_OID_INFO(ALG_ID, DWORD)> algorithmLookup_;
-    std::optional<BYTE> random_;
+    std::function<void(std::span<BYTE>)> random_;
+    std::function<int()> runtimeRandom_;
     std::vector<std::string> cipherOids_;
     std::vector<BYTE> typeData_;
     bool replaceTypeData_ = false;

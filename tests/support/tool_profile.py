@@ -64,13 +64,14 @@ class Profile(unittest.TestCase):
         return self.expect(0, "new", "--subject", f"CN={name}, C=RU", "--algorithm", algorithm,
                            "--container", name, *args, **more).strip()
 
-    def openssl(self, *args, stdin=b""):
+    def openssl(self, *args, stdin=b"", merge=False):
+        """What it prints, with `merge` also what it says on standard error."""
         configuration = self.file("openssl.cnf", OPENSSL_CONFIGURATION)
         result = subprocess.run(["openssl", *map(str, args)], input=stdin, capture_output=True,
                                 check=False, cwd=self.folder,
                                 env={**os.environ, "OPENSSL_CONF": str(configuration)})
         self.assertEqual(result.returncode, 0, result)
-        return result.stdout
+        return result.stdout + (result.stderr if merge else b"")
 
 
 def missing_peer():

@@ -85,6 +85,10 @@ struct RestoreOptions {
     PasswordOptions password;
 };
 
+struct RegistrationOptions {
+    CommonOptions common;
+};
+
 // Makes a document of certificates of "MY" and their keys.
 void RunCreate(const CreateOptions& options);
 
@@ -110,5 +114,10 @@ void RunInfo(const InfoOptions& options);
 
 // Checks the password against the document's integrity value.
 void RunVerify(const VerifyOptions& options);
+
+// Enters the module's functions in the machine's table of OID functions.
+void RunRegister(const RegistrationOptions& options);
+// Asks the module to take its functions out, which leaves those that RunRegister entered.
+void RunUnregister(const RegistrationOptions& options);
 
 }  // namespace mvlpfx

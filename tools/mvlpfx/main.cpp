@@ -201,6 +201,20 @@ void AddCerts(CLI::App* app, Runner* runner) {
     });
 }
 
+void AddRegistration(CLI::App* app, Runner* runner) {
+    const auto add = [=](const char* name, const char* description, auto run) {
+        auto options = std::make_shared<mvlpfx::CommonOptions>();
+        auto* command = app->add_subcommand(name, description);
+        AddCommonOptions(command, options.get());
+        command->callback([=] {
+            *runner = [=] { return Run(name, "", run, mvlpfx::RegistrationOptions{*options}); };
+        });
+    };
+    add("register", "Let programs find the module's functions by OID", mvlpfx::RunRegister);
+    add("unregister", "Undo what undoing takes back; what register entered stays",
+        mvlpfx::RunUnregister);
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -220,6 +234,7 @@ int main(int argc, char** argv) {
     AddInfo(&app, &runner);
     AddVerify(&app, &runner);
     AddRestore(&app, &runner);
+    AddRegistration(&app, &runner);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {

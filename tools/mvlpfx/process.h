@@ -3,8 +3,8 @@
 
 namespace mvlpfx {
 
-// Keeps the passwords in memory out of core files, and lets a person at a terminal see what the
-// layers below tell the system's log.
+// Keeps the passwords in memory out of core files. With it comes whatever the system needs for a
+// person at a terminal to see what the layers below tell the system's log.
 void PrepareProcess();
 
 }  // namespace mvlpfx

@@ -1,4 +1,6 @@
 #include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <string>
@@ -103,6 +105,38 @@ TEST_F(Notification, WakesAThreadThatWaits) {
     settings_.Write(Level(3));
     blocked.join();
     EXPECT_EQ(Read(), 3u);
+}
+
+// Parent and child have the same descriptors until they take some of their own.
+TEST_F(Notification, TellsAForkedProcessAndItsParent) {
+    for (const bool isChildFirst : {true, false}) {
+        const DWORD level = isChildFirst ? 2 : 3;
+        ASSERT_TRUE(ResetEvent(event_));
+        ASSERT_EQ(Watch(), ERROR_SUCCESS);
+        int start[2];
+        ASSERT_EQ(pipe(start), 0);
+        const pid_t child = fork();
+        if (child == 0) {
+            char go = 0;
+            const bool isStarted = read(start[0], &go, 1) == 1;
+            _exit(isStarted && IsSignalled() && Read() == level && ResetEvent(event_) &&
+                          !IsSignalled()
+                      ? 0
+                      : 1);
+        }
+        settings_.Write(Level(static_cast<int>(level)));
+        int status = 1;
+        if (!isChildFirst) {
+            EXPECT_TRUE(IsSignalled());
+        }
+        EXPECT_EQ(write(start[1], "g", 1), 1);
+        waitpid(child, &status, 0);
+        EXPECT_EQ(status, 0) << isChildFirst;
+        EXPECT_TRUE(IsSignalled()) << isChildFirst;
+        EXPECT_EQ(Read(), level);
+        close(start[0]);
+        close(start[1]);
+    }
 }
 
 TEST_F(Notification, GivesItsErrorWords) {

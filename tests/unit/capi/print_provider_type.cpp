@@ -1,4 +1,4 @@
-// Prints the type of the provider as the registry gives it.
+// Prints the type of the provider as the registry gives it, and the temporary directory.
 #include <cstdio>
 
 #include "platform/cryptoapi.h"
@@ -20,6 +20,8 @@ int main() {
             ERROR_SUCCESS) {
         return 1;
     }
-    std::printf("%u\n", static_cast<unsigned>(type));
+    char temporary[MAX_PATH] = {};
+    GetTempPathA(sizeof(temporary), temporary);
+    std::printf("%u %s\n", static_cast<unsigned>(type), temporary);
     return RegCloseKey(key);
 }

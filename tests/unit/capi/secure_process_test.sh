@@ -1,6 +1,8 @@
 #!/usr/bin/env bash
-# A set-user-id process takes its settings from /etc alone: secure_process_test.sh PROGRAM
-# The program prints the type of the provider; the settings that the environment names say 75.
+# A set-user-id process takes its settings from /etc alone, and its temporary files to /tmp:
+# secure_process_test.sh PROGRAM
+# The program prints the type of the provider and the temporary directory; the settings that the
+# environment names say 75.
 set -euo pipefail
 
 work=$(mktemp -d)
@@ -11,10 +13,10 @@ cat > "$work/settings.toml" <<'TOML'
 Type = 75
 TOML
 cp "$1" "$work/program"
-export VELMORIX_SETTINGS="$work/settings.toml"
+export VELMORIX_SETTINGS="$work/settings.toml" TMPDIR="$work"
 
 plain=$("$work/program")
-[ "$plain" = 75 ] || { echo "an ordinary process read $plain, not 75"; exit 1; }
+[ "$plain" = "75 $work/" ] || { echo "an ordinary process read $plain, not 75 $work/"; exit 1; }
 
 if [ "$(id -u)" != 0 ] || [ -f /etc/velmorix/settings.toml ]; then
     echo "needs root, and no settings in /etc"
@@ -29,4 +31,4 @@ if ! secure=$("$work/program" 2>"$work/errors"); then
     echo "SKIPPED: the build folder is closed to the user nobody"
     exit 77
 fi
-[ "$secure" = 2 ] || { echo "a set-user-id process read $secure, not 2"; exit 1; }
+[ "$secure" = "2 /tmp/" ] || { echo "a set-user-id process read $secure, not 2 /tmp/"; exit 1; }

@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <string>
 #include <vector>
@@ -50,7 +49,8 @@ class LogMessages : public testing::Test {
         LogCalls::Get().Reset();
         written.clear();
         answers = {1, 1};
-        std::ranges::fill(log_.writes, &Note);
+        log_.writes[0] = &Note;
+        log_.writes[1] = &Note;
         log_.Start();
     }
     int Call(std::uint32_t level = 8) {

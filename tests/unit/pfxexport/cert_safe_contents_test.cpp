@@ -71,13 +71,21 @@ TEST_F(BuildCertSafeContentsTest, TheLocalKeyIdCountsOnlyCertificatesWithKeys) {
 
 TEST_F(BuildCertSafeContentsTest, TheLocalKeyIdTakesFourOctetsLeastSignificantFirst) {
     Bytes bags;
-    for (unsigned index = 1; index <= 300; ++index) {
+    const auto add = [&](unsigned index) {
         Add(Chain().leaf, L"key");
-        bags =
-            Join({bags, CertBag(Chain().leaf, LocalKeyId({static_cast<BYTE>(index),
-                                                          static_cast<BYTE>(index >> 8), 0, 0}))});
+        const Bytes octets = {static_cast<BYTE>(index), static_cast<BYTE>(index >> 8), 0, 0};
+        const Bytes bag = CertBag(Chain().leaf, LocalKeyId(octets));
+        bags.insert(bags.end(), bag.begin(), bag.end());
+    };
+    for (unsigned index = 1; index <= 516; ++index) {
+        add(index);
     }
     ExpectContents(bags);
+    // 05 02 00 00: a NULL with content, for which the parser refuses the whole.
+    add(517);
+    Blob contents;
+    EXPECT_FAILS_WITH(NTE_BAD_DATA, BuildCertSafeContents(store_.Get(), &contents));
+    EXPECT_TRUE(contents.IsEmpty());
 }
 
 TEST_F(BuildCertSafeContentsTest, GostCertificatesComeOutAsTheyWentIn) {
@@ -117,10 +125,9 @@ TEST_F(BuildCertSafeContentsTest, ACertificateThatIsNotDerIsBadDataAndNothingIsR
     Keys().certificates_ = 1;
 }
 
-// The octets of the subject's key identifier: a zero that the list's parser would pass over, and
-// an element behind it, after which it finds no further one; then an element whose length could be
-// shorter.
-TEST_F(BuildCertSafeContentsTest, ACertificateWhoseOctetsReadAsElementsComesOutAsItWentIn) {
+// The octets of the subject's key identifier: a zero that the list's parser passes over, and an
+// element behind it; an element whose length could be shorter; one that stays as it is.
+TEST_F(BuildCertSafeContentsTest, ACertificateThatAReaderWouldChangeIsBadData) {
     Add(Chain().leaf);
     const test_support::Certificate leaf(store_.First());
     BYTE* const end = leaf->pbCertEncoded + leaf->cbCertEncoded;
@@ -133,9 +140,13 @@ TEST_F(BuildCertSafeContentsTest, ACertificateWhoseOctetsReadAsElementsComesOutA
     for (const Bytes& start : {Bytes{0x00, 0x04, 17}, Bytes{0x04, 0x81, 17}}) {
         const Bytes octets = Join({start, Bytes(17, 0x51)});
         std::copy(octets.begin(), octets.end(), identifier);
-        const CertificateBytes changed(leaf->pbCertEncoded, end);
-        ExpectContents(CertBag(changed, {}));
+        Blob contents;
+        EXPECT_FAILS_WITH(NTE_BAD_DATA, BuildCertSafeContents(store_.Get(), &contents));
+        EXPECT_TRUE(contents.IsEmpty());
     }
+    const Bytes element = Element(0x04, Bytes(18, 0x51));
+    std::copy(element.begin(), element.end(), identifier);
+    ExpectContents(CertBag(CertificateBytes(leaf->pbCertEncoded, end), {}));
     std::copy(before.begin(), before.end(), identifier);
     Keys().certificates_ = 1;
 }

@@ -2,9 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
+#include <span>
 
-#include "derlist/element_runs.h"
 #include "support/export_fixture.h"
 #include "support/reference_document.h"
 
@@ -82,7 +83,7 @@ class ExportPfxFromStoreTest : public test_support::ExportTest {
         EXPECT_EQ(document_, expected_.Build());
         ExpectNothingOpen(static_cast<int>(keys_));
     }
-    // A document whose MAC reads as an element is made again, with another salt.
+    // A salt that reads as an element, or whose value does, is drawn again.
     void TakeMacSalt() {
         constexpr std::ptrdiff_t kCountField = 4;
         ASSERT_GT(document_.size(), 100u);
@@ -369,33 +370,68 @@ TEST_F(ExportPfxFromStoreTest, ManyCertificatesAreMoreThanTheCiphersKeyLasts) {
     ExpectDocument();
 }
 
-Bytes MacSaltAfterSeed(unsigned seed) {
-    std::srand(seed);
-    std::rand();
-    Bytes salt(32);
-    for (std::uint8_t& octet : salt) {
-        octet = static_cast<std::uint8_t>(std::rand());
-    }
+// 00 04 1D: a zero that gets lost, and an element.
+Bytes SaltThatIsChanged() {
+    Bytes salt(32, kSaltOctet);
+    salt[0] = 0x00;
+    salt[1] = 0x04;
+    salt[2] = 29;
     return salt;
 }
 
-TEST_F(ExportPfxFromStoreTest, ASaltThatReadsAsAnElementIsDrawnAgain) {
-    AddCertificate(Chain().root);
-    while (!pkisdk::LooksLikeDer(MacSaltAfterSeed(seed_))) {
-        ++seed_;
-    }
-    ExpectDocument();
-    EXPECT_NE(expected_.macSalt, MacSaltAfterSeed(seed_));
-    EXPECT_FALSE(pkisdk::LooksLikeDer(expected_.macSalt));
+// With draw number `draw` from 1, of the keys' salt and the certificates' in turn, replaced by that
+// salt.
+class MadeAgain : public ExportPfxFromStoreTest, public ::testing::WithParamInterface<int> {};
+
+TEST_P(MadeAgain, ADocumentOneOfWhoseSaltsGetsChanged) {
+    AddKey(k2012_256);
+    int draw = 0;
+    Calls().ReplaceRandom([&](std::span<BYTE> octets) {
+        ASSERT_EQ(octets.size(), 32u);
+        const Bytes salt =
+            ++draw == GetParam() ? SaltThatIsChanged() : Bytes(32, static_cast<BYTE>(draw));
+        std::ranges::copy(salt, octets.begin());
+    });
+    ASSERT_EQ(Export(), 1);
+    EXPECT_EQ(GetLastError(), 0u);
+    EXPECT_EQ(draw, 4);
+    expected_.keySalt = Bytes(32, 3);
+    expected_.certificateSalt = Bytes(32, 4);
+    TakeMacSalt();
+    EXPECT_EQ(document_, expected_.Build());
+    // The walk's references of both attempts.
+    ExpectNothingOpen(2);
 }
+
+INSTANTIATE_TEST_SUITE_P(Salts, MadeAgain, ::testing::Values(1, 2));
 
 // 04 01 07 reads as an element, and the zero before it would get lost: another wrapped key. This
 // key is wrapped in the same way each time.
-TEST_F(ExportPfxFromStoreTest, ADocumentThatCannotBeReadIsMadeAgainAFewTimes) {
+TEST_F(ExportPfxFromStoreTest, ADocumentThatCannotBeReadIsBadDataAfterEightAttempts) {
     AddKey(k2012_256, {0, 4, 1, 7});
     Calls().ReplaceRandom(kSaltOctet);
-    ASSERT_EQ(Export(), 1);
-    EXPECT_EQ(Calls().Count("CryptEncrypt"), 2 * 4);
+    ExpectError(NTE_BAD_DATA);
+    EXPECT_EQ(Calls().Count("CryptEncrypt"), 2 * 8);
+}
+
+TEST_F(ExportPfxFromStoreTest, TheSizeOfADocumentThatCannotBeReadIsToldAllTheSame) {
+    AddKey(k2012_256, {0, 4, 1, 7});
+    EXPECT_EQ(Export(0, 1), 1);
+    EXPECT_EQ(Calls().Count("CryptEncrypt"), 2);
+}
+
+TEST_F(ExportPfxFromStoreTest, ACertificateThatAReaderWouldChangeIsBadDataAtOnce) {
+    AddCertificate(Chain().leaf);
+    const test_support::Certificate leaf(store_.First());
+    BYTE* const end = leaf->pbCertEncoded + leaf->cbCertEncoded;
+    const Bytes header = {0x04, 0x16, 0x04, 0x14};
+    BYTE* const found = std::search(leaf->pbCertEncoded, end, header.begin(), header.end());
+    ASSERT_NE(found, end);
+    // The subject's key identifier: a zero that gets lost, and an element.
+    const Bytes start = {0x00, 0x04, 17};
+    std::ranges::copy(start, found + header.size());
+    ExpectError(NTE_BAD_DATA);
+    EXPECT_EQ(Calls().Count("CryptEncrypt"), 0);
 }
 
 }  // namespace

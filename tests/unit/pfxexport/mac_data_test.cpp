@@ -4,6 +4,7 @@
 
 #include <cstdlib>
 
+#include "derlist/element_runs.h"
 #include "pfxexport/pfx_skeleton.h"
 #include "support/csp_guards.h"
 #include "support/der_outline.h"
@@ -17,6 +18,7 @@ using pkisdk::AddPfxMacData;
 using pkisdk::Blob;
 using pkisdk::BuildPfxSkeleton;
 using pkisdk::DerList;
+using pkisdk::LooksLikeDer;
 using test_support::Bytes;
 using test_support::Element;
 using test_support::Join;
@@ -28,13 +30,16 @@ Blob ToBlob(const Bytes& bytes) {
     return Blob(bytes.data(), bytes.size());
 }
 
-// What the runtime's generator gives after this seed: one value is burnt by the seed test.
-Bytes SaltAfterSeed() {
-    std::srand(kSeed);
+// What the runtime's generator gives after this seed, as salt number `draw` from 0: one value is
+// burnt by the seed test.
+Bytes SaltAfterSeed(unsigned seed, unsigned draw = 0) {
+    std::srand(seed);
     std::rand();
     Bytes salt(32);
-    for (std::uint8_t& octet : salt) {
-        octet = static_cast<std::uint8_t>(std::rand());
+    for (unsigned count = 0; count <= draw; ++count) {
+        for (std::uint8_t& octet : salt) {
+            octet = static_cast<std::uint8_t>(std::rand());
+        }
     }
     return salt;
 }
@@ -51,15 +56,15 @@ class MacDataTest : public test_support::ExportTest {
         Calls().Reset();
     }
     int Add(ALG_ID hash = 32802, std::uint32_t iterations = 3) {
-        std::srand(kSeed);
+        std::srand(seed_);
         SetLastError(kInjected);
         return AddPfxMacData("Password1", context_.Get(), hash, 26142, iterations, &document_);
     }
     // The whole document with this MacData behind the skeleton.
     void ExpectMacData(ALG_ID hash, const Bytes& oid, unsigned iterations,
-                       const Bytes& iterationField) {
+                       const Bytes& iterationField, unsigned draw = 0) {
         EXPECT_EQ(GetLastError(), 0u);
-        const Bytes salt = SaltAfterSeed();
+        const Bytes salt = SaltAfterSeed(seed_, draw);
         const Bytes mac =
             test_support::ReferencePfxMac(hash, "Password1", salt, iterations, AuthenticatedSafe());
         const Bytes digest =
@@ -75,6 +80,7 @@ class MacDataTest : public test_support::ExportTest {
 
     test_support::VerifyContext context_;
     DerList document_;
+    unsigned seed_ = kSeed;
 };
 
 const Bytes kOid94 = {0x2A, 0x85, 0x03, 0x02, 0x02, 0x09};
@@ -111,6 +117,38 @@ TEST_F(MacDataTest, ACountOf40000HasNoLeadingZero) {
 TEST_F(MacDataTest, ACountAbove65535LosesItsHighOctets) {
     EXPECT_EQ(Add(32802, 65536 + 5), 1);
     ExpectMacData(32802, kOid512, 65536 + 5, {0x02, 0x02, 0x00, 0x05});
+}
+
+TEST_F(MacDataTest, ASaltThatReadsAsAnElementIsDrawnAgain) {
+    while (!LooksLikeDer(SaltAfterSeed(seed_))) {
+        ++seed_;
+    }
+    EXPECT_EQ(Add(32802, 1), 1);
+    ExpectMacData(32802, kOid512, 1, {}, 1);
+}
+
+TEST_F(MacDataTest, ASaltWhoseValueReadsAsAnElementIsDrawnAgain) {
+    const auto value = [&] {
+        return test_support::ReferencePfxMac(32798, "Password1", SaltAfterSeed(seed_), 1,
+                                             AuthenticatedSafe());
+    };
+    while (!LooksLikeDer(value())) {
+        ++seed_;
+    }
+    EXPECT_EQ(Add(32798, 1), 1);
+    ExpectMacData(32798, kOid94, 1, {}, 1);
+}
+
+TEST_F(MacDataTest, EightSaltsInARowThatReadAsElementsAreBadData) {
+    int draws = 0;
+    // 02 02 02 02, eight times.
+    Calls().ReplaceRuntimeRandom([&] {
+        ++draws;
+        return 2;
+    });
+    EXPECT_FAILS_WITH(NTE_BAD_DATA,
+                      AddPfxMacData("Password1", context_.Get(), 32802, 26142, 1, &document_));
+    EXPECT_EQ(draws, 1 + 8 * 32);
 }
 
 TEST_F(MacDataTest, AMissingListOrProviderIsBadDataBeforeAnythingElse) {

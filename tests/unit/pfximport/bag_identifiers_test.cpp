@@ -13,12 +13,12 @@ using test_support::Element;
 using test_support::Join;
 using test_support::Oid;
 using test_support::ToBlob;
-using test_support::ToList;
+using test_support::ToSpans;
 
 TEST(ExtractBagCertificate, GivesTheEncodedCertificate) {
     const CertificateBag bag{test_support::MakeCertificate("a", "b"), {}};
     Blob encoded;
-    EXPECT_TRUE(pkisdk::ExtractBagCertificate(ToList(bag.Build()), &encoded));
+    EXPECT_TRUE(pkisdk::ExtractBagCertificate(ToSpans(bag.Build()), &encoded));
     EXPECT_EQ(encoded, ToBlob(bag.certificate));
 }
 
@@ -33,7 +33,7 @@ TEST(ExtractBagCertificate, WithoutItsIdentifierOrItsOctetsThereIsNone) {
     };
     for (const Bytes& bag : kNone) {
         Blob encoded;
-        EXPECT_FALSE(pkisdk::ExtractBagCertificate(ToList(bag), &encoded));
+        EXPECT_FALSE(pkisdk::ExtractBagCertificate(ToSpans(bag), &encoded));
         EXPECT_TRUE(encoded.IsEmpty());
     }
 }

@@ -37,14 +37,22 @@ Bytes Nested(int depth) {
 void ExpectWhatTheQueryFinds(const Bytes& bytes) {
     DerList list = ToList(bytes);
     pkisdk::BagWalk walk(list, kBagOid);
+    pkisdk::BagWalk walkOfSpans(list, kBagOid);
     DerList expected;
     DerList actual;
+    pkisdk::DerSpans spans;
     for (std::uint32_t n = 1; pkisdk::FindNthByOid(&list, kBagOid, n, &expected) != 0; ++n) {
         ASSERT_TRUE(walk.Next(&actual));
         EXPECT_EQ(Flat(actual), Flat(expected));
         EXPECT_EQ(actual.size(), expected.size());
+        ASSERT_TRUE(walkOfSpans.Next(&spans));
+        Blob flat;
+        EXPECT_TRUE(spans.Flatten(0, &flat));
+        EXPECT_EQ(flat, Flat(expected));
+        EXPECT_EQ(spans.Nodes().size(), expected.size());
     }
     EXPECT_FALSE(walk.Next(&actual));
+    EXPECT_FALSE(walkOfSpans.Next(&spans));
 }
 
 TEST(BagWalk, GivesWhatTheNthQueryFinds) {
@@ -89,6 +97,11 @@ TEST(BagWalk, BagsThatLieTooDeepInOneAnotherThrow) {
     EXPECT_THROW(
         while (walk.Next(&bag)) { ++given; }, pkisdk::Exception);
     EXPECT_EQ(given, 66);
+    pkisdk::BagWalk walkOfSpans(deep, kBagOid);
+    pkisdk::DerSpans spans;
+    EXPECT_THROW(
+        while (walkOfSpans.Next(&spans)) { --given; }, pkisdk::Exception);
+    EXPECT_EQ(given, 0);
 }
 
 }  // namespace

@@ -43,9 +43,9 @@ class CertificateBagsTest : public test_support::ImportTest {
 
 TEST_F(CertificateBagsTest, TheContentOfTheLastNodeIsCopied) {
     Blob content = ToBlob({1});
-    pkisdk::GetLastNodeContent(DerList(), &content);
+    pkisdk::GetLastNodeContent(pkisdk::DerSpans(), &content);
     EXPECT_TRUE(content.IsEmpty());
-    pkisdk::GetLastNodeContent(ToList(LocalKeyId({4, 5, 6})), &content);
+    pkisdk::GetLastNodeContent(test_support::ToSpans(LocalKeyId({4, 5, 6})), &content);
     EXPECT_EQ(content, ToBlob({4, 5, 6}));
 }
 

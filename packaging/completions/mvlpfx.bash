@@ -1,0 +1,55 @@
+# bash completion for mvlpfx
+_mvlpfx_options() {
+    local common="--help --json --quiet --max-iterations"
+    local pin="--pin-file --pin-fd --pin-env"
+    local pass="--pass-file --pass-fd --pass-env --pass-stdin"
+    case $1 in
+    new) echo "$common $pin --subject --algorithm --curve --days --container --exportable --machine" ;;
+    keys) echo "$common --machine" ;;
+    certs) echo "$common --store --machine" ;;
+    create)
+        echo "$common $pin $pass --output --subject --thumbprint --container --chain --names --pem" \
+            "--force --allow-missing-keys"
+        ;;
+    info) echo "$common $pass --tree" ;;
+    verify) echo "$common $pass" ;;
+    restore)
+        echo "$common $pass --exportable --machine --keys-only --pin-from-password --dry-run"
+        ;;
+    register | unregister) echo "$common" ;;
+    *) echo "--help" ;;
+    esac
+}
+
+_mvlpfx() {
+    local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]}
+    local subcommand=${COMP_WORDS[1]} words=
+    COMPREPLY=()
+    case $previous in
+    --algorithm) words="gost2001 gost2012-256 gost2012-512" ;;
+    --store) words="MY CA ROOT" ;;
+    --pass-file | --pin-file | --output | -o | add)
+        compopt -o default
+        return
+        ;;
+    --pass-env | --pin-env)
+        mapfile -t COMPREPLY < <(compgen -v -- "$current")
+        return
+        ;;
+    --subject | --curve | --days | --container | --thumbprint | --pass-fd | --pin-fd | \
+        --max-iterations) return ;;
+    mvlpfx) words="new keys certs create info verify restore register unregister --help" ;;
+    keys) words="list delete $(_mvlpfx_options keys)" ;;
+    certs) words="list add delete $(_mvlpfx_options certs)" ;;
+    *)
+        if [[ $current != -* && $subcommand =~ ^(info|verify|restore)$ ]]; then
+            compopt -o default
+            return
+        fi
+        words=$(_mvlpfx_options "$subcommand")
+        ;;
+    esac
+    mapfile -t COMPREPLY < <(compgen -W "$words" -- "$current")
+}
+
+complete -F _mvlpfx mvlpfx

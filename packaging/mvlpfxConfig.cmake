@@ -1,0 +1,3 @@
+include(CMakeFindDependencyMacro)
+find_dependency(vlxcapi)
+include(${CMAKE_CURRENT_LIST_DIR}/mvlpfxTargets.cmake)

@@ -1,0 +1,128 @@
+#include "derlist/der_spans.h"
+
+#include <algorithm>
+#include <iterator>
+#include <utility>
+
+#include "derlist/parser_core.h"
+#include "derlist/text_armour.h"
+#include "foundation/object_id.h"
+
+namespace pkisdk {
+
+namespace {
+
+constexpr std::uint8_t kObjectIdentifier = 0x06;
+
+// What the node's own header and content take, whatever length it claims.
+std::size_t WrittenSize(const DerSpan& node) {
+    return HeaderSize(node.contentLength) + node.content.size();
+}
+
+std::uint8_t* Write(const DerSpan& node, std::uint8_t* out) {
+    const std::uint32_t headerSize = HeaderSize(node.contentLength);
+    *out++ = node.tag;
+    if (headerSize == 2) {
+        *out++ = static_cast<std::uint8_t>(node.contentLength);
+    } else {
+        *out++ = static_cast<std::uint8_t>(0x80 + headerSize - 2);
+        for (std::uint32_t left = headerSize - 2; left-- > 0;) {
+            *out++ = static_cast<std::uint8_t>(node.contentLength >> (8 * left));
+        }
+    }
+    return std::copy(node.content.begin(), node.content.end(), out);
+}
+
+Blob WriteAll(std::span<const DerSpan> nodes) {
+    std::size_t size = 0;
+    for (const DerSpan& node : nodes) {
+        size += WrittenSize(node);
+    }
+    Blob bytes(size);
+    std::uint8_t* out = bytes.GetData();
+    for (const DerSpan& node : nodes) {
+        out = Write(node, out);
+    }
+    return bytes;
+}
+
+// The node at `index` and all that is under it.
+std::span<const DerSpan> Subtree(std::span<const DerSpan> nodes, std::size_t index) {
+    const std::int32_t depth = nodes[index].depth;
+    const auto first = nodes.begin() + static_cast<std::ptrdiff_t>(index);
+    return {first, std::find_if(std::next(first), nodes.end(),
+                                [depth](const DerSpan& node) { return node.depth <= depth; })};
+}
+
+// The nearest node above, or the node itself at the top.
+std::size_t HolderOf(std::span<const DerSpan> nodes, std::size_t index) {
+    const std::int32_t depth = nodes[index].depth;
+    std::size_t holder = index;
+    while (holder > 0 && nodes[holder].depth >= depth) {
+        --holder;
+    }
+    return depth == 0 ? index : holder;
+}
+
+}  // namespace
+
+bool DerSpans::Parse(Blob bytes) {
+    nodes_.clear();
+    bytes_ = std::move(bytes);
+    if (bytes_.IsEmpty()) {
+        return true;
+    }
+    Blob decoded;
+    if (DecodeArmour(bytes_.Bytes(), &decoded) == ArmourKind::kText) {
+        bytes_ = std::move(decoded);
+    }
+    return DerParser(bytes_.Bytes(), this).Run() != 0;
+}
+
+bool DerSpans::Flatten(std::size_t index, Blob* out) const {
+    if (index >= nodes_.size()) {
+        return false;
+    }
+    *out = WriteAll(Subtree(nodes_, index));
+    return true;
+}
+
+bool DerSpans::FindByOid(const char* oid, DerSpans* out) const {
+    Blob octets;
+    if (OidTextToBlob(oid, &octets) == 0) {
+        return false;
+    }
+    const auto wanted = octets.Bytes();
+    const auto found = std::ranges::find_if(nodes_, [wanted](const DerSpan& node) {
+        return node.tag == kObjectIdentifier && std::ranges::equal(node.content, wanted);
+    });
+    if (found == nodes_.end()) {
+        return false;
+    }
+    const auto index = static_cast<std::size_t>(found - nodes_.begin());
+    return out->Parse(WriteAll(Subtree(nodes_, HolderOf(nodes_, index))));
+}
+
+bool DerSpans::AppendAsRead(const DerNode& node, std::span<const std::uint8_t> content) {
+    const bool fits = nodes_.empty() ? node.depth == 0 : node.depth <= nodes_.back().depth + 1;
+    if (!fits || static_cast<std::int32_t>(nodes_.size()) < 0) {
+        return false;
+    }
+    nodes_.push_back({node.depth, node.tag, node.contentLength, content});
+    return true;
+}
+
+// From the last node to the first, so that each length is there before it counts in the one above.
+void DerSpans::ReinsertAll() {
+    // At each depth, what the nodes passed there take that have not met their parent.
+    std::vector<std::uint32_t> taken;
+    for (auto node = nodes_.rbegin(); node != nodes_.rend(); ++node) {
+        const auto depth = static_cast<std::size_t>(node->depth);
+        taken.resize(std::max(taken.size(), depth + 2));
+        node->contentLength =
+            static_cast<std::uint32_t>(node->content.size()) + std::exchange(taken[depth + 1], 0);
+        taken[depth] += HeaderSize(node->contentLength) + node->contentLength;
+    }
+}
+
+}  // namespace pkisdk

@@ -1,0 +1,106 @@
+#!/usr/bin/env python3
+"""What the documentation shows is what the tool shows: docs_test.py MVLPFX DOCS"""
+import pathlib
+import re
+import shutil
+import subprocess
+import sys
+import unittest
+
+TOOL = sys.argv[1]
+DOCS = pathlib.Path(sys.argv[2])
+
+
+def run(*args, stdin=""):
+    return subprocess.run([TOOL, *map(str, args)], input=stdin, capture_output=True, check=True,
+                          text=True).stdout
+
+
+class Format(unittest.TestCase):
+    example = DOCS / "example.pfx"
+
+    def test_the_tree_is_that_of_the_example(self):
+        page = (DOCS / "format.md").read_text()
+        lines = [line[4:] for line in page.splitlines() if line.startswith("    ")]
+        tree = run("info", self.example, "--tree").splitlines()
+        self.assertEqual(lines[-len(tree):], tree)
+
+    def test_the_password_is_that_of_the_example(self):
+        self.assertIn("password is `Password1`", (DOCS / "format.md").read_text())
+        run("verify", self.example, "--pass-stdin", stdin="Password1\n")
+
+
+SUBCOMMANDS = ("new", "keys", "certs", "create", "info", "verify", "restore", "register",
+               "unregister")
+
+
+def options_of(subcommand):
+    return set(re.findall(r"--[a-z][a-z-]*", run(subcommand, "--help")))
+
+
+class Completions(unittest.TestCase):
+    folder = DOCS.parent / "packaging" / "completions"
+
+    def test_bash_offers_what_each_subcommand_takes(self):
+        for subcommand in SUBCOMMANDS:
+            said = subprocess.run(
+                ["bash", "-c", 'source "$0"; _mvlpfx_options "$1"', self.folder / "mvlpfx.bash",
+                 subcommand], capture_output=True, check=True, text=True).stdout
+            self.assertEqual(set(said.split()), options_of(subcommand), subcommand)
+
+    def test_bash_completes_the_word_before_the_cursor(self):
+        for words, offered in ((["mvlpfx", "res"], "restore"),
+                               (["mvlpfx", "create", "--na"], "--names"),
+                               (["mvlpfx", "new", "--algorithm", "gost2001"], "gost2001"),
+                               (["mvlpfx", "certs", "--store", "R"], "ROOT")):
+            said = subprocess.run(
+                ["bash", "-c", 'source "$0"; COMP_WORDS=("$@"); COMP_CWORD=$(($# - 1)); _mvlpfx; '
+                 'echo "${COMPREPLY[@]}"', self.folder / "mvlpfx.bash", *words],
+                capture_output=True, check=True, text=True).stdout
+            self.assertEqual(said.strip(), offered, words)
+
+    def test_the_others_know_every_subcommand_and_option(self):
+        zsh = (self.folder / "_mvlpfx").read_text()
+        fish = (self.folder / "mvlpfx.fish").read_text()
+        offered = set().union(*map(options_of, SUBCOMMANDS))
+        self.assertEqual(set(re.findall(r"--[a-z][a-z-]*", zsh)), offered)
+        self.assertEqual({f"--{name}" for name in re.findall(r"^complete.* -l ([a-z-]+)", fish, re.M)}, offered)
+        for subcommand in SUBCOMMANDS:
+            self.assertIn(f"'{subcommand}:", zsh.replace('"', "'"))
+            self.assertIn(f"__fish_use_subcommand -a {subcommand} ", fish)
+
+
+class ManualPages(unittest.TestCase):
+    pages = DOCS / "man"
+
+    def page(self, name):
+        return (self.pages / name).read_text().replace("\\-", "-").replace("\\~", " ")
+
+    def test_every_subcommand_and_option_is_told(self):
+        page = self.page("mvlpfx.1")
+        told = set(re.findall(r"--[a-z][a-z-]*", page))
+        offered = set()
+        for subcommand in SUBCOMMANDS:
+            self.assertIn(f"\n.TP\n.B {subcommand}\n", page)
+            offered |= options_of(subcommand)
+        self.assertEqual(told, offered)
+        overview = run("--help").split("Subcommands:")[1]
+        self.assertEqual(re.findall(r"^  ([a-z]+) ", overview, re.M), list(SUBCOMMANDS))
+
+    def test_every_exported_function_is_told(self):
+        exports = pathlib.Path(__file__).parent.parent / "arch" / "mvlpfx64.exports"
+        page = self.page("mvlpfx.3")
+        for function in exports.read_text().split():
+            self.assertIn(f".B {function}\n", page)
+
+    def test_they_are_formatted_without_a_warning(self):
+        if shutil.which("groff") is None:
+            self.skipTest("SKIPPED: groff is not installed")
+        for page in self.pages.iterdir():
+            result = subprocess.run(["groff", "-t", "-man", "-Tutf8", "-ww", "-z", page],
+                                    capture_output=True, check=True)
+            self.assertEqual(result.stderr, b"", page)
+
+
+if __name__ == "__main__":
+    unittest.main(argv=sys.argv[:1])

@@ -1,0 +1,110 @@
+#include "module/module_log.h"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <string>
+#include <vector>
+
+#include "support/log_calls.h"
+#include "support/test_log.h"
+
+namespace {
+
+using pkisdk::ModuleLog;
+using pkisdk::OnModuleEvent;
+using test_support::LogCalls;
+using test_support::PlatformCalls;
+
+class ModuleEvents : public testing::Test {
+  protected:
+    void SetUp() override { LogCalls::Get().Reset(); }
+    void TearDown() override {
+        surroundings_.Set("");
+        OnModuleEvent(DLL_PROCESS_DETACH, nullptr);
+    }
+    static const std::vector<std::string>& Output() { return LogCalls::Get().debugOutput; }
+
+    test_support::LogSurroundings surroundings_{"dbg_level = 8\ndbg_field = 0x30\n"};
+};
+
+TEST_F(ModuleEvents, SetTheLogUpWithTheModulesDefaults) {
+    surroundings_.Set("");
+    EXPECT_EQ(OnModuleEvent(DLL_PROCESS_ATTACH, nullptr), 1);
+    const pkisdk::LogContext& log = *ModuleLog();
+    EXPECT_STREQ(log.name.data(), "mvlpfx64");
+    EXPECT_EQ(log.level, 61u);
+    EXPECT_EQ(log.fields, 179u);
+    EXPECT_EQ(log.defaultMaximum, 256u);
+    EXPECT_EQ(log.sinkCount, 2u);
+    EXPECT_EQ(log.handlerCount, 2u);
+    const auto* const debug = pkisdk::FindSinkRecord(&log, 1);
+    const auto* const file = pkisdk::FindSinkRecord(&log, 2);
+    EXPECT_EQ(debug->level, 0u);
+    EXPECT_EQ(debug->fields, 0x7FFFFFFFu);
+    EXPECT_EQ(file->level, 0u);
+    EXPECT_EQ(file->fields, 0x7FFFFFFEu);
+    EXPECT_EQ(static_cast<const pkisdk::FileSinkRecord*>(file)->fileName.load()->text,
+              surroundings_.Path());
+}
+
+TEST_F(ModuleEvents, AreToldOnceEach) {
+    SetLastError(0);
+    EXPECT_EQ(OnModuleEvent(DLL_PROCESS_ATTACH, nullptr), 1);
+    EXPECT_EQ(Output(), std::vector<std::string>{"loading\n"});
+    EXPECT_EQ(OnModuleEvent(DLL_THREAD_ATTACH, nullptr), 1);
+    EXPECT_EQ(OnModuleEvent(DLL_THREAD_DETACH, nullptr), 1);
+    EXPECT_EQ(Output().size(), 1u);
+    EXPECT_EQ(OnModuleEvent(DLL_PROCESS_DETACH, nullptr), 1);
+    EXPECT_EQ(Output(), (std::vector<std::string>{"loading\n", "unloading\n"}));
+}
+
+TEST_F(ModuleEvents, WithTheLogsLevelBit3ClearWriteNothing) {
+    surroundings_.Set("level = 0xFFFFFFF7\ndbg_level = 0xFFFFFFFF\n");
+    EXPECT_EQ(OnModuleEvent(DLL_PROCESS_ATTACH, nullptr), 1);
+    EXPECT_EQ(OnModuleEvent(DLL_PROCESS_DETACH, nullptr), 1);
+    EXPECT_TRUE(Output().empty());
+}
+
+TEST_F(ModuleEvents, LeaveLastErrorAndErrno) {
+    for (const DWORD reason : {DWORD{DLL_PROCESS_ATTACH}, DWORD{DLL_PROCESS_DETACH}}) {
+        SetLastError(5);
+        errno = EDOM;
+        EXPECT_EQ(OnModuleEvent(reason, nullptr), 1);
+        EXPECT_EQ(GetLastError(), 5u);
+        EXPECT_EQ(errno, EDOM);
+    }
+    EXPECT_EQ(Output().front(), "loading L:0x5(5)\n");
+}
+
+TEST_F(ModuleEvents, SucceedWhateverFails) {
+    OnModuleEvent(DLL_PROCESS_ATTACH, nullptr);
+    OnModuleEvent(DLL_PROCESS_DETACH, nullptr);
+    surroundings_.Set("file_level = 8\n");
+    // The n-th call, and then all from the n-th on, until a run has no failure left.
+    for (const bool stay : {false, true}) {
+        bool hasFailed = true;
+        for (int n = 1; hasFailed; ++n) {
+            PlatformCalls::Get().Reset();
+            PlatformCalls::Get().FailFrom(n, stay, 8);
+            SetLastError(5);
+            errno = EDOM;
+            EXPECT_EQ(OnModuleEvent(DLL_PROCESS_ATTACH, nullptr), 1);
+            EXPECT_EQ(OnModuleEvent(DLL_PROCESS_DETACH, nullptr), 1);
+            EXPECT_EQ(GetLastError(), 5u);
+            EXPECT_EQ(errno, EDOM);
+            hasFailed = PlatformCalls::Get().Failed();
+            ASSERT_LT(n, 100);
+        }
+    }
+}
+
+TEST_F(ModuleEvents, KeepWhatAnEndingProcessMayStillUse) {
+    OnModuleEvent(DLL_PROCESS_ATTACH, nullptr);
+    EXPECT_EQ(OnModuleEvent(DLL_PROCESS_DETACH, this), 1);
+    EXPECT_NE(ModuleLog()->registry->key.load(), nullptr);
+    EXPECT_EQ(OnModuleEvent(DLL_PROCESS_DETACH, nullptr), 1);
+    EXPECT_EQ(ModuleLog()->registry->key.load(), nullptr);
+}
+
+}  // namespace
