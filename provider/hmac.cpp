@@ -10,7 +10,7 @@ namespace provider {
 namespace {
 
 void TakePad(const DigestAlgorithm& algorithm, std::span<const BYTE> key, BYTE fill,
-                  DigestState* state) {
+             DigestState* state) {
     std::array<BYTE, kLargestBlock> pad;
     pad.fill(fill);
     std::transform(key.begin(), key.end(), pad.begin(), pad.begin(),

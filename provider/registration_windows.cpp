@@ -27,8 +27,8 @@ constexpr std::array<BYTE, 4> kNoSignature{};
 class Key {
   public:
     LSTATUS Make(const std::wstring& path) {
-        return RegCreateKeyExW(HKEY_LOCAL_MACHINE, path.c_str(), 0, nullptr, 0, KEY_READ | KEY_WRITE,
-                               nullptr, &key_, nullptr);
+        return RegCreateKeyExW(HKEY_LOCAL_MACHINE, path.c_str(), 0, nullptr, 0,
+                               KEY_READ | KEY_WRITE, nullptr, &key_, nullptr);
     }
     Key() = default;
     ~Key() {

@@ -122,8 +122,7 @@ TEST(WindowsDocuments, ImportControlFlagMakesThePasswordThePin) {
 }
 
 TEST(WindowsDocuments, OfOtherSoftwareAreRestored) {
-    for (const std::string name :
-         {"openssl-2001", "openssl-one-iteration"}) {
+    for (const std::string name : {"openssl-2001", "openssl-one-iteration"}) {
         const Bytes document = ReadData("peers/" + name + ".pfx");
         const Bytes line = ReadData("peers/" + name + ".password");
         const std::string password(line.begin(), line.end() - 1);
