@@ -11,7 +11,6 @@
 #define CSP_EXPORT __attribute__((visibility("default")))
 #endif
 
-#ifndef _WIN32
 typedef BOOL(WINAPI* CRYPT_VERIFY_IMAGE_A)(LPCSTR szImage, const BYTE* pbSigData);
 typedef void(WINAPI* CRYPT_RETURN_HWND)(HWND* phWnd);
 
@@ -25,7 +24,6 @@ typedef struct _VTableProvStruc {
     DWORD cbContextInfo;
     LPSTR pszProvName;
 } VTableProvStruc, *PVTableProvStruc;
-#endif
 
 #ifdef __cplusplus
 extern "C" {

@@ -111,12 +111,13 @@ HRESULT Duplicate(HCRYPTPROV context, const Hash& original, const DWORD* reserve
 }  // namespace provider
 
 using provider::Answer;
+using provider::AnswerTo;
 using provider::HashTable;
 using provider::WithHash;
 
 BOOL WINAPI CPCreateHash(HCRYPTPROV hProv, ALG_ID Algid, HCRYPTKEY hKey, DWORD dwFlags,
                          HCRYPTHASH* phHash) {
-    return Answer(provider::Create(hProv, Algid, hKey, dwFlags, phHash));
+    return AnswerTo([=] { return provider::Create(hProv, Algid, hKey, dwFlags, phHash); });
 }
 
 BOOL WINAPI CPHashData(HCRYPTPROV hProv, HCRYPTHASH hHash, const BYTE* pbData, DWORD cbDataLen,
@@ -138,16 +139,20 @@ BOOL WINAPI CPGetHashParam(HCRYPTPROV hProv, HCRYPTHASH hHash, DWORD dwParam, BY
 
 BOOL WINAPI CPSetHashParam(HCRYPTPROV hProv, HCRYPTHASH hHash, DWORD dwParam, const BYTE* pbData,
                            DWORD dwFlags) {
-    return Answer(WithHash(hProv, hHash, [=](HashTable::Lease* hash) {
-        return provider::SetParameter(hProv, dwParam, pbData, dwFlags, &**hash);
-    }));
+    return AnswerTo([=] {
+        return WithHash(hProv, hHash, [=](HashTable::Lease* hash) {
+            return provider::SetParameter(hProv, dwParam, pbData, dwFlags, &**hash);
+        });
+    });
 }
 
 BOOL WINAPI CPDuplicateHash(HCRYPTPROV hProv, HCRYPTHASH hHash, DWORD* pdwReserved, DWORD dwFlags,
                             HCRYPTHASH* phHash) {
-    return Answer(WithHash(hProv, hHash, [=](HashTable::Lease* hash) {
-        return provider::Duplicate(hProv, **hash, pdwReserved, dwFlags, phHash);
-    }));
+    return AnswerTo([=] {
+        return WithHash(hProv, hHash, [=](HashTable::Lease* hash) {
+            return provider::Duplicate(hProv, **hash, pdwReserved, dwFlags, phHash);
+        });
+    });
 }
 
 BOOL WINAPI CPDestroyHash(HCRYPTPROV hProv, HCRYPTHASH hHash) {

@@ -1,22 +1,13 @@
 #include "provider/hash.h"
 
 #include <cstring>
+#include <new>
 #include <span>
 
 #include "provider/parameter.h"
 #include "provider/wipe.h"
 
 namespace provider {
-
-namespace {
-
-// What is left to wipe in a state that was finished, and so started again.
-void WipeBlock(const DigestAlgorithm& algorithm, DigestState* state) {
-    Wipe(state->bytes.data() + algorithm.chainingSize,
-         algorithm.stateSize - algorithm.chainingSize);
-}
-
-}  // namespace
 
 void Hash::Start(const DigestAlgorithm& algorithm) {
     stage_ = Stage::kHashing;
@@ -42,17 +33,28 @@ void Hash::StartAsCopy(const Hash& other) {
         std::memcpy(value_.data(), other.value_.data(), algorithm_->digestSize);
         return;
     }
-    std::memcpy(running_.bytes.data(), other.running_.bytes.data(), algorithm_->stateSize);
+    CopyDigest(*algorithm_, other.running_, &running_);
     if (IsKeyed()) {
-        CopyAtBlockBoundary(*algorithm_, other.outer_, &outer_);
+        TakeOuter(other.outer_);
     }
 }
 
 void Hash::SetPads(const HmacPads& pads) {
+    CopyDigestAtBlockBoundary(*pads.algorithm, pads.inner, &running_);
     algorithm_ = pads.algorithm;
-    CopyAtBlockBoundary(*algorithm_, pads.inner, &running_);
-    CopyAtBlockBoundary(*algorithm_, pads.outer, &outer_);
+    TakeOuter(pads.outer);
     stage_ = Stage::kHashing;
+}
+
+// Beside the running state, which does not stay alone.
+void Hash::TakeOuter(const DigestState& outer) {
+    try {
+        CopyDigestAtBlockBoundary(*algorithm_, outer, &outer_);
+    } catch (const std::bad_alloc&) {
+        WipeDigest(*algorithm_, &running_);
+        algorithm_ = nullptr;
+        throw;
+    }
 }
 
 HRESULT Hash::Update(const BYTE* data, DWORD size) {
@@ -70,7 +72,7 @@ HRESULT Hash::SetValue(const BYTE* data) {
     if (stage_ != Stage::kHashing) {
         return NTE_BAD_HASH_STATE;
     }
-    Wipe(running_.bytes.data(), algorithm_->stateSize);
+    WipeDigest(*algorithm_, &running_);
     std::memcpy(value_.data(), data, algorithm_->digestSize);
     stage_ = Stage::kFinished;
     return S_OK;
@@ -78,11 +80,11 @@ HRESULT Hash::SetValue(const BYTE* data) {
 
 void Hash::Finish() {
     algorithm_->finish(&running_, value_.data());
-    WipeBlock(*algorithm_, &running_);
+    WipeFinishedDigest(*algorithm_, &running_);
     if (IsKeyed()) {
         algorithm_->update(&outer_, value_.data(), algorithm_->digestSize);
         algorithm_->finish(&outer_, value_.data());
-        WipeBlock(*algorithm_, &outer_);
+        WipeFinishedDigest(*algorithm_, &outer_);
     }
     stage_ = Stage::kFinished;
 }
@@ -115,9 +117,9 @@ void Hash::WipeSecrets() {
     if (stage_ == Stage::kFinished) {
         Wipe(value_.data(), algorithm_->digestSize);
     } else if (stage_ == Stage::kHashing) {
-        Wipe(running_.bytes.data(), algorithm_->stateSize);
+        WipeDigest(*algorithm_, &running_);
         if (IsKeyed()) {
-            Wipe(outer_.bytes.data(), algorithm_->chainingSize);
+            WipeDigestAtBlockBoundary(*algorithm_, &outer_);
         }
     }
 }

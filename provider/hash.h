@@ -13,6 +13,8 @@ namespace provider {
 // starting and wiping touch no more than is used.
 class Hash {
   public:
+    // Start, StartAsCopy and SetPads may throw std::bad_alloc, and then it is as it was, or holds
+    // nothing.
     void Start(const DigestAlgorithm& algorithm);
     // An HMAC with `key`, which waits for SetPads before it can hash.
     void StartKeyed(HCRYPTKEY key);
@@ -38,6 +40,7 @@ class Hash {
     enum class Stage { kAwaitingPads, kHashing, kFinished };
 
     bool IsKeyed() const { return key_ != 0; }
+    void TakeOuter(const DigestState& outer);
     HRESULT GetValue(BYTE* out, DWORD* outSize);
     void Finish();
 

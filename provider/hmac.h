@@ -17,12 +17,8 @@ struct HmacPads {
     DigestState outer;
 };
 
-// `key` is no longer than the algorithm's block.
+// `key` is no longer than the algorithm's block. Throws std::bad_alloc, and then there are none.
 void ComputeHmacPads(const DigestAlgorithm& algorithm, std::span<const BYTE> key, HmacPads* pads);
 void WipeHmacPads(HmacPads* pads);
-
-// Makes `*to` the same as `*from`, which has hashed whole blocks alone.
-void CopyAtBlockBoundary(const DigestAlgorithm& algorithm, const DigestState& from,
-                         DigestState* to);
 
 }  // namespace provider

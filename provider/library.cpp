@@ -1,12 +1,12 @@
 #include "provider/library.h"
 
 #include <gcrypt.h>
-#include <sys/mman.h>
-#include <unistd.h>
 
+#include <cstdarg>
 #include <cstddef>
-#include <cstdint>
 #include <new>
+
+#include "provider/secret_memory.h"
 
 namespace provider {
 
@@ -28,10 +28,7 @@ void KeepSecureMemoryOutOfCoreFiles() {
     if (first == nullptr) {
         return;
     }
-    const auto pageSize = static_cast<std::uintptr_t>(sysconf(_SC_PAGESIZE));
-    const std::uintptr_t start = reinterpret_cast<std::uintptr_t>(first) & ~(pageSize - 1);
-    static_cast<void>(
-        madvise(reinterpret_cast<void*>(start), std::size_t{kSecureMemorySize}, MADV_DONTDUMP));
+    GuardSecretMemory(first, std::size_t{kSecureMemorySize});
     gcry_free(first);
 }
 
@@ -39,6 +36,10 @@ void KeepSecureMemoryOutOfCoreFiles() {
 // is set up here. Either way without its warnings about memory, which it would write to the
 // standard error stream, whoever's that is.
 bool SetUp() {
+#ifdef _WIN32
+    // There it is linked in, and this provider alone uses it; it remarks on the system's settings.
+    gcry_set_log_handler([](void*, int, const char*, std::va_list) {}, nullptr);
+#endif
     const bool isSetUp = gcry_control(GCRYCTL_ANY_INITIALIZATION_P) != 0;
     if (!isSetUp) {
         gcry_control(GCRYCTL_DISABLE_PRIV_DROP);

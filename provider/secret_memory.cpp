@@ -1,6 +1,9 @@
 #include "provider/secret_memory.h"
 
 #include <sys/mman.h>
+#include <unistd.h>
+
+#include <cstdint>
 
 namespace provider {
 
@@ -10,10 +13,17 @@ void* AllocateSecretPages(std::size_t size) noexcept {
     if (pages == MAP_FAILED) {
         return nullptr;
     }
-    // Neither failure is a reason to refuse: the pages are wiped on release all the same.
-    static_cast<void>(mlock(pages, size));
-    static_cast<void>(madvise(pages, size, MADV_DONTDUMP));
+    GuardSecretMemory(pages, size);
     return pages;
+}
+
+// Neither failure is a reason to refuse: the memory is wiped on release all the same.
+void GuardSecretMemory(void* memory, std::size_t size) noexcept {
+    const auto pageSize = static_cast<std::uintptr_t>(sysconf(_SC_PAGESIZE));
+    void* const start =
+        reinterpret_cast<void*>(reinterpret_cast<std::uintptr_t>(memory) & ~(pageSize - 1));
+    static_cast<void>(mlock(start, size));
+    static_cast<void>(madvise(start, size, MADV_DONTDUMP));
 }
 
 }  // namespace provider

@@ -9,4 +9,7 @@ namespace provider {
 // They are never given back. Null where there is no memory.
 void* AllocateSecretPages(std::size_t size) noexcept;
 
+// The same for memory that is there: the whole pages that `memory` begins in and `size` octets.
+void GuardSecretMemory(void* memory, std::size_t size) noexcept;
+
 }  // namespace provider

@@ -15,9 +15,7 @@
 #include <capi/capi.h>
 #endif
 
-#if defined(_WIN32)
-#define MVLPFX_EXPORT __declspec(dllexport)
-#elif defined(__GNUC__)
+#if defined(__GNUC__) && !defined(_WIN32)
 #define MVLPFX_EXPORT __attribute__((visibility("default")))
 #else
 #define MVLPFX_EXPORT

@@ -16,6 +16,8 @@
 #include <type_traits>
 #include <utility>
 
+#include "handles/thread_exit.h"
+
 namespace handles {
 
 using Handle = std::uintptr_t;
@@ -244,15 +246,13 @@ class HandleTable {
     };
 
     // Gives a thread's free slots back when it ends.
-    struct AtThreadExit {
-        ~AtThreadExit() {
-            FreeSlots* const mine = FreeSlotsOfThread();
-            const std::lock_guard lock(mutex_);
-            while (mine->count != 0) {
-                Share(mine->slots[--mine->count]);
-            }
+    static void ReturnAll() {
+        FreeSlots* const mine = FreeSlotsOfThread();
+        const std::lock_guard lock(mutex_);
+        while (mine->count != 0) {
+            Share(mine->slots[--mine->count]);
         }
-    };
+    }
 
     static Slot* Find(Handle handle) {
         if ((handle & kKindMask) != kKindBits || (handle & kBusy) != 0) {
@@ -283,8 +283,7 @@ class HandleTable {
     static void ReturnAtThreadExit(FreeSlots* mine) {
         if (!mine->isReturnedAtExit) {
             mine->isReturnedAtExit = true;
-            static thread_local AtThreadExit atThreadExit;
-            static_cast<void>(atThreadExit);
+            ThreadExit<&ReturnAll>::Await();
         }
     }
 
@@ -326,7 +325,7 @@ class HandleTable {
     }
 
     static inline constinit std::array<std::atomic<Slot*>, kBlocks> blocks_{};
-    static inline constinit std::mutex mutex_;
+    static inline std::mutex mutex_;
     static inline constinit std::size_t blockCount_ = 0;
     static inline constinit Slot* sharedFree_ = nullptr;
     static inline constinit thread_local FreeSlots freeSlots_{};

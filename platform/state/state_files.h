@@ -1,22 +1,15 @@
-// Where state lies on the disk, and the steps of writing it, for capi and the provider alike.
+// The steps of writing state to the disk, for capi and the provider alike.
 #pragma once
 
 #include <sys/types.h>
 
 #include <filesystem>
-#include <optional>
 #include <span>
 
 #include "cryptoapi.h"
+#include "state/state_folders.h"
 
 namespace state {
-
-// $VELMORIX_HOME, else velmorix under $XDG_DATA_HOME, else under the home folder's .local/share.
-// Variables that hold no absolute path, and all of them in a set-user-id process, are passed over.
-// Nothing where no home folder is known.
-std::optional<std::filesystem::path> UserFolder();
-// $VELMORIX_MACHINE_HOME, else /var/lib/velmorix.
-std::filesystem::path MachineFolder();
 
 // The error word for what a system call left in errno.
 LONG WordOfErrno(int error);

@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <fstream>
 #include <optional>
+#include <random>
 #include <string>
 
 namespace test_support {
@@ -24,11 +25,16 @@ class ScopedVariable {
 
   private:
     void Set(const std::optional<std::string>& value) const {
+#ifdef _WIN32
+        // An empty value removes it.
+        _putenv_s(name_.c_str(), value.value_or("").c_str());
+#else
         if (value.has_value()) {
             setenv(name_.c_str(), value->c_str(), 1);
         } else {
             unsetenv(name_.c_str());
         }
+#endif
     }
 
     std::string name_;
@@ -39,8 +45,15 @@ class ScopedVariable {
 class ScopedFolder {
   public:
     ScopedFolder() {
+#ifdef _WIN32
+        do {
+            path_ = std::filesystem::temp_directory_path() /
+                    ("mvlpfx-" + std::to_string(std::random_device()()));
+        } while (!std::filesystem::create_directory(path_));
+#else
         std::string pattern = (std::filesystem::temp_directory_path() / "mvlpfx-XXXXXX").string();
         path_ = mkdtemp(pattern.data());
+#endif
     }
     ~ScopedFolder() {
         std::error_code error;
@@ -49,7 +62,9 @@ class ScopedFolder {
     ScopedFolder(const ScopedFolder&) = delete;
     ScopedFolder& operator=(const ScopedFolder&) = delete;
 
-    std::filesystem::path operator/(const std::string& name) const { return path_ / name; }
+    std::filesystem::path operator/(const std::string& name) const {
+        return path_ / name;
+    }
 
   private:
     std::filesystem::path path_;

@@ -88,11 +88,13 @@ class LogSurroundings {
   public:
     explicit LogSurroundings(const std::optional<std::string>& lines = std::nullopt)
         : settings_(lines ? std::optional(LogSettings(*lines)) : std::nullopt),
-          variable_("TMPDIR", folder_ / "") {}
+          variable_("TMPDIR", (folder_ / "").string()) {}
 
     void Set(const std::string& lines) const { settings_.Write(LogSettings(lines)); }
     const ScopedSettings& Settings() const { return settings_; }
-    std::string Path(const std::string& name = "mvlpfx64.log") const { return folder_ / name; }
+    std::string Path(const std::string& name = "mvlpfx64.log") const {
+        return (folder_ / name).string();
+    }
     std::string Content() const { return ContentOf(Path()); }
 
   private:

@@ -1,7 +1,3 @@
-#include <sys/prctl.h>
-#include <sys/resource.h>
-#include <syslog.h>
-
 #include <CLI/CLI.hpp>
 #include <cstdio>
 #include <exception>
@@ -11,28 +7,12 @@
 #include <type_traits>
 
 #include "mvlpfx/commands.h"
+#include "mvlpfx/process.h"
 #include "mvlpfx/report.h"
 
 namespace {
 
 using mvlpfx::ExitCode;
-
-// What the layers below tell the system log of damaged files, a person at a terminal sees too, but
-// for what is meant for a debugger.
-void ShowSystemLog() {
-    openlog("mvlpfx", LOG_PERROR, LOG_USER);
-    setlogmask(LOG_UPTO(LOG_INFO));
-}
-
-// Called before the libraries start, which read the settings then.
-[[gnu::section(".preinit_array"), gnu::used]] void (*beforeLibraries)() = &ShowSystemLog;
-
-// A password in memory must not end in a core file.
-void ForbidCoreFiles() {
-    const rlimit none{0, 0};
-    setrlimit(RLIMIT_CORE, &none);
-    prctl(PR_SET_DUMPABLE, 0);
-}
 
 void AddCommonOptions(CLI::App* command, mvlpfx::CommonOptions* options) {
     command->add_flag("--json", options->json, "Report as one line of JSON");
@@ -238,7 +218,7 @@ void AddRegistration(CLI::App* app, Runner* runner) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    ForbidCoreFiles();
+    mvlpfx::PrepareProcess();
     CLI::App app("Makes, looks at, verifies and restores PFX documents with GOST keys.", "mvlpfx");
     app.require_subcommand(1);
     app.footer(

@@ -8,6 +8,7 @@
 #include "mvlpfx/handles.h"
 #include "mvlpfx/key_algorithms.h"
 #include "mvlpfx/report.h"
+#include "mvlpfx/self_signed.h"
 #include "platform/csp_parameters.h"
 
 namespace mvlpfx {
@@ -128,15 +129,8 @@ OwnedCertificate SignCertificate(HCRYPTPROV context, const NewOptions& options,
     std::array<CERT_EXTENSION, 2> list{
         {{constraintsOid.data(), TRUE, {constraints.size(), constraints.data()}},
          {usageOid.data(), TRUE, {usage.size(), usage.data()}}}};
-    CERT_EXTENSIONS extensions{list.size(), list.data()};
-    CERT_NAME_BLOB name{static_cast<DWORD>(subject.size()), subject.data()};
-    CRYPT_KEY_PROV_INFO info{};
-    info.dwKeySpec = AT_SIGNATURE;
-    SYSTEMTIME end = DaysFromNow(options.days);
-    OwnedCertificate certificate(CertCreateSelfSignCertificate(context, &name, 0, &info, nullptr,
-                                                               nullptr, &end, &extensions));
-    RequireCall(certificate ? TRUE : FALSE, "can't make the certificate");
-    return certificate;
+    return SignOwnCertificate(
+        context, {std::move(subject), DaysFromNow(options.days), {list.size(), list.data()}});
 }
 
 }  // namespace

@@ -12,7 +12,7 @@ namespace mvlpfx {
 void RunWithSpinner(const std::function<void()>& work, bool quiet) {
     using namespace std::chrono_literals;
     auto done = std::async(std::launch::async, work);
-    if (!quiet && isatty(STDERR_FILENO) == 1 && done.wait_for(1s) != std::future_status::ready) {
+    if (!quiet && isatty(STDERR_FILENO) != 0 && done.wait_for(1s) != std::future_status::ready) {
         constexpr std::array kFrames = {'|', '/', '-', '\\'};
         std::size_t frame = 0;
         do {

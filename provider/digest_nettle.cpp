@@ -6,8 +6,10 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 
 #include "provider/algorithms.h"
+#include "provider/wipe.h"
 
 namespace provider {
 
@@ -56,6 +58,29 @@ constexpr DigestAlgorithm kAlgorithms[] = {
 };
 
 }  // namespace
+
+void CopyDigest(const DigestAlgorithm& algorithm, const DigestState& from, DigestState* to) {
+    std::memcpy(to->bytes.data(), from.bytes.data(), algorithm.stateSize);
+}
+
+void CopyDigestAtBlockBoundary(const DigestAlgorithm& algorithm, const DigestState& from,
+                               DigestState* to) {
+    std::memcpy(to->bytes.data(), from.bytes.data(), algorithm.chainingSize);
+}
+
+void WipeDigest(const DigestAlgorithm& algorithm, DigestState* state) {
+    Wipe(state->bytes.data(), algorithm.stateSize);
+}
+
+// Finishing has put the start's values before the block.
+void WipeFinishedDigest(const DigestAlgorithm& algorithm, DigestState* state) {
+    Wipe(state->bytes.data() + algorithm.chainingSize,
+         algorithm.stateSize - algorithm.chainingSize);
+}
+
+void WipeDigestAtBlockBoundary(const DigestAlgorithm& algorithm, DigestState* state) {
+    Wipe(state->bytes.data(), algorithm.chainingSize);
+}
 
 const DigestAlgorithm* FindDigest(ALG_ID id) {
     for (const DigestAlgorithm& algorithm : kAlgorithms) {

@@ -1,0 +1,30 @@
+# Makes a library show the functions of its list and nothing else: STEM.def on Windows, STEM.map
+# elsewhere, since template instances of the C++ library have default visibility of their own.
+function(mvlpfx_export_only target stem)
+  if(WIN32)
+    target_sources(${target} PRIVATE ${stem}.def)
+  else()
+    set(map ${CMAKE_CURRENT_SOURCE_DIR}/${stem}.map)
+    target_link_options(${target} PRIVATE LINKER:--version-script=${map})
+    set_property(TARGET ${target} APPEND PROPERTY LINK_DEPENDS ${map})
+  endif()
+endfunction()
+
+# Writes a version resource into a program or library where the system has them.
+function(mvlpfx_add_version target description)
+  if(NOT WIN32)
+    return()
+  endif()
+  get_target_property(type ${target} TYPE)
+  if(type STREQUAL "EXECUTABLE")
+    set(version_type VFT_APP)
+  else()
+    set(version_type VFT_DLL)
+  endif()
+  set(version_description ${description})
+  set(version_file $<TARGET_FILE_NAME:${target}>)
+  configure_file(${PROJECT_SOURCE_DIR}/cmake/version.rc.in ${CMAKE_CURRENT_BINARY_DIR}/${target}.rc.in @ONLY)
+  file(GENERATE OUTPUT ${CMAKE_CURRENT_BINARY_DIR}/${target}.rc
+    INPUT ${CMAKE_CURRENT_BINARY_DIR}/${target}.rc.in)
+  target_sources(${target} PRIVATE ${CMAKE_CURRENT_BINARY_DIR}/${target}.rc)
+endfunction()
