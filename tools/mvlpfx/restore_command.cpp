@@ -82,11 +82,14 @@ OwnedStore Restore(const RestoreOptions& options, std::vector<std::uint8_t>* doc
     return store;
 }
 
-// The system stores that hold the certificate.
+// The system stores that hold the certificate. One that can't be opened holds none.
 std::string PlacesOf(PCCERT_CONTEXT certificate, bool machine) {
     std::string places;
     for (const char* const name : {"MY", "CA", "ROOT"}) {
-        const OwnedStore store = OpenSystemStore(name, machine);
+        const OwnedStore store = TryOpenSystemStore(name, machine);
+        if (!store) {
+            continue;
+        }
         const OwnedCertificate found(CertFindCertificateInStore(
             store.Get(), X509_ASN_ENCODING, 0, CERT_FIND_EXISTING, certificate, nullptr));
         if (found) {
