@@ -6,12 +6,11 @@
 #include "mvlpfx/commands.h"
 #include "mvlpfx/container_names.h"
 #include "mvlpfx/document_file.h"
-#include "mvlpfx/document_keys.h"
-#include "mvlpfx/error_words.h"
 #include "mvlpfx/handles.h"
 #include "mvlpfx/mvlpfx.h"
 #include "mvlpfx/password_check.h"
 #include "mvlpfx/report.h"
+#include "mvlpfx/restore_error.h"
 #include "mvlpfx/restore_preview.h"
 #include "mvlpfx/spinner.h"
 
@@ -39,32 +38,6 @@ std::vector<std::string> AllContainers() {
 DWORD FlagsOf(const RestoreOptions& options) {
     return (options.exportable ? CRYPT_EXPORTABLE : 0) |
            (options.machine ? CRYPT_MACHINE_KEYSET : 0);
-}
-
-// The integrity value was looked at before, so that these words are those of what comes after it.
-std::string MeaningOf(const ErrorWord& word, const std::vector<std::uint8_t>& document) {
-    switch (static_cast<HRESULT>(word.value)) {
-        case NTE_BAD_DATA:
-            return "the document lacks encrypted certificates or a part for keys, or a key in it "
-                   "is damaged";
-        case NTE_BAD_ALGID:
-            return "a key or the certificates are encrypted in a way that the provider does not "
-                   "know";
-        case CRYPT_E_ASN1_CORRUPT:
-            return word.meaning + (": " + FindMalformedPart(document));
-        default:
-            return word.meaning;
-    }
-}
-
-[[noreturn]] void ThrowRestoreError(DWORD error, const std::vector<std::uint8_t>& document,
-                                    const std::vector<std::string>& made) {
-    const ErrorWord word = DescribeErrorWord(error);
-    std::string message = MeaningOf(word, document);
-    for (const std::string& name : made) {
-        message += "\n  the container " + name + " was made and stays";
-    }
-    throw ToolError(word.exitCode, message, error);
 }
 
 OwnedStore Restore(const RestoreOptions& options, std::vector<std::uint8_t>* document,
