@@ -218,7 +218,8 @@ TEST_F(RestoreTest, WhereAKeyFailsTheEarlierKeysStayAndTheStoreIsClosed) {
                 kInjected + 1, 4);
 }
 
-TEST_F(RestoreTest, AStepThatFailsAndLeavesNoErrorLeavesTheStoreOpen) {
+// The import of the keys answers success then.
+TEST_F(RestoreTest, AKeyThatIsRefusedWithoutAnErrorEndsNothing) {
     Calls().FailNamed("CryptImportKey", 1, 0);
     const CertStore store = Restore(Document());
     EXPECT_TRUE(store);
