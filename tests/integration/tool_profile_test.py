@@ -346,6 +346,12 @@ class CreateAndRestore(Profile):
         self.assertEqual(report["withoutKey"], ["CN=gone, C=RU"])
         self.assertEqual(self.create("--force", "--subject", "here", "--quiet"), "")
 
+    def test_a_subject_of_two_lines_is_told_in_one(self):
+        self.expect(0, "new", "--subject", 'CN="two\nlines"', "--container", "gone",
+                    "--exportable")
+        self.expect(0, "keys", "delete", "gone")
+        self.create(code=8, err="two?lines")
+
     def test_a_key_that_must_not_leave(self):
         self.new("stays")
         self.create(code=8, err="not exportable")
@@ -396,12 +402,14 @@ class CreateAndRestore(Profile):
 
     def test_documents_of_gnutls_say_what_they_lack(self):
         document = DOCUMENTS / "gnutls-2012-256.pfx"
-        result = self.run_tool("restore", document, "--pass-file",
-                               document.with_suffix(".password"))
-        self.assertEqual(result.returncode, 4, result)
-        said = result.stderr.decode()
-        self.assertIn("0x80093103", said)
-        self.assertIn("PBES2Sheme.KezDeriv", said)
+        for options in ([], ["--dry-run"]):
+            with self.subTest(options):
+                result = self.run_tool("restore", document, *options, "--pass-file",
+                                       document.with_suffix(".password"))
+                self.assertEqual(result.returncode, 4, result)
+                said = result.stderr.decode()
+                self.assertIn("0x80093103", said)
+                self.assertIn("PBES2Sheme.KezDeriv", said)
         self.assertEqual(self.report("keys")["containers"], [])
 
     def test_documents_of_openssl_in_every_form(self):

@@ -63,6 +63,82 @@ class Restore(Profile):
         self.file("profile", "a file where the folder should be")
         self.restore(7, "untied.pfx", err="a folder can't be made")
 
+    def test_the_iterations_behind_a_bag_that_holds_nothing_are_counted(self):
+        self.restore(6, "hollow-bag.pfx", "--max-iterations", "3000", err="--max-iterations")
+        self.assertEqual(self.containers(), [])
+        # Those of the integrity value and the certificates are added.
+        self.restore(0, "hollow-bag.pfx", "--max-iterations", "10000")
+        self.assertEqual(len(self.containers()), 1)
+
+    def test_a_dry_run_passes_over_a_bag_that_holds_nothing(self):
+        out = self.restore(0, "hollow-bag.pfx", "--dry-run")
+        self.assertRegex(out, r"\Awould restore key 2  [0-9a-f]{40}  named kept\n")
+
+    def test_a_dry_run_tells_keys_and_certificates(self):
+        out = self.restore(0, "untied.pfx", "--dry-run")
+        self.assertRegex(out, re.compile(
+            r"\Awould restore key 1  ([0-9a-f]{40})  named kept\n"
+            r"would restore key 2  no certificate\n"
+            r"would restore certificate  \1  CN=leaf\n"
+            r"would restore certificate  [0-9a-f]{40}  CN=ca\n\Z"))
+        self.assertEqual(self.restore(0, "untied.pfx", "--dry-run", "--quiet"), "")
+        self.assertEqual(self.containers(), [])
+
+    def test_a_dry_run_fails_where_the_restore_would_and_makes_nothing(self):
+        for document, code, word in (("unknown-second-cipher.pfx", 5, "0x80090008"),
+                                     ("unknown-before-malformed.pfx", 5, "0x80090008"),
+                                     ("attribute-without-value.pfx", 4, "0x80093103"),
+                                     ("malformed-attribute.pfx", 4, "0x80093103"),
+                                     ("one-data.pfx", 4, "0x80090005")):
+            with self.subTest(document):
+                before = self.containers()
+                self.restore(code, document, "--dry-run", err=word)
+                self.assertEqual(self.containers(), before)
+                self.restore(code, document, err=word)
+
+    def test_what_is_malformed_is_named(self):
+        for document, part in (("attribute-without-value.pfx", "has no value"),
+                               ("malformed-attribute.pfx", "attribute")):
+            for options in ([], ["--dry-run"]):
+                with self.subTest(document, options=options):
+                    self.restore(4, document, *options, err="is malformed: ")
+                    self.restore(4, document, *options, err=part)
+
+    def test_a_name_of_two_lines_is_told_in_one(self):
+        result = self.run_tool("restore", "two-lines.pfx", "--pass-file", "password")
+        self.assertEqual(result.returncode, 4, result)
+        self.assertIn("the container two?lines was made and stays", result.stderr.decode())
+
+    def stores_fail(self, certificate_line):
+        result = self.run_tool("restore", "untied.pfx", "--pass-file", "password")
+        self.assertNotEqual(result.returncode, 0, result)
+        said = result.stderr.decode()
+        self.assertIn("the keys are restored, but not every certificate could be put", said)
+        self.assertIn("0x80090020", said)
+        self.assertRegex(result.stdout.decode(), re.compile(
+            r"\Acontainer    kept\ncontainer    rnd-\S+\n" + certificate_line))
+        self.assertEqual(len(self.containers()), 2)
+
+    def test_the_containers_are_told_where_no_store_can_be_opened(self):
+        self.home.mkdir()
+        (self.home / "stores").write_text("a file where the folder should be")
+        self.stores_fail(r"certificate  [0-9a-f]{40}  key  -         CN=leaf\n")
+
+    def test_the_containers_are_told_where_one_store_cannot_be_opened(self):
+        (self.home / "stores").mkdir(parents=True)
+        (self.home / "stores" / "CA").write_text("a file where the folder should be")
+        self.stores_fail(r"certificate  [0-9a-f]{40}  key  MY        CN=leaf\n")
+
+    def test_a_key_that_is_meant_for_the_machine_leaves_its_certificate_to_the_user(self):
+        out = self.restore(0, "machine-key.pfx", err="1 of the keys belong to none")
+        self.assertRegex(out, re.compile(
+            r"\Acontainer    kept \(machine\)\n"
+            r"container    rnd-\S+ \(machine\)\n"
+            r"certificate  [0-9a-f]{40}  key  MY        CN=leaf\n"))
+        self.assertEqual(self.containers(), [])
+        self.assertNotEqual(self.report("certs")["certificates"], [])
+        self.assertEqual(self.report("certs", "--machine")["certificates"], [])
+
     def test_a_provider_that_cannot_be_loaded(self):
         settings = self.file("settings.toml",
                              "['SOFTWARE\\Microsoft\\Cryptography\\Defaults\\Provider\\"

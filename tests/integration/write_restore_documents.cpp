@@ -1,5 +1,6 @@
 // Writes documents that a restore makes something particular of: write_restore_documents FOLDER.
 // The password of all is Password1.
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
@@ -31,14 +32,44 @@ KeyBag SecondKey() {
 }
 
 // The first key's certificate, and one that belongs to no key.
-Bytes DocumentOfKeys(const KeyBag& second) {
+Bytes Certificates() {
     const Bytes leaf = test_support::MakeCertificate("leaf", "ca");
     const Bytes ca = test_support::MakeCertificate("ca", "ca");
-    return test_support::DocumentOf(
-        {test_support::EncryptedContentInfo(
-             {CertificateBag{leaf, {test_support::LocalKeyId(kFirstId)}}.Build(),
-              CertificateBag{ca, {}}.Build()}),
-         test_support::PlainContentInfo({FirstKey().Build(), second.Build()})});
+    return test_support::EncryptedContentInfo(
+        {CertificateBag{leaf, {test_support::LocalKeyId(kFirstId)}}.Build(),
+         CertificateBag{ca, {}}.Build()});
+}
+
+Bytes DocumentOfBags(const std::vector<Bytes>& bags) {
+    return test_support::DocumentOf({Certificates(), test_support::PlainContentInfo(bags)});
+}
+
+Bytes DocumentOfKeys(const KeyBag& second) {
+    return DocumentOfBags({FirstKey().Build(), second.Build()});
+}
+
+KeyBag SecondKeyWith(const Bytes& attribute) {
+    KeyBag key = SecondKey();
+    key.attributes = {attribute};
+    return key;
+}
+
+// A bag that says that it is a key's and holds nothing, before a key of 3000 iterations.
+Bytes DocumentOfHollowBag() {
+    KeyBag key = FirstKey();
+    key.encryption.iterations = 3000;
+    const Bytes hollow =
+        test_support::Element(0x30, test_support::Oid("1.2.840.113549.1.12.10.1.2"));
+    return DocumentOfBags({hollow, key.Build()});
+}
+
+// The certificates alone, of a type that is not data.
+Bytes DocumentOfOneData() {
+    const Bytes data = test_support::Oid("1.2.840.113549.1.7.1");
+    Bytes content = Certificates();
+    const auto at = std::search(content.begin(), content.end(), data.begin(), data.end());
+    *(at + static_cast<std::ptrdiff_t>(data.size()) - 1) = 9;
+    return test_support::DocumentOf({content});
 }
 
 void Write(const std::filesystem::path& path, const Bytes& bytes) {
@@ -63,5 +94,20 @@ int main(int argc, char** argv) {
     KeyBag unknown = SecondKey();
     unknown.encryption.cipher = "1.2.643.2.2.127";
     Write(folder / "unknown-second-cipher.pfx", DocumentOfKeys(unknown));
+    Write(
+        folder / "unknown-before-malformed.pfx",
+        DocumentOfBags({unknown.Build(), SecondKeyWith(test_support::Element(0x30, {})).Build()}));
+    Write(folder / "hollow-bag.pfx", DocumentOfHollowBag());
+    Write(folder / "one-data.pfx", DocumentOfOneData());
+    Write(folder / "malformed-attribute.pfx",
+          DocumentOfKeys(SecondKeyWith(test_support::Element(0x30, {}))));
+    Write(folder / "attribute-without-value.pfx",
+          DocumentOfKeys(SecondKeyWith(test_support::Attribute("1.2.840.113549.1.9.21", {}))));
+    Write(
+        folder / "machine-key.pfx",
+        DocumentOfBags({SecondKeyWith(test_support::Attribute("1.3.6.1.4.1.311.17.2", {})).Build(),
+                        FirstKey().Build()}));
+    damaged.attributes = {test_support::FriendlyName(u"two\nlines")};
+    Write(folder / "two-lines.pfx", DocumentOfKeys(damaged));
     return 0;
 }

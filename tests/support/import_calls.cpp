@@ -51,8 +51,11 @@ BOOL CryptImportKey(HCRYPTPROV provider, const BYTE* data, DWORD size, HCRYPTKEY
 
 BOOL CryptDecrypt(HCRYPTKEY key, HCRYPTHASH hash, BOOL isFinal, DWORD flags, BYTE* data,
                   DWORD* size) {
-    return Refused("CryptDecrypt") ? FALSE
-                                   : REAL(CryptDecrypt)(key, hash, isFinal, flags, data, size);
+    if (Refused("CryptDecrypt") || !REAL(CryptDecrypt)(key, hash, isFinal, flags, data, size)) {
+        return FALSE;
+    }
+    *size = Calls().decryptedSize_.value_or(*size);
+    return TRUE;
 }
 
 BOOL PFXIsPFXBlob(CRYPT_DATA_BLOB* document) {

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <functional>
 #include <map>
+#include <optional>
 #include <set>
 #include <span>
 #include <string>
@@ -52,6 +53,8 @@ class PlatformCalls {
     // The lengths that hashes report when they are asked for without a buffer, one an ask; then the
     // true ones again.
     void ReplaceHashLengths(std::vector<DWORD> lengths);
+    // What CryptDecrypt tells of its length from here on.
+    void ReplaceDecryptedSize(DWORD size) { decryptedSize_ = size; }
     // Each CryptSetKeyParam of this parameter fails.
     void RefuseKeyParam(DWORD parameter, DWORD error);
 
@@ -130,6 +133,7 @@ class PlatformCalls {
     std::vector<BYTE> typeData_;
     bool replaceTypeData_ = false;
     std::vector<DWORD> hashLengths_;
+    std::optional<DWORD> decryptedSize_;
     DWORD refusedKeyParam_ = 0;
     DWORD refusalError_ = 0;
 

@@ -207,7 +207,7 @@ Contents CompareWith(HCERTSTORE store, const std::vector<std::uint8_t>& document
 [[noreturn]] void ThrowMissingKeys(const Contents& contents) {
     std::string names;
     for (const std::string& name : contents.keyless) {
-        names += "\n  " + name;
+        names += "\n  " + Printable(name);
     }
     throw ToolError(ExitCode::kProvider,
                     "nothing written, since these certificates' keys can't be reached "

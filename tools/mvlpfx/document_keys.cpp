@@ -6,7 +6,9 @@
 #include "asn/primitive_serializable.h"
 #include "derlist/der_parser.h"
 #include "derlist/der_queries.h"
+#include "foundation/exception.h"
 #include "mvlpfx/document_outline.h"
+#include "pfximport/bag_attributes.h"
 #include "pfximport/bag_identifiers.h"
 #include "pfximport/bag_walk.h"
 #include "schema/attributes_set.h"
@@ -27,22 +29,6 @@ pkisdk::DerList Parse(std::span<const std::uint8_t> document) {
     return list;
 }
 
-// Gives `take` each key's bag. Throws what the schema throws for a malformed one, and what the walk
-// throws for bags in bags.
-template <typename Take>
-void ForEachKeyBag(const pkisdk::DerList& document, Take take) {
-    pkisdk::BagWalk bags(document, pkisdk::kShroudedKeyBagOid);
-    pkisdk::DerList structure;
-    while (bags.Next(&structure)) {
-        pkisdk::Blob bytes;
-        if (pkisdk::FlattenSubtree(structure, 0, &bytes) != 0) {
-            PfxKeyBag bag;
-            bag.DeserializeFromAsnObject(asn::AsnObjectReadable::FromBlob(bytes), "key bag");
-            take(bag);
-        }
-    }
-}
-
 // False where there is no encrypted content.
 bool ReadEncryptedContent(const pkisdk::DerList& document, EncrContent* content) {
     constexpr std::int32_t kEncryptedDataIndex = 3;
@@ -59,6 +45,14 @@ bool ReadEncryptedContent(const pkisdk::DerList& document, EncrContent* content)
 std::uint64_t IterationsOf(const asn::PBES2AlgIdentifier& scheme) {
     const std::uint32_t count = scheme.KezDeriv.additionalInfo.IterCount;
     return count == 0 ? kIterationsForZero : count;
+}
+
+// Throws where the restore finds a key's bag malformed.
+void ReadKey(const PfxKeyBag& bag) {
+    pkisdk::BagAttributes attributes;
+    if (pkisdk::ReadBagAttributes(bag.atributes, &attributes) != 0) {
+        throw pkisdk::Exception(0, "a key's identifier or friendly name has no value");
+    }
 }
 
 void CollectNumbers(const PfxKeyBag& bag, std::set<std::uint32_t>* numbers) {
@@ -83,9 +77,27 @@ void CollectNumbers(const PfxKeyBag& bag, std::set<std::uint32_t>* numbers) {
 
 }  // namespace
 
+void ForEachKeyBag(const pkisdk::DerList& document,
+                   const std::function<void(const PfxKeyBag&, std::uint32_t)>& take) {
+    constexpr std::uint32_t kKeyInfoIndex = 2;
+    pkisdk::BagWalk bags(document, pkisdk::kShroudedKeyBagOid);
+    pkisdk::DerList structure;
+    for (std::uint32_t ordinal = 1; bags.Next(&structure); ++ordinal) {
+        pkisdk::DerList keyInfo;
+        pkisdk::Blob bytes;
+        if (pkisdk::ParseSubtree(structure, kKeyInfoIndex, &keyInfo) != 0 &&
+            pkisdk::FlattenSubtree(structure, 0, &bytes) != 0) {
+            PfxKeyBag bag;
+            bag.DeserializeFromAsnObject(asn::AsnObjectReadable::FromBlob(bytes), "key bag");
+            take(bag, ordinal);
+        }
+    }
+}
+
 std::set<std::uint32_t> KeyNumbers(std::span<const std::uint8_t> document) {
     std::set<std::uint32_t> numbers;
-    ForEachKeyBag(Parse(document), [&](const PfxKeyBag& bag) { CollectNumbers(bag, &numbers); });
+    ForEachKeyBag(Parse(document),
+                  [&](const PfxKeyBag& bag, std::uint32_t) { CollectNumbers(bag, &numbers); });
     return numbers;
 }
 
@@ -98,10 +110,11 @@ std::uint64_t CountIterations(std::span<const std::uint8_t> document) {
         if (ReadEncryptedContent(list, &content)) {
             count += IterationsOf(content.encrContentInfo.PBES2Sheme);
         }
-        ForEachKeyBag(
-            list, [&](const PfxKeyBag& bag) { count += IterationsOf(bag.pfxKeyInfo.PBES2Sheme); });
+        ForEachKeyBag(list, [&](const PfxKeyBag& bag, std::uint32_t) {
+            count += IterationsOf(bag.pfxKeyInfo.PBES2Sheme);
+        });
     } catch (const std::exception&) {
-        // The restore derives nothing behind a malformed part.
+        // What throws here throws in the restore too, which ends there.
     }
     return count;
 }
@@ -111,7 +124,7 @@ std::string FindMalformedPart(std::span<const std::uint8_t> document) {
     try {
         EncrContent content;
         ReadEncryptedContent(list, &content);
-        ForEachKeyBag(list, [](const PfxKeyBag&) {});
+        ForEachKeyBag(list, [](const PfxKeyBag& bag, std::uint32_t) { ReadKey(bag); });
     } catch (const std::exception& error) {
         return error.what();
     }

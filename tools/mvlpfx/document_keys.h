@@ -2,12 +2,22 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <set>
 #include <span>
 #include <string>
 #include <vector>
 
+#include "derlist/der_list.h"
+#include "schema/pfx_key_bag.h"
+
 namespace mvlpfx {
+
+// Gives `take` each bag that a restore takes for a key's, and its number among all the bags of its
+// type, from 1. Throws what the schema throws for a malformed one, and what the walk throws for
+// bags in bags.
+void ForEachKeyBag(const pkisdk::DerList& document,
+                   const std::function<void(const PfxKeyBag&, std::uint32_t)>& take);
 
 // The numbers that the keys of a document of the module's own bear.
 std::set<std::uint32_t> KeyNumbers(std::span<const std::uint8_t> document);

@@ -42,10 +42,14 @@ std::string TextParameter(HCRYPTPROV context, DWORD parameter) {
     return text.c_str();
 }
 
-OwnedStore OpenSystemStore(const std::string& name, bool machine) {
+OwnedStore TryOpenSystemStore(const std::string& name, bool machine) {
     const DWORD location =
         machine ? CERT_SYSTEM_STORE_LOCAL_MACHINE : CERT_SYSTEM_STORE_CURRENT_USER;
-    OwnedStore store(CertOpenStore(CERT_STORE_PROV_SYSTEM_A, 0, 0, location, name.c_str()));
+    return OwnedStore(CertOpenStore(CERT_STORE_PROV_SYSTEM_A, 0, 0, location, name.c_str()));
+}
+
+OwnedStore OpenSystemStore(const std::string& name, bool machine) {
+    OwnedStore store = TryOpenSystemStore(name, machine);
     RequireCall(store ? TRUE : FALSE, "can't open the store " + name);
     return store;
 }

@@ -76,7 +76,10 @@ bool AcquireContext(const char* container, DWORD flags, bool machine, OwnedConte
 // A provider parameter that is text; empty where the provider has none.
 std::string TextParameter(HCRYPTPROV context, DWORD parameter);
 
-// A system store of user or machine. Throws ToolError.
+// A system store of user or machine; null with the reason in the last error.
+OwnedStore TryOpenSystemStore(const std::string& name, bool machine);
+
+// The same. Throws ToolError.
 OwnedStore OpenSystemStore(const std::string& name, bool machine);
 
 // SHA-1 of the certificate in hexadecimal digits.

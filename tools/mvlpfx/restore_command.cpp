@@ -6,12 +6,11 @@
 #include "mvlpfx/commands.h"
 #include "mvlpfx/container_names.h"
 #include "mvlpfx/document_file.h"
-#include "mvlpfx/document_keys.h"
-#include "mvlpfx/error_words.h"
 #include "mvlpfx/handles.h"
 #include "mvlpfx/mvlpfx.h"
 #include "mvlpfx/password_check.h"
 #include "mvlpfx/report.h"
+#include "mvlpfx/restore_error.h"
 #include "mvlpfx/restore_preview.h"
 #include "mvlpfx/spinner.h"
 
@@ -41,32 +40,6 @@ DWORD FlagsOf(const RestoreOptions& options) {
            (options.machine ? CRYPT_MACHINE_KEYSET : 0);
 }
 
-// The integrity value was looked at before, so that these words are those of what comes after it.
-std::string MeaningOf(const ErrorWord& word, const std::vector<std::uint8_t>& document) {
-    switch (static_cast<HRESULT>(word.value)) {
-        case NTE_BAD_DATA:
-            return "the document lacks encrypted certificates or a part for keys, or a key in it "
-                   "is damaged";
-        case NTE_BAD_ALGID:
-            return "a key or the certificates are encrypted in a way that the provider does not "
-                   "know";
-        case CRYPT_E_ASN1_CORRUPT:
-            return word.meaning + (": " + FindMalformedPart(document));
-        default:
-            return word.meaning;
-    }
-}
-
-[[noreturn]] void ThrowRestoreError(DWORD error, const std::vector<std::uint8_t>& document,
-                                    const std::vector<std::string>& made) {
-    const ErrorWord word = DescribeErrorWord(error);
-    std::string message = MeaningOf(word, document);
-    for (const std::string& name : made) {
-        message += "\n  the container " + name + " was made and stays";
-    }
-    throw ToolError(word.exitCode, message, error);
-}
-
 OwnedStore Restore(const RestoreOptions& options, std::vector<std::uint8_t>* document,
                    const Secret<wchar_t>& password, DWORD* error) {
     const PfxBlob blob{static_cast<DWORD>(document->size()), document->data()};
@@ -82,11 +55,14 @@ OwnedStore Restore(const RestoreOptions& options, std::vector<std::uint8_t>* doc
     return store;
 }
 
-// The system stores that hold the certificate.
+// The system stores that hold the certificate. One that can't be opened holds none.
 std::string PlacesOf(PCCERT_CONTEXT certificate, bool machine) {
     std::string places;
     for (const char* const name : {"MY", "CA", "ROOT"}) {
-        const OwnedStore store = OpenSystemStore(name, machine);
+        const OwnedStore store = TryOpenSystemStore(name, machine);
+        if (!store) {
+            continue;
+        }
         const OwnedCertificate found(CertFindCertificateInStore(
             store.Get(), X509_ASN_ENCODING, 0, CERT_FIND_EXISTING, certificate, nullptr));
         if (found) {

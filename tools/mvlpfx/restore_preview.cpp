@@ -2,9 +2,9 @@
 
 #include <cstdio>
 
-#include "asn/asn_object_readable.h"
 #include "derlist/der_parser.h"
 #include "derlist/der_queries.h"
+#include "foundation/exception.h"
 #include "foundation/wide_to_ansi.h"
 #include "mvlpfx/certificate_walk.h"
 #include "mvlpfx/document_keys.h"
@@ -12,9 +12,10 @@
 #include "mvlpfx/exit_codes.h"
 #include "mvlpfx/password_check.h"
 #include "mvlpfx/report.h"
+#include "mvlpfx/restore_error.h"
 #include "pfximport/bag_attributes.h"
+#include "pfximport/bag_encryption.h"
 #include "pfximport/bag_identifiers.h"
-#include "pfximport/bag_walk.h"
 #include "pfximport/certificate_bags.h"
 #include "pfximport/certificate_import.h"
 #include "schema/pfx_key_bag.h"
@@ -33,7 +34,8 @@ void RequireFit(const std::vector<std::uint8_t>& document, const Secret<wchar_t>
 }
 
 // The document's certificates, decrypted into `content` and added to a store in memory.
-OwnedStore DecryptCertificates(const pkisdk::DerList& list, const Secret<wchar_t>& password,
+OwnedStore DecryptCertificates(const std::vector<std::uint8_t>& document,
+                               const pkisdk::DerList& list, const Secret<wchar_t>& password,
                                pkisdk::DerList* content) {
     std::string ansi;
     pkisdk::WideToAnsi(password.Text().c_str(), &ansi);
@@ -43,21 +45,13 @@ OwnedStore DecryptCertificates(const pkisdk::DerList& list, const Secret<wchar_t
     const DWORD error = GetLastError();
     SecureZeroMemory(ansi.data(), ansi.size());
     if (!isDone) {
-        SetLastError(error);
-        ThrowDocumentError("can't read the certificates");
+        ThrowRestoreError(error, document);
     }
     return store;
 }
 
-nlohmann::ordered_json DescribeKey(const pkisdk::DerList& structure, std::uint32_t ordinal,
+nlohmann::ordered_json DescribeKey(const pkisdk::BagAttributes& attributes, std::uint32_t ordinal,
                                    pkisdk::CertificateBags* bags) {
-    pkisdk::Blob bytes;
-    PfxKeyBag bag;
-    pkisdk::BagAttributes attributes;
-    if (pkisdk::FlattenSubtree(structure, 0, &bytes) != 0) {
-        bag.DeserializeFromAsnObject(pkisdk::asn::AsnObjectReadable::FromBlob(bytes), "key bag");
-        pkisdk::ReadBagAttributes(bag.atributes, &attributes);
-    }
     nlohmann::ordered_json row{{"number", ordinal}};
     if (attributes.containerName) {
         row["name"] = *attributes.containerName;
@@ -69,13 +63,47 @@ nlohmann::ordered_json DescribeKey(const pkisdk::DerList& structure, std::uint32
     return row;
 }
 
-nlohmann::ordered_json DescribeKeys(const pkisdk::DerList& list, const pkisdk::DerList& content) {
-    auto rows = nlohmann::ordered_json::array();
+// The error word with which the restore would end at the key; 0 where it would go on. Throws what
+// the schema throws.
+DWORD CheckKey(const PfxKeyBag& bag, pkisdk::BagAttributes* attributes) {
+    pkisdk::BagEncryption encryption;
+    const DWORD unknown = pkisdk::ReadBagEncryption(bag.pfxKeyInfo.PBES2Sheme, &encryption);
+    if (unknown != 0) {
+        return unknown;
+    }
+    return pkisdk::ReadBagAttributes(bag.atributes, attributes);
+}
+
+// Sets the error word of the first key at which the restore would end. Throws what the schema
+// throws, perhaps behind that key.
+void DescribeKeys(pkisdk::DerList list, const pkisdk::DerList& content,
+                  nlohmann::ordered_json* rows, DWORD* error) {
+    pkisdk::DerList second;
+    if (pkisdk::FindNthByOid(&list, pkisdk::kDataOid, 2, &second) == 0) {
+        *error = static_cast<DWORD>(NTE_BAD_DATA);
+        return;
+    }
     pkisdk::CertificateBags bags(content);
-    pkisdk::BagWalk walk(list, pkisdk::kShroudedKeyBagOid);
-    pkisdk::DerList structure;
-    while (walk.Next(&structure)) {
-        rows.push_back(DescribeKey(structure, static_cast<std::uint32_t>(rows.size() + 1), &bags));
+    ForEachKeyBag(list, [&](const PfxKeyBag& bag, std::uint32_t ordinal) {
+        pkisdk::BagAttributes attributes;
+        *error = *error != 0 ? *error : CheckKey(bag, &attributes);
+        if (*error == 0) {
+            rows->push_back(DescribeKey(attributes, ordinal, &bags));
+        }
+    });
+}
+
+nlohmann::ordered_json RequireKeys(const std::vector<std::uint8_t>& document,
+                                   const pkisdk::DerList& list, const pkisdk::DerList& content) {
+    auto rows = nlohmann::ordered_json::array();
+    DWORD error = 0;
+    try {
+        DescribeKeys(list, content, &rows, &error);
+    } catch (const pkisdk::Exception&) {
+        error = error != 0 ? error : static_cast<DWORD>(CRYPT_E_ASN1_CORRUPT);
+    }
+    if (error != 0) {
+        ThrowRestoreError(error, document);
     }
     return rows;
 }
@@ -111,12 +139,8 @@ void PreviewRestore(const RestoreOptions& options, const std::vector<std::uint8_
     pkisdk::DerList list;
     pkisdk::ParseDerList(document.data(), static_cast<std::int32_t>(document.size()), &list);
     pkisdk::DerList content;
-    const OwnedStore store = DecryptCertificates(list, password, &content);
-    const std::string malformed = FindMalformedPart(document);
-    if (!malformed.empty()) {
-        throw ToolError(ExitCode::kMalformed, malformed, static_cast<DWORD>(CRYPT_E_ASN1_CORRUPT));
-    }
-    const auto keys = DescribeKeys(list, content);
+    const OwnedStore store = DecryptCertificates(document, list, password, &content);
+    const auto keys = RequireKeys(document, list, content);
     const auto certificates = DescribeCertificates(store.Get());
     if (options.common.json) {
         auto report = JsonReport("restore");

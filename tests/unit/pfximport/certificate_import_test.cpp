@@ -170,6 +170,13 @@ TEST_F(AddPfxCertsToStoreTest, EveryFunctionAndParameterSetDecrypts) {
 }
 
 // The wrong key makes nonsense of the content, in which no bags are found.
+TEST_F(AddPfxCertsToStoreTest, TheLengthThatDecryptionTellsIsNotLookedAt) {
+    for (const DWORD size : {0U, 10U, 0xFFFFFFFFU}) {
+        Calls().ReplaceDecryptedSize(size);
+        ExpectSuccess(DocumentOf({EncryptedContentInfo({Bag(one_)})}), {one_});
+    }
+}
+
 TEST_F(AddPfxCertsToStoreTest, ContentUnderAnotherPasswordIsAnEmptyStore) {
     ExpectSuccess(DocumentOf({EncryptedContentInfo({Bag(one_)}, {}, "another")}), {});
 }

@@ -3,6 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "pfxcrypto/handle_guards.h"
 #include "pfxcrypto/pfx_constants.h"
 #include "support/import_fixture.h"
@@ -374,6 +376,18 @@ TEST_F(AddPfxKeysToCSPTest, AVectorThatIsTooShortLeavesAnEmptyContainer) {
                                      Element(0x31, {})}))},
                 kBadData);
     EXPECT_EQ(UserContainers(), 1u);
+}
+
+// The bag's reading refuses it, before a container is made.
+TEST_F(AddPfxKeysToCSPTest, AParameterSetThatIsNoIdentifierIsCorruptAndLeavesNoContainer) {
+    Bytes damaged = KeyBag().Build();
+    const Bytes set = Oid(Encryption().parameterSet);
+    const auto at = std::search(damaged.begin(), damaged.end(), set.begin(), set.end());
+    ASSERT_NE(at, damaged.end());
+    // The first octet of an identifier is below 120.
+    at[2] = 120;
+    ExpectError({damaged, Key({}, 2)}, kCorrupt);
+    EXPECT_EQ(UserContainers(), 0u);
 }
 
 // Step by step: the word, the containers left, and nothing open.

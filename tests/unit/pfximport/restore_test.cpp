@@ -7,7 +7,34 @@
 #include <new>
 
 #include "pfxcrypto/handle_guards.h"
+#include "pfximport/key_import.h"
 #include "support/import_fixture.h"
+
+// By the linker too: the step of the keys, under its mangled name. It fails without an error where
+// that is asked for, as it never does of itself.
+namespace {
+
+bool failKeysWithoutError = false;
+
+}  // namespace
+
+extern "C" {
+int __real__ZN6pkisdk15AddPfxKeysToCSPEPKcS1_NS_7DerListEPvS2_jh(
+    const char* password, const char* provider, pkisdk::DerList document, HCERTSTORE store,
+    pkisdk::DerList certificates, std::uint32_t flags, std::uint8_t isSilent);
+
+__attribute__((visibility("default"))) int
+__wrap__ZN6pkisdk15AddPfxKeysToCSPEPKcS1_NS_7DerListEPvS2_jh(
+    const char* password, const char* provider, pkisdk::DerList document, HCERTSTORE store,
+    pkisdk::DerList certificates, std::uint32_t flags, std::uint8_t isSilent) {
+    if (failKeysWithoutError) {
+        SetLastError(0);
+        return 0;
+    }
+    return __real__ZN6pkisdk15AddPfxKeysToCSPEPKcS1_NS_7DerListEPvS2_jh(
+        password, provider, document, store, certificates, flags, isSilent);
+}
+}
 
 // The driver's buffer of the wide password comes from the C heap, by way of these: the linker sends
 // every call of this program here.
@@ -71,6 +98,7 @@ class RestoreTest : public test_support::ImportTest {
   protected:
     void TearDown() override {
         failCalloc = false;
+        failKeysWithoutError = false;
         watchFree = false;
         freed.clear();
         ImportTest::TearDown();
@@ -219,6 +247,16 @@ TEST_F(RestoreTest, WhereAKeyFailsTheEarlierKeysStayAndTheStoreIsClosed) {
 }
 
 TEST_F(RestoreTest, AStepThatFailsAndLeavesNoErrorLeavesTheStoreOpen) {
+    failKeysWithoutError = true;
+    const CertStore store = Restore(Document());
+    EXPECT_TRUE(store);
+    EXPECT_EQ(GetLastError(), 0u);
+    EXPECT_EQ(CertificatesOf(store.Get()), std::vector<Bytes>{certificate_});
+    EXPECT_EQ(UserContainers(), 0u);
+}
+
+// The import of the keys answers success then.
+TEST_F(RestoreTest, AKeyThatIsRefusedWithoutAnErrorEndsNothing) {
     Calls().FailNamed("CryptImportKey", 1, 0);
     const CertStore store = Restore(Document());
     EXPECT_TRUE(store);

@@ -44,11 +44,12 @@ class SystemStoresTest : public test_support::ImportTest {
         }
         return added;
     }
+    // With null the record names no container.
     static void Tie(const CertContext& certificate, const wchar_t* container) {
-        std::wstring name = container;
+        std::wstring name = container != nullptr ? container : L"";
         std::wstring provider = L"provider";
         CRYPT_KEY_PROV_INFO info{};
-        info.pwszContainerName = name.data();
+        info.pwszContainerName = container != nullptr ? name.data() : nullptr;
         info.pwszProvName = provider.data();
         EXPECT_TRUE(CertSetCertificateContextProperty(certificate.Get(), CERT_KEY_PROV_INFO_PROP_ID,
                                                       0, &info));
@@ -184,6 +185,14 @@ TEST_F(SystemStoresTest, APropertyThatCannotBeReadIsNoKey) {
         Place(kInjected);
         EXPECT_EQ(Stored(L"MY"), Certificates{});
     }
+}
+
+TEST_F(SystemStoresTest, ARecordThatNamesNoContainerIsNoKey) {
+    Tie(Add(leaf_), nullptr);
+    Add(issuer_);
+    Place(kInjected);
+    EXPECT_EQ(Stored(L"MY"), Certificates{});
+    EXPECT_EQ(Stored(L"ROOT"), Certificates{});
 }
 
 TEST_F(SystemStoresTest, WithoutACertificateOrAStoreItIsBadData) {
