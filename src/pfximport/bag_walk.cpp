@@ -7,6 +7,7 @@ namespace pkisdk {
 namespace {
 
 constexpr std::uint64_t kCopiesAllowed = 64;
+constexpr std::uint64_t kSmallestNode = 2;
 
 std::uint64_t SizeOf(const DerNode& node) {
     return HeaderSize(node.contentLength) + node.content.GetSize();
@@ -29,7 +30,7 @@ std::uint64_t SizeOfAll(const Nodes& nodes) {
 }  // namespace
 
 BagWalk::BagWalk(const DerList& list, const char* bagOid)
-    : cursor_(list, bagOid), left_(kCopiesAllowed * SizeOfAll(list)) {}
+    : list_(&list), cursor_(list, bagOid), left_(kCopiesAllowed * kSmallestNode * list.size()) {}
 
 bool BagWalk::Next(DerList* bag) {
     if (!cursor_.MoveNext() || cursor_.GetStructure(bag) == 0) {
@@ -48,6 +49,10 @@ bool BagWalk::Next(DerSpans* bag) {
 }
 
 void BagWalk::Count(std::uint64_t size) {
+    if (size > left_ && !isExact_) {
+        left_ += kCopiesAllowed * (SizeOfAll(*list_) - kSmallestNode * list_->size());
+        isExact_ = true;
+    }
     if (size > left_) {
         throw Exception(0, "Bags lie too deep in one another.");
     }

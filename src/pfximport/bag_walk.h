@@ -25,9 +25,11 @@ class BagWalk {
   private:
     void Count(std::uint64_t size);
 
+    const DerList* list_;
     OidMatchCursor cursor_;
-    // In bytes.
+    // In bytes: first what can be told without going through the list, then what is exact.
     std::uint64_t left_;
+    bool isExact_ = false;
 };
 
 }  // namespace pkisdk
