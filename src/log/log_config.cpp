@@ -22,10 +22,8 @@ bool FindFunction(HMODULE library, const char* name, std::atomic<Function>* func
 
 // The library is not loaded for this: a process without it has no settings.
 bool FindRegistryFunctions(LogContext* context) {
-    if (context->registryModule.load() == nullptr) {
-        context->registryModule = GetModuleHandleA(kRegistryLibrary);
-    }
-    const HMODULE library = context->registryModule;
+    const HMODULE library = GetModuleHandleA(kRegistryLibrary);
+    context->registryModule = library;
     return library != nullptr && FindFunction(library, "RegOpenKeyExA", &context->openKey) &&
            FindFunction(library, "RegNotifyChangeKeyValue", &context->notifyChange) &&
            FindFunction(library, "RegCloseKey", &context->closeKey) &&

@@ -247,7 +247,8 @@ TEST_F(LogConfig, EachFunctionOfTheRegistryIsNeeded) {
         ReloadLogConfig(&log.context);
         EXPECT_EQ(log.context.level, 1u);
         EXPECT_EQ(PlatformCalls::Get().Count("GetProcAddress"), 5);
-        EXPECT_EQ(PlatformCalls::Get().Count("GetModuleHandleA"), 1);
+        // The library may have gone meanwhile.
+        EXPECT_EQ(PlatformCalls::Get().Count("GetModuleHandleA"), 2);
     }
 }
 
