@@ -50,7 +50,8 @@ void CheckFile(int descriptor) {
         ThrowErrno();
     }
     const bool isTrusted = status.st_uid == geteuid() || status.st_uid == 0;
-    Require(S_ISREG(status.st_mode) && isTrusted, ERROR_ACCESS_DENIED);
+    // By a second name somebody may have led the writer to a file of his own, as by a link.
+    Require(S_ISREG(status.st_mode) && isTrusted && status.st_nlink <= 1, ERROR_ACCESS_DENIED);
 }
 
 HANDLE Open(LPCSTR name, bool isWrittenThrough) {

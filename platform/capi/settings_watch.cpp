@@ -6,6 +6,7 @@
 #include <array>
 #include <cerrno>
 #include <filesystem>
+#include <system_error>
 #include <utility>
 #include <vector>
 
@@ -22,6 +23,20 @@ int MakeNotifier() {
         ThrowWord(WordOfErrno(errno));
     }
     return descriptor;
+}
+
+// Or while the folder is not there the nearest one above, in which it may appear.
+void WatchFolderOf(const std::filesystem::path& file, int notifier) {
+    constexpr std::uint32_t kEvents = IN_CLOSE_WRITE | IN_MOVED_TO | IN_MOVED_FROM | IN_DELETE |
+                                      IN_CREATE | IN_MOVE_SELF | IN_DELETE_SELF;
+    std::filesystem::path folder = file.parent_path();
+    if (folder.empty()) {
+        folder = ".";
+    }
+    while (inotify_add_watch(notifier, folder.c_str(), kEvents) < 0 && folder.has_parent_path() &&
+           folder != folder.parent_path()) {
+        folder = folder.parent_path();
+    }
 }
 
 bool HaveSameValues(const Settings& before, const Settings& now, const std::string& path) {
@@ -41,17 +56,21 @@ SettingsWatch::SettingsWatch(Subject subject, OnChange onChange)
     WatchFolders();
 }
 
-// The file's folder, or while it is not there the nearest one above, in which it may appear.
+// The file's folder, and where links stand in its place, the folder of each and of what they lead
+// to.
 void SettingsWatch::WatchFolders() const {
-    constexpr std::uint32_t kEvents = IN_CLOSE_WRITE | IN_MOVED_TO | IN_MOVED_FROM | IN_DELETE |
-                                      IN_CREATE | IN_MOVE_SELF | IN_DELETE_SELF;
-    std::filesystem::path folder = std::filesystem::path(SettingsPath()).parent_path();
-    if (folder.empty()) {
-        folder = ".";
-    }
-    while (inotify_add_watch(notifier_.Get(), folder.c_str(), kEvents) < 0 &&
-           folder.has_parent_path() && folder != folder.parent_path()) {
-        folder = folder.parent_path();
+    // As far as the system itself follows links.
+    constexpr int kMostLinks = 40;
+    std::filesystem::path file = SettingsPath();
+    WatchFolderOf(file, notifier_.Get());
+    std::error_code error;
+    for (int i = 0; i < kMostLinks; ++i) {
+        const std::filesystem::path target = std::filesystem::read_symlink(file, error);
+        if (error) {
+            return;
+        }
+        file = file.parent_path() / target;
+        WatchFolderOf(file, notifier_.Get());
     }
 }
 

@@ -22,10 +22,8 @@ bool FindFunction(HMODULE library, const char* name, std::atomic<Function>* func
 
 // The library is not loaded for this: a process without it has no settings.
 bool FindRegistryFunctions(LogContext* context) {
-    if (context->registryModule.load() == nullptr) {
-        context->registryModule = GetModuleHandleA(kRegistryLibrary);
-    }
-    const HMODULE library = context->registryModule;
+    const HMODULE library = GetModuleHandleA(kRegistryLibrary);
+    context->registryModule = library;
     return library != nullptr && FindFunction(library, "RegOpenKeyExA", &context->openKey) &&
            FindFunction(library, "RegNotifyChangeKeyValue", &context->notifyChange) &&
            FindFunction(library, "RegCloseKey", &context->closeKey) &&
@@ -49,10 +47,29 @@ void WatchKey(const LogContext& context, HKEY key, HANDLE event) {
     context.notifyChange.load()(key, FALSE, REG_NOTIFY_CHANGE_LAST_SET, event, TRUE);
 }
 
+// Threads may come here at once: the key of the first stays, and the others' are closed.
+void OpenOnce(LogContext* context) {
+    LogRegistry* const registry = context->registry;
+    const HKEY key = FindRegistryFunctions(context) ? OpenKeyOfModule(*context) : nullptr;
+    if (key == nullptr) {
+        return;
+    }
+    HKEY none = nullptr;
+    if (!registry->key.compare_exchange_strong(none, key)) {
+        context->closeKey.load()(key);
+        return;
+    }
+    const HANDLE event = CreateEventA(nullptr, TRUE, FALSE, nullptr);
+    if (event != nullptr) {
+        WatchKey(*context, key, event);
+    }
+    registry->event = event;
+}
+
 // The open key, opened now if it is not; null where there is none.
 HKEY KeyOf(LogContext* context) {
     if (context->registry->key.load() == nullptr) {
-        OpenLogKey(context);
+        OpenOnce(context);
     }
     return context->registry->key;
 }
@@ -100,22 +117,9 @@ std::uint32_t LimitedMaximum(const LogContext& context, std::uint32_t maximum) {
 }  // namespace
 
 void OpenLogKey(LogContext* context) {
-    LogRegistry* const registry = context->registry;
-    registry->key = nullptr;
-    registry->event = nullptr;
-    if (!FindRegistryFunctions(context)) {
-        return;
-    }
-    const HKEY key = OpenKeyOfModule(*context);
-    if (key == nullptr) {
-        return;
-    }
-    registry->key = key;
-    const HANDLE event = CreateEventA(nullptr, TRUE, FALSE, nullptr);
-    if (event != nullptr) {
-        WatchKey(*context, key, event);
-        registry->event = event;
-    }
+    context->registry->key = nullptr;
+    context->registry->event = nullptr;
+    OpenOnce(context);
 }
 
 void CloseLogKey(LogContext* context, bool isFinished) {

@@ -11,7 +11,9 @@ namespace pkisdk {
 // These four are what a LogRegistry holds.
 
 // Opens the log's key and has its changes told by an event. Without the library that holds the
-// registry in the process, or without the key, there is neither.
+// registry in the process, or without the key, there is neither. For the start of the log, when no
+// other thread uses it yet: a key that is missing later is opened by the readers, of which any
+// number may do so at once.
 void OpenLogKey(LogContext* context);
 
 // Forgets the key; with `isFinished`, also closes it and the event.

@@ -11,6 +11,7 @@
 #include <iterator>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "mvlpfx/mvlpfx.h"
@@ -57,6 +58,22 @@ class ModuleLoad : public testing::Test {
     static void LoadAndUnload() {
         SetLastError(0);
         const Library library = Load();
+    }
+    // The same in two steps, of which neither changes the last error and errno.
+    static Library LoadUnnoticed() {
+        SetLastError(12345);
+        errno = EDOM;
+        Library library = Load();
+        EXPECT_EQ(errno, EDOM);
+        EXPECT_EQ(GetLastError(), 12345u);
+        return library;
+    }
+    static void UnloadUnnoticed(Library library) {
+        SetLastError(12345);
+        errno = EDOM;
+        library.reset();
+        EXPECT_EQ(errno, EDOM);
+        EXPECT_EQ(GetLastError(), 12345u);
     }
     // That the module has its functions, and gives their errors.
     static void ExpectWorking(const Library& library) {
@@ -140,8 +157,9 @@ TEST_F(ModuleLoad, LeavesTheLastErrorAndErrno) {
 
 TEST_F(ModuleLoad, WorksWithMalformedSettings) {
     settings_.Write("this is = = no settings");
-    const Library library = Load();
+    Library library = LoadUnnoticed();
     ExpectWorking(library);
+    UnloadUnnoticed(std::move(library));
     EXPECT_FALSE(std::filesystem::exists(File()));
     // The administrator is told, once.
     ASSERT_EQ(SystemLog().size(), 1u);
@@ -151,18 +169,18 @@ TEST_F(ModuleLoad, WorksWithMalformedSettings) {
 
 TEST_F(ModuleLoad, WorksWithUnreadableSettings) {
     std::filesystem::create_directory(settings_.Path());
-    const Library library = Load();
+    Library library = LoadUnnoticed();
     ExpectWorking(library);
+    UnloadUnnoticed(std::move(library));
     EXPECT_FALSE(std::filesystem::exists(File()));
 }
 
 TEST_F(ModuleLoad, GoesOnWithTheSettingsThatBecomeMalformed) {
     Set("file_level = 8\nfile_field = 0x10\n");
-    {
-        const Library library = Load();
-        settings_.Write("this is = = no settings");
-        ExpectWorking(library);
-    }
+    Library library = LoadUnnoticed();
+    settings_.Write("this is = = no settings");
+    ExpectWorking(library);
+    UnloadUnnoticed(std::move(library));
     // Which are none, and so the defaults.
     EXPECT_EQ(ContentOf(File()), "loading\n");
 }
@@ -170,8 +188,9 @@ TEST_F(ModuleLoad, GoesOnWithTheSettingsThatBecomeMalformed) {
 TEST_F(ModuleLoad, WorksWithoutATemporaryDirectory) {
     Set("file_level = 8\n");
     const ScopedVariable missing("TMPDIR", folder_ / "missing");
-    const Library library = Load();
+    Library library = LoadUnnoticed();
     ExpectWorking(library);
+    UnloadUnnoticed(std::move(library));
     EXPECT_FALSE(std::filesystem::exists(folder_ / "missing"));
 }
 
@@ -185,16 +204,15 @@ TEST_F(ModuleLoad, WorksOnAFullDiskAndLeavesNoPartOfALine) {
         const std::string before = std::string(4092, 'x') + "\n";
         std::ofstream(file) << before;
         std::ofstream(disk + "/filler") << std::string(1 << 20, 'f');
-        {
-            SetLastError(12345);
-            errno = EDOM;
-            const Library library = Load();
-            EXPECT_EQ(errno, EDOM);
-            EXPECT_EQ(GetLastError(), 12345u);
-            ExpectWorking(library);
-            EXPECT_EQ(ContentOf(file), before);
-            std::filesystem::remove(disk + "/filler");
-        }
+        Library library = LoadUnnoticed();
+        ExpectWorking(library);
+        EXPECT_EQ(ContentOf(file), before);
+        UnloadUnnoticed(std::move(library));
+        EXPECT_EQ(ContentOf(file), before);
+
+        library = LoadUnnoticed();
+        std::filesystem::remove(disk + "/filler");
+        UnloadUnnoticed(std::move(library));
         EXPECT_EQ(ContentOf(file), before + "unloading\n");
     });
 }

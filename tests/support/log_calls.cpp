@@ -29,7 +29,21 @@ void OutputDebugStringA(LPCSTR text) {
 }
 
 DWORD GetTempPathA(DWORD size, LPSTR buffer) {
-    return Refused("GetTempPathA") ? 0 : REAL(GetTempPathA)(size, buffer);
+    LogCalls& calls = LogCalls::Get();
+    calls.temporaryRooms.push_back(size);
+    if (Refused("GetTempPathA")) {
+        return 0;
+    }
+    if (!calls.temporaryFolder.has_value()) {
+        return REAL(GetTempPathA)(size, buffer);
+    }
+    const std::string& folder = *calls.temporaryFolder;
+    const auto length = static_cast<DWORD>(folder.size());
+    if (length >= size) {
+        return length + 1;
+    }
+    buffer[folder.copy(buffer, length)] = '\0';
+    return length;
 }
 
 HMODULE GetModuleHandleA(LPCSTR name) {
@@ -41,6 +55,7 @@ FARPROC GetProcAddress(HMODULE module, LPCSTR name) {
 }
 
 HANDLE CreateEventA(LPSECURITY_ATTRIBUTES security, BOOL isManual, BOOL isSignalled, LPCSTR name) {
+    LogCalls::Get().events.push_back({security != nullptr, isManual, isSignalled, name != nullptr});
     return Refused("CreateEventA") ? nullptr
                                    : REAL(CreateEventA)(security, isManual, isSignalled, name);
 }
@@ -48,6 +63,10 @@ HANDLE CreateEventA(LPSECURITY_ATTRIBUTES security, BOOL isManual, BOOL isSignal
 DWORD WaitForSingleObject(HANDLE object, DWORD milliseconds) {
     return Refused("WaitForSingleObject") ? DWORD{WAIT_FAILED}
                                           : REAL(WaitForSingleObject)(object, milliseconds);
+}
+
+BOOL ResetEvent(HANDLE event) {
+    return Refused("ResetEvent") ? FALSE : REAL(ResetEvent)(event);
 }
 
 HANDLE CreateFileA(LPCSTR name, DWORD access, DWORD share, LPSECURITY_ATTRIBUTES security,

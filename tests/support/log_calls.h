@@ -1,7 +1,8 @@
 // Stands between a log and its platform: keeps what the debugger is told and with what arguments
-// files are opened and locked, and makes calls fail as PlatformCalls is told.
+// files are opened and locked and events made, and makes calls fail as PlatformCalls is told.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -36,6 +37,21 @@ struct LogCalls {
         bool operator==(const Locking&) const = default;
     };
     std::vector<Locking> lockings;
+
+    struct Event {
+        bool hasSecurity;
+        BOOL isManual;
+        BOOL isSignalled;
+        bool hasName;
+
+        bool operator==(const Event&) const = default;
+    };
+    std::vector<Event> events;
+
+    // Answers in place of GetTempPathA, as long as the room asked for has place for it.
+    std::optional<std::string> temporaryFolder;
+    // The rooms that GetTempPathA was given.
+    std::vector<DWORD> temporaryRooms;
 };
 
 }  // namespace test_support

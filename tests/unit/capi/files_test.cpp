@@ -113,6 +113,15 @@ TEST_F(Files, AreRefusedBehindASymbolicLink) {
     EXPECT_FALSE(std::filesystem::exists(folder_ / "target"));
 }
 
+TEST_F(Files, AreRefusedUnderASecondName) {
+    std::ofstream(folder_ / "target") << "as it was";
+    std::filesystem::create_hard_link(folder_ / "target", path_);
+    EXPECT_FAILS_WITH(ERROR_ACCESS_DENIED, IsOpened(path_));
+    EXPECT_EQ(Content(), "as it was");
+    std::filesystem::remove(folder_ / "target");
+    EXPECT_TRUE(IsOpened(path_));
+}
+
 TEST_F(Files, AreRefusedWhereTheyAreNoRegularOnes) {
     ASSERT_EQ(mkfifo(path_.c_str(), 0600), 0);
     EXPECT_FAILS_WITH(ERROR_ACCESS_DENIED, IsOpened(path_));

@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <filesystem>
+#include <fstream>
 #include <string>
 #include <thread>
 
@@ -90,6 +91,38 @@ TEST_F(Notification, EmptiesAKeyWhoseFileGoes) {
     settings_.Write(Level(7));
     EXPECT_TRUE(IsSignalled());
     EXPECT_EQ(Read(), 7u);
+}
+
+TEST_F(Notification, FollowsLinksToTheFileInOtherFolders) {
+    const test_support::ScopedFolder near;
+    const test_support::ScopedFolder far;
+    const auto write = [&far](int level) {
+        std::ofstream(far / "next.toml") << Level(level);
+        std::filesystem::rename(far / "next.toml", far / "settings.toml");
+    };
+    write(1);
+    std::filesystem::create_symlink(near / "link.toml", settings_.Path().string() + ".link");
+    std::filesystem::create_symlink(far / "settings.toml", near / "link.toml");
+    std::filesystem::rename(settings_.Path().string() + ".link", settings_.Path());
+    ASSERT_EQ(Watch(), ERROR_SUCCESS);
+    EXPECT_FALSE(IsSignalled());
+
+    write(2);
+    EXPECT_TRUE(IsSignalled());
+    EXPECT_EQ(Read(), 2u);
+    ASSERT_TRUE(ResetEvent(event_));
+
+    ASSERT_EQ(Watch(), ERROR_SUCCESS);
+    std::filesystem::remove(far / "settings.toml");
+    EXPECT_TRUE(IsSignalled());
+    EXPECT_EQ(Read(), 0u);
+    ASSERT_TRUE(ResetEvent(event_));
+
+    // A link that leads nowhere tells where the file may appear.
+    ASSERT_EQ(Watch(), ERROR_SUCCESS);
+    write(3);
+    EXPECT_TRUE(IsSignalled());
+    EXPECT_EQ(Read(), 3u);
 }
 
 TEST_F(Notification, WakesAThreadThatWaits) {

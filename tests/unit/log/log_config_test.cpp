@@ -247,7 +247,8 @@ TEST_F(LogConfig, EachFunctionOfTheRegistryIsNeeded) {
         ReloadLogConfig(&log.context);
         EXPECT_EQ(log.context.level, 1u);
         EXPECT_EQ(PlatformCalls::Get().Count("GetProcAddress"), 5);
-        EXPECT_EQ(PlatformCalls::Get().Count("GetModuleHandleA"), 1);
+        // The library may have gone meanwhile.
+        EXPECT_EQ(PlatformCalls::Get().Count("GetModuleHandleA"), 2);
     }
 }
 
@@ -391,6 +392,103 @@ TEST_F(LogConfig, TheKeyIsOpenedForReadingAndWatchedForItsValues) {
     surroundings_.Set("level = 2\n");
     PollLogConfig(&log_.context, 1);
     EXPECT_EQ(filters, (std::vector<DWORD>{4, 4}));
+    const LogCalls::Event unnamedManual = {false, TRUE, FALSE, false};
+    EXPECT_EQ(LogCalls::Get().events, std::vector<LogCalls::Event>{unnamedManual});
+}
+
+// With the reset after it, a change during the reload would be lost.
+TEST_F(LogConfig, AChangeIsAcknowledgedThenReadThenWatchedForAnew) {
+    static std::vector<std::pair<std::string, int>> steps;
+    static const auto noteStep = [](const char* step) {
+        steps.emplace_back(step, PlatformCalls::Get().Count("ResetEvent"));
+    };
+    surroundings_.Set("level = 1\n");
+    log_.Start();
+    EXPECT_EQ(PlatformCalls::Get().Count("ResetEvent"), 0);
+    steps.clear();
+    log_.registry.readDword = [](LogContext* context, const wchar_t* name, std::uint32_t* value,
+                                 std::uint32_t fallback) {
+        if (std::wstring(name) == L"level") {
+            noteStep("level");
+        }
+        pkisdk::ReadLogDword(context, name, value, fallback);
+    };
+    log_.reloads = {[](LogContext*, std::uint32_t) { noteStep("sink"); }, nullptr};
+    log_.context.notifyChange = [](HKEY, BOOL, DWORD, HANDLE, BOOL) -> LSTATUS {
+        noteStep("watch");
+        return ERROR_SUCCESS;
+    };
+    surroundings_.Set("level = 2\n");
+    EXPECT_EQ(PollLogConfig(&log_.context, 0xFF), 2u);
+    const std::vector<std::pair<std::string, int>> expected = {
+        {"level", 1}, {"sink", 1}, {"watch", 1}};
+    EXPECT_EQ(steps, expected);
+    EXPECT_EQ(PlatformCalls::Get().Count("ResetEvent"), 1);
+}
+
+TEST_F(LogConfig, TheKeyAboveIsClosedOnceTheModulesWasAskedFor) {
+    static std::vector<std::string> calls;
+    static HKEY above;
+    static bool isFailing;
+    surroundings_.Set("level = 1\n");
+    for (const bool fails : {false, true}) {
+        calls.clear();
+        above = nullptr;
+        isFailing = fails;
+        TestLog log;
+        log.context.openKey = [](HKEY root, LPCSTR path, DWORD options, REGSAM rights,
+                                 PHKEY key) -> LSTATUS {
+            const bool isAbove = root == HKEY_LOCAL_MACHINE;
+            calls.emplace_back(isAbove ? "open above" : "open");
+            if (!isAbove) {
+                EXPECT_EQ(root, above);
+                if (isFailing) {
+                    return ERROR_ACCESS_DENIED;
+                }
+            }
+            const LSTATUS status = RegOpenKeyExA(root, path, options, rights, key);
+            if (isAbove) {
+                above = *key;
+            }
+            return status;
+        };
+        log.context.closeKey = [](HKEY key) -> LSTATUS {
+            calls.emplace_back(key == above ? "close above" : "close");
+            return RegCloseKey(key);
+        };
+        log.Init();
+        EXPECT_EQ(calls, (std::vector<std::string>{"open above", "open", "close above"})) << fails;
+        EXPECT_EQ(log.registry.key.load() == nullptr, fails);
+        pkisdk::CloseLogKey(&log.context, true);
+        EXPECT_EQ(calls.size(), fails ? 3u : 4u);
+        EXPECT_EQ(calls.back(), fails ? "close above" : "close");
+    }
+}
+
+TEST_F(LogConfig, WithoutAWatchTheEventStaysAndTheValuesAreReadOnce) {
+    surroundings_.Set("level = 1\n");
+    log_.context.notifyChange = [](HKEY, BOOL, DWORD, HANDLE, BOOL) -> LSTATUS {
+        SetLastError(6);
+        errno = EIO;
+        return ERROR_INVALID_HANDLE;
+    };
+    log_.Start();
+    EXPECT_EQ(log_.context.level, 1u);
+    const HANDLE event = log_.registry.event;
+    ASSERT_NE(event, nullptr);
+    surroundings_.Set("level = 2\n");
+    SetLastError(12345);
+    errno = EDOM;
+    EXPECT_EQ(PollLogConfig(&log_.context, 0xFF), 1u);
+    EXPECT_EQ(GetLastError(), 12345u);
+    EXPECT_EQ(errno, EDOM);
+    // The same where it is the watch after a change that fails.
+    ASSERT_TRUE(SetEvent(event));
+    PollLogConfig(&log_.context, 0xFF);
+    EXPECT_EQ(GetLastError(), 12345u);
+    EXPECT_EQ(errno, EDOM);
+    EXPECT_EQ(log_.registry.event.load(), event);
+    EXPECT_EQ(WaitForSingleObject(event, 0), DWORD{WAIT_TIMEOUT});
 }
 
 }  // namespace

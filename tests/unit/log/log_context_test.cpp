@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "support/log_calls.h"
 #include "support/test_log.h"
@@ -127,15 +129,23 @@ TEST_F(InitLog, SinksAreRefusedWithoutATableOrAPlaceInIt) {
 }
 
 TEST_F(InitLog, FileNameTakesOneSeparator) {
-    for (const char* folder : {"/tmp/x", "/tmp/x/", "/tmp/x\\"}) {
-        const test_support::ScopedVariable variable("TMPDIR", folder);
+    test_support::LogCalls& calls = test_support::LogCalls::Get();
+    const std::pair<std::string, std::string> names[] = {{"C:\\t\\", "C:\\t\\mvlpfx64.log"},
+                                                         {"/t/", "/t/mvlpfx64.log"},
+                                                         {"/t", "/t/mvlpfx64.log"},
+                                                         {"C:\\t", "C:\\t/mvlpfx64.log"}};
+    for (const auto& [folder, name] : names) {
+        calls.temporaryFolder = folder;
         TestLog log;
         log.Start();
-        const std::string name = log.file.fileName.load()->text;
-        // The platform ends its answer with a slash whatever the variable ends with.
-        EXPECT_EQ(name, std::string(folder).ends_with('\\') ? "/tmp/x\\/mvlpfx64.log"
-                                                            : "/tmp/x/mvlpfx64.log");
+        EXPECT_EQ(log.file.fileName.load()->text, name);
     }
+}
+
+TEST_F(InitLog, RoomForTheTemporaryDirectoryGrowsWithTheName) {
+    log_.Start();
+    TestLog("abc").Start();
+    EXPECT_EQ(test_support::LogCalls::Get().temporaryRooms, (std::vector<DWORD>{8 + 261, 3 + 261}));
 }
 
 TEST_F(InitLog, ALongTemporaryDirectoryIsNotAskedForTwice) {

@@ -1,8 +1,13 @@
 // Threads that log while the settings change under them.
 #include <gtest/gtest.h>
 
+#include <array>
 #include <atomic>
+#include <barrier>
+#include <cstddef>
+#include <filesystem>
 #include <functional>
+#include <iterator>
 #include <set>
 #include <sstream>
 #include <string>
@@ -37,36 +42,50 @@ std::multiset<std::string> LinesOf(const std::string& path) {
     return lines;
 }
 
-// While the name of the file, the masks and the length of lines change: every line is whole and in
-// one of the files.
+// While the name of the file and the length of lines change: every line is whole and in one of the
+// files. The lines of the second half come after the settings have gone on to other files.
 TEST(LogThreads, LoseNothingWhileTheSettingsChangeUnderThem) {
     constexpr int kRounds = 200;
     const LogSurroundings surroundings("");
-    const std::string common = "file_level = 8\nfile_field = 0x10\n";
-    const auto settings = [&](int i) {
-        return common + "file_max = " + std::to_string(i % 2 == 0 ? 80 : 2048) +
-               "\nfile_filename = '" + surroundings.Path(std::to_string(i % 3)) + "'\n";
+    const auto settings = [&](int half, int i) {
+        return "file_level = 8\nfile_field = 0x10\nfile_max = " +
+               std::to_string(i % 2 == 0 ? 80 : 2048) + "\nfile_filename = '" +
+               surroundings.Path(std::to_string(half * 2 + i % 2)) + "'\n";
     };
-    surroundings.Set(settings(0));
+    surroundings.Set(settings(0, 0));
     TestLog log;
     log.Start();
+    std::atomic<int> atHalf = 0;
+    std::atomic<bool> isSecondHalf = false;
     std::atomic<bool> isDone = false;
     std::thread administrator([&] {
         for (int i = 1; !isDone; ++i) {
-            surroundings.Set(settings(i));
+            const bool isSecond = atHalf == kThreads;
+            surroundings.Set(settings(isSecond ? 1 : 0, i));
+            isSecondHalf = isSecond;
             std::this_thread::yield();
         }
     });
     InThreads([&](int thread) {
         for (int i = 0; i < kRounds; ++i) {
+            if (i == kRounds / 2) {
+                ++atHalf;
+                while (!isSecondHalf) {
+                    std::this_thread::yield();
+                }
+            }
             log.Say((std::to_string(thread) + " line " + std::to_string(i)).c_str());
         }
     });
     isDone = true;
     administrator.join();
     std::multiset<std::string> found;
-    for (const char* file : {"0", "1", "2"}) {
-        found.merge(LinesOf(surroundings.Path(file)));
+    for (const int half : {0, 1}) {
+        const std::size_t before = found.size();
+        for (const int file : {0, 1}) {
+            found.merge(LinesOf(surroundings.Path(std::to_string(half * 2 + file))));
+        }
+        EXPECT_GT(found.size(), before) << half;
     }
     std::multiset<std::string> expected;
     for (int thread = 0; thread < kThreads; ++thread) {
@@ -83,6 +102,7 @@ TEST(LogThreads, ReloadAtOnceAndReadWholeNames) {
     TestLog log;
     log.Start();
     const std::set<std::string> names = {"/a", "/a/longer/name", surroundings.Path()};
+    std::array<std::set<std::string>, kThreads> seen;
     InThreads([&](int thread) {
         for (int i = 0; i < kRounds; ++i) {
             if (thread == 0) {
@@ -92,9 +112,14 @@ TEST(LogThreads, ReloadAtOnceAndReadWholeNames) {
             }
             pkisdk::ReloadLogConfig(&log.context);
             pkisdk::PollLogConfig(&log.context, 8);
-            EXPECT_TRUE(names.contains(log.file.fileName.load()->text));
+            seen[static_cast<std::size_t>(thread)].insert(log.file.fileName.load()->text);
         }
     });
+    std::set<std::string> seenByAny;
+    for (const std::set<std::string>& some : seen) {
+        seenByAny.insert(some.begin(), some.end());
+    }
+    EXPECT_EQ(seenByAny, names);
     int kept = 0;
     for (const pkisdk::LogFileName* name = log.file.names; name != nullptr; name = name->next) {
         ++kept;
@@ -103,16 +128,63 @@ TEST(LogThreads, ReloadAtOnceAndReadWholeNames) {
     EXPECT_LE(kept, kThreads * 3);
 }
 
+std::ptrdiff_t OpenDescriptors() {
+    return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
+}
+
+// Where all threads that open the log's key have theirs before any of them can keep it.
+std::barrier<> allHaveOpened(kThreads);
+std::atomic<int> keysOpened;
+std::atomic<int> keysClosed;
+
+LSTATUS OpenTogether(HKEY root, LPCSTR path, DWORD options, REGSAM rights, PHKEY key) {
+    const LSTATUS status = RegOpenKeyExA(root, path, options, rights, key);
+    if (status == ERROR_SUCCESS) {
+        ++keysOpened;
+        if (root != HKEY_LOCAL_MACHINE) {
+            allHaveOpened.arrive_and_wait();
+        }
+    }
+    return status;
+}
+
+LSTATUS CountClosing(HKEY key) {
+    ++keysClosed;
+    return RegCloseKey(key);
+}
+
 TEST(LogThreads, OpenTheSettingsAtOnceThatWereNotThereAtTheStart) {
-    const LogSurroundings surroundings;
-    TestLog log;
-    log.Start();
-    surroundings.Set("level = 1\n");
-    InThreads([&](int) {
-        pkisdk::ReloadLogConfig(&log.context);
-        EXPECT_EQ(log.context.level & 1, 1u);
-    });
-    EXPECT_EQ(log.context.level, 1u);
+    // What the platform makes once and keeps is there after the first time.
+    std::ptrdiff_t before = 0;
+    for (const bool isFirst : {true, false}) {
+        keysOpened = 0;
+        keysClosed = 0;
+        const LogSurroundings surroundings;
+        {
+            TestLog log;
+            log.context.openKey = &OpenTogether;
+            log.context.closeKey = &CountClosing;
+            log.Start();
+            surroundings.Set("level = 2\n");
+            std::array<std::uint32_t, kThreads> levels{};
+            InThreads([&](int thread) {
+                pkisdk::ReloadLogConfig(&log.context);
+                levels[static_cast<std::size_t>(thread)] = log.context.level;
+            });
+            for (const std::uint32_t level : levels) {
+                EXPECT_EQ(level, 2u);
+            }
+            EXPECT_NE(log.registry.event.load(), nullptr);
+            EXPECT_EQ(keysOpened - keysClosed, 1);
+        }
+        // Of each thread the log's key and the one above it.
+        EXPECT_EQ(keysOpened, 2 * kThreads);
+        EXPECT_EQ(keysClosed, keysOpened);
+        if (isFirst) {
+            before = OpenDescriptors();
+        }
+    }
+    EXPECT_EQ(OpenDescriptors(), before);
 }
 
 }  // namespace

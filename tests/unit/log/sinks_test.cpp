@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "support/failing_allocator.h"
 #include "support/log_calls.h"
 #include "support/test_log.h"
 
@@ -308,6 +309,20 @@ TEST_F(Sinks, FileOfAProcessIsNotOpenedUnderANameOfMoreThan65535Characters) {
     std::snprintf(expected, sizeof(expected), "_%08x.log", GetCurrentProcessId());
     EXPECT_EQ(LogCalls::Get().openings[1].name, expected);
     std::filesystem::remove(expected);
+}
+
+TEST_F(Sinks, FileOfAProcessIsNotOpenedWithoutMemoryForItsName) {
+    log_.file.flags = pkisdk::kLogFileIsOfProcess;
+    char line[16] = "message";
+    SetLastError(0);
+    {
+        const allocation::FailOne failure(1);
+        EXPECT_EQ(log_.file.write(&log_.context, log_.file, line, 7), 1);
+        EXPECT_TRUE(failure.Happened());
+    }
+    EXPECT_EQ(GetLastError(), 8u);
+    EXPECT_TRUE(LogCalls::Get().openings.empty());
+    EXPECT_EQ(log_.file.write(&log_.context, log_.file, line, 7), 0);
 }
 
 TEST_F(Sinks, WideLinesAreWrittenInUnitsOfTwoBytes) {

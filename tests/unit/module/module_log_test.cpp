@@ -3,7 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <cstdarg>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "support/log_calls.h"
@@ -57,6 +59,42 @@ TEST_F(ModuleEvents, AreToldOnceEach) {
     EXPECT_EQ(Output().size(), 1u);
     EXPECT_EQ(OnModuleEvent(DLL_PROCESS_DETACH, nullptr), 1);
     EXPECT_EQ(Output(), (std::vector<std::string>{"loading\n", "unloading\n"}));
+}
+
+// What a sink in the place of the debugger's is told.
+struct Message {
+    std::uint32_t level;
+    std::uint32_t code;
+    bool hasFile;
+    std::int32_t line;
+    bool hasFunction;
+    std::string format;
+
+    bool operator==(const Message&) const = default;
+};
+std::vector<Message> messages;
+
+int NoteMessage(pkisdk::LogContext*, std::uint32_t level, std::uint32_t code, std::uint32_t,
+                std::uint32_t, const char* file, std::int32_t line, const char* function,
+                const char* format, std::va_list) {
+    messages.push_back({level, code, file != nullptr, line, function != nullptr, format});
+    return 1;
+}
+
+TEST_F(ModuleEvents, AreToldWithTheirLinesAndNoCode) {
+    surroundings_.Set("fields = 0x110\ndbg_level = 8\ndbg_field = 0x110\n");
+    OnModuleEvent(DLL_PROCESS_ATTACH, nullptr);
+    OnModuleEvent(DLL_PROCESS_DETACH, nullptr);
+    EXPECT_EQ(Output(), (std::vector<std::string>{"loading\n", "unloading\n"}));
+
+    messages.clear();
+    const pkisdk::SinkWrite writes[] = {&NoteMessage, &pkisdk::WriteFileRecord};
+    const pkisdk::SinkWrite* const before = std::exchange(ModuleLog()->sinkWrites, writes);
+    OnModuleEvent(DLL_PROCESS_ATTACH, nullptr);
+    OnModuleEvent(DLL_PROCESS_DETACH, nullptr);
+    ModuleLog()->sinkWrites = before;
+    EXPECT_EQ(messages, (std::vector<Message>{{8, 0xFFFFFFFF, false, 65, false, "%s"},
+                                              {8, 0xFFFFFFFF, false, 68, false, "%s"}}));
 }
 
 TEST_F(ModuleEvents, WithTheLogsLevelBit3ClearWriteNothing) {

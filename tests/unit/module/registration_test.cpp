@@ -21,6 +21,8 @@ std::vector<std::string> tableCalls;
 HMODULE moduleAnswer;
 std::string askedModule;
 HMODULE askedPathOf;
+// Unless 0, with what each removal fails.
+DWORD undoError;
 
 std::string Narrow(const wchar_t* text) {
     const std::wstring wide(text);
@@ -54,6 +56,10 @@ BOOL CryptRegisterOIDFunction(DWORD encoding, LPCSTR set, LPCSTR oid, LPCWSTR pa
 
 BOOL CryptUnregisterOIDFunction(DWORD encoding, LPCSTR set, LPCSTR oid) {
     tableCalls.push_back("- " + std::to_string(encoding) + " " + set + " " + oid);
+    if (undoError != 0) {
+        SetLastError(undoError);
+        return FALSE;
+    }
     return Refused("CryptUnregisterOIDFunction")
                ? FALSE
                : REAL(CryptUnregisterOIDFunction)(encoding, set, oid);
@@ -71,6 +77,7 @@ class Registration : public testing::Test {
         PlatformCalls::Get().Reset();
         tableCalls.clear();
         moduleAnswer = nullptr;
+        undoError = 0;
     }
     static HRESULT Word(DWORD word) { return static_cast<HRESULT>(word); }
     // That failure of the first call of that name.
@@ -207,8 +214,11 @@ TEST_F(Registration, ASecondThatFailsLeavesTheFirstInPlace) {
 }
 
 TEST_F(Registration, TheFailureOfUndoingIsHidden) {
-    PlatformCalls::Get().FailFrom(1, true, 19);
+    Fail("CryptRegisterOIDFunction", 19, 2);
+    undoError = 5;
     EXPECT_EQ(DllRegisterServer(), Word(0x80070013));
+    ASSERT_FALSE(tableCalls.empty());
+    EXPECT_EQ(tableCalls.back(), removals_[0]);
 }
 
 TEST_F(Registration, DllUnregisterServerAnswers0WhenEveryCallFails) {
