@@ -200,10 +200,16 @@ char* CertificateInfo::KeepOid(std::span<const BYTE> element) {
     const unsigned char* at = element.data();
     ASN1_OBJECT* const object = d2i_ASN1_OBJECT(nullptr, &at, static_cast<long>(element.size()));
     Require(object != nullptr, CRYPT_E_ASN1_CORRUPT);
-    const int length = OBJ_obj2txt(nullptr, 0, object, 1);
-    std::string text(static_cast<std::size_t>(std::max(length, 0)) + 1, '\0');
-    OBJ_obj2txt(text.data(), static_cast<int>(text.size()), object, 1);
+    // Room for any but very long ones, which are asked for twice.
+    std::string text(64, '\0');
+    const int length = OBJ_obj2txt(text.data(), static_cast<int>(text.size()), object, 1);
+    const std::size_t size = static_cast<std::size_t>(std::max(length, 0)) + 1;
+    if (size > text.size()) {
+        text.resize(size);
+        OBJ_obj2txt(text.data(), static_cast<int>(size), object, 1);
+    }
     ASN1_OBJECT_free(object);
+    text.resize(size);
     return oids_.emplace_back(std::move(text)).data();
 }
 
@@ -216,8 +222,10 @@ std::span<const BYTE> FindExtension(const CERT_INFO& info, const char* oid) {
 }
 
 Sha1 Sha1Of(std::span<const BYTE> data) {
+    // EVP_sha1() would be looked for anew each time.
+    static const EVP_MD* const sha1 = EVP_MD_fetch(nullptr, "SHA1", nullptr);
     Sha1 hash{};
-    Require(EVP_Digest(data.data(), data.size(), hash.data(), nullptr, EVP_sha1(), nullptr) == 1,
+    Require(EVP_Digest(data.data(), data.size(), hash.data(), nullptr, sha1, nullptr) == 1,
             NTE_FAIL);
     return hash;
 }
