@@ -150,7 +150,7 @@ class Registration(Profile):
         for entry in entered.values():
             self.assertEqual(entry["oid"], "1.2.643.2.4.12.2.1")
             self.assertEqual(entry["encoding"], 1)
-            self.assertEqual(pathlib.Path(entry["library"]).name, "libmvlpfx64.so")
+            self.assertEqual(pathlib.Path(entry["library"]).name, "libmvlpfx64.so.0")
             self.assertTrue(pathlib.Path(entry["library"]).is_absolute())
         self.assertIn("stay", self.expect(0, "unregister"))
         self.assertEqual(self.entries(), entered)
