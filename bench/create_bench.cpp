@@ -4,7 +4,6 @@
 // counts of its own (the label tells) that its interface does not let a caller choose.
 #include <benchmark/benchmark.h>
 #include <gnutls/pkcs12.h>
-#include <openssl/engine.h>
 #include <openssl/pkcs12.h>
 
 #include <algorithm>
@@ -13,6 +12,7 @@
 #include <utility>
 #include <vector>
 
+#include "gost_engine.h"
 #include "mvlpfx/mvlpfx.h"
 #include "support/key_store.h"
 
@@ -111,14 +111,7 @@ struct Free {
 template <typename Type>
 using Owned = std::unique_ptr<Type, Free>;
 
-bool LoadGostEngine() {
-    ENGINE_load_builtin_engines();
-    ENGINE* engine = ENGINE_by_id("gost");
-    return engine != nullptr && ENGINE_init(engine) == 1 &&
-           ENGINE_set_default(engine, ENGINE_METHOD_ALL) == 1;
-}
-// Before anything decodes a GOST certificate: OpenSSL remembers which keys it found no code for.
-const bool kHasGostEngine = LoadGostEngine();
+const bool kHasGostEngine = bench::LoadGostEngine();
 
 Owned<X509> ToX509(const CertificateBytes& bytes) {
     const unsigned char* at = bytes.data();

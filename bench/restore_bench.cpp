@@ -5,7 +5,6 @@
 #include <benchmark/benchmark.h>
 #include <gnutls/pkcs12.h>
 #include <malloc.h>
-#include <openssl/engine.h>
 #include <openssl/pkcs12.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -17,6 +16,7 @@
 #include <string>
 #include <vector>
 
+#include "gost_engine.h"
 #include "mvlpfx/mvlpfx.h"
 #include "support/containers_in_csp.h"
 #include "support/key_store.h"
@@ -116,14 +116,7 @@ void OwnRestoreCertificates(benchmark::State& state) {
         benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
 }
 
-bool LoadGostEngine() {
-    ENGINE_load_builtin_engines();
-    ENGINE* engine = ENGINE_by_id("gost");
-    return engine != nullptr && ENGINE_init(engine) == 1 &&
-           ENGINE_set_default(engine, ENGINE_METHOD_ALL) == 1;
-}
-// Before anything decodes a GOST certificate: OpenSSL remembers which keys it found no code for.
-const bool kHasGostEngine = LoadGostEngine();
+const bool kHasGostEngine = bench::LoadGostEngine();
 
 // How many certificates it gave; 0 where it failed.
 int ParseByOpenssl(const Bytes& document) {

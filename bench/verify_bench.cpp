@@ -7,7 +7,6 @@
 #include <nettle/hmac.h>
 #include <nettle/pbkdf2.h>
 #include <nettle/streebog.h>
-#include <openssl/engine.h>
 #include <openssl/pkcs12.h>
 
 #include <array>
@@ -18,6 +17,7 @@
 #include <string>
 #include <vector>
 
+#include "gost_engine.h"
 #include "mvlpfx/mvlpfx.h"
 #include "pfxcrypto/handle_guards.h"
 #include "pfxcrypto/pfx_constants.h"
@@ -65,15 +65,8 @@ void OwnVerify(benchmark::State& state) {
     state.SetLabel(DocumentOf(state).name);
 }
 
-bool LoadGostEngine() {
-    ENGINE_load_builtin_engines();
-    ENGINE* engine = ENGINE_by_id("gost");
-    return engine != nullptr && ENGINE_init(engine) == 1 &&
-           ENGINE_set_default(engine, ENGINE_METHOD_ALL) == 1;
-}
-
 void OpensslVerify(benchmark::State& state) {
-    static const bool loaded = LoadGostEngine();
+    static const bool loaded = bench::LoadGostEngine();
     if (!loaded) {
         state.SkipWithError("OpenSSL has no GOST engine");
         return;
