@@ -6,15 +6,14 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
-#include <functional>
 #include <memory>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "csp.h"
 #include "provider/container_store.h"
 #include "support/container_home.h"
+#include "support/in_threads.h"
 
 namespace {
 
@@ -23,6 +22,7 @@ using provider::ContainerScope;
 using provider::KeyRecord;
 using provider::SecretBytes;
 using test_support::ContainerHome;
+using test_support::InThreads;
 
 constexpr int kThreads = 8;
 
@@ -52,16 +52,6 @@ std::vector<int> InProcesses(int count, Work work) {
         answers.push_back(WIFEXITED(status) ? WEXITSTATUS(status) : 1000);
     }
     return answers;
-}
-
-void InThreads(const std::function<void(int)>& work) {
-    std::vector<std::thread> threads;
-    for (int i = 0; i != kThreads; ++i) {
-        threads.emplace_back(work, i);
-    }
-    for (std::thread& thread : threads) {
-        thread.join();
-    }
 }
 
 HRESULT Create(const std::string& name, std::shared_ptr<Container>* made) {
@@ -144,7 +134,7 @@ TEST(ContainersOfThreads, AreMadeOpenedListedAndDeleted) {
         return CPAcquireContext(&context, name.c_str(), flags, &caller) ? context : 0;
     };
     std::atomic<int> sharedMade = 0;
-    InThreads([&](int thread) {
+    InThreads(kThreads, [&](int thread) {
         for (int round = 0; round != 10; ++round) {
             const std::string name = std::to_string(thread) + " " + std::to_string(round);
             const HCRYPTPROV made = acquire(name, CRYPT_NEWKEYSET);
@@ -181,7 +171,7 @@ TEST(ContainersOfThreads, ShareAContext) {
     std::shared_ptr<Container> container;
     ASSERT_EQ(Create("shared", &container), S_OK);
     ASSERT_EQ(WriteKey(*container, AT_SIGNATURE, 1), S_OK);
-    InThreads([&](int thread) {
+    InThreads(kThreads, [&](int thread) {
         for (int round = 0; round != 20; ++round) {
             if (thread % 4 == 0) {
                 EXPECT_EQ(WriteKey(*container, AT_SIGNATURE, static_cast<BYTE>(round)), S_OK);
@@ -198,7 +188,7 @@ TEST(ContainersOfThreads, PresentAPinWhileOthersRead) {
     ASSERT_EQ(Create("shared", &container), S_OK);
     ASSERT_EQ(WriteKey(*container, AT_SIGNATURE, 1), S_OK);
     const BYTE pin[] = {'1', '2'};
-    InThreads([&](int thread) {
+    InThreads(kThreads, [&](int thread) {
         if (thread < 2) {
             EXPECT_EQ(container->PresentPin(pin), S_OK);
         }

@@ -1,9 +1,8 @@
 // Stores, contexts and keys together, from eight threads.
 #include <atomic>
-#include <functional>
-#include <thread>
 
 #include "integration/own_keys.h"
+#include "support/in_threads.h"
 
 namespace {
 
@@ -12,20 +11,11 @@ using own_keys::Container;
 using own_keys::kGost2012_256;
 using own_keys::SelfSign;
 using test_support::Certificate;
+using test_support::InThreads;
 using test_support::OpenStore;
 
 constexpr int kThreads = 8;
 const Bytes kData = {'d', 'a', 't', 'a'};
-
-void InThreads(const std::function<void(int)>& work) {
-    std::vector<std::thread> threads;
-    for (int i = 0; i < kThreads; ++i) {
-        threads.emplace_back(work, i);
-    }
-    for (std::thread& thread : threads) {
-        thread.join();
-    }
-}
 
 class OwnKeyThreads : public own_keys::OwnKeysTest {
   protected:
@@ -59,7 +49,7 @@ class OwnKeyThreads : public own_keys::OwnKeysTest {
 
 TEST_F(OwnKeyThreads, SignThroughOneStoreWhileOthersMakeKeys) {
     const OpenStore store;
-    InThreads([&](int thread) {
+    InThreads(kThreads, [&](int thread) {
         const std::string name = "of thread " + std::to_string(thread);
         for (int round = 0; round < 4; ++round) {
             SignThroughStore(store.Get(), round % 2 == 0 ? CRYPT_ACQUIRE_CACHE_FLAG : 0);
@@ -81,7 +71,7 @@ TEST_F(OwnKeyThreads, SignThroughOneStoreWhileOthersMakeKeys) {
 }
 
 TEST_F(OwnKeyThreads, SignThroughASystemStoreOfHandlesOfTheirOwn) {
-    InThreads([&](int) {
+    InThreads(kThreads, [&](int) {
         for (int round = 0; round < 3; ++round) {
             const OpenStore store(L"MY");
             SignThroughStore(store.Get(), 0);
@@ -151,7 +141,7 @@ TEST_F(OwnKeyThreads, LoseTheirObjectsToOthersWithAWord) {
             expectKnown(CryptGetProvParam(context, PP_CONTAINER, octets, &size, 0));
         }
     };
-    InThreads([&](int thread) { thread % 2 == 0 ? make() : use(); });
+    InThreads(kThreads, [&](int thread) { thread % 2 == 0 ? make() : use(); });
     EXPECT_GT(done.load(), 0);
     EXPECT_TRUE(CryptReleaseContext(context, 0));
 }

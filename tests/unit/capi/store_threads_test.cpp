@@ -1,32 +1,22 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <functional>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "support/certificates.h"
 #include "support/fake_csp.h"
+#include "support/in_threads.h"
 #include "support/scoped_environment.h"
 
 namespace {
 
 using test_support::Certificate;
 using test_support::Chain;
+using test_support::InThreads;
 using test_support::OpenStore;
 
 constexpr int kThreads = 8;
-
-void InThreads(const std::function<void(int)>& work) {
-    std::vector<std::thread> threads;
-    for (int i = 0; i < kThreads; ++i) {
-        threads.emplace_back(work, i);
-    }
-    for (std::thread& thread : threads) {
-        thread.join();
-    }
-}
 
 void SetText(PCCERT_CONTEXT context, DWORD number, std::string text) {
     CRYPT_DATA_BLOB blob{static_cast<DWORD>(text.size()), reinterpret_cast<BYTE*>(text.data())};
@@ -58,7 +48,7 @@ void Work(HCERTSTORE store, int thread, int rounds) {
 TEST(StoreThreads, ShareAMemoryStore) {
     Chain();
     const OpenStore store;
-    InThreads([&store](int thread) { Work(store.Get(), thread, 100); });
+    InThreads(kThreads, [&store](int thread) { Work(store.Get(), thread, 100); });
     EXPECT_LE(store.All().size(), 2u);
 }
 
@@ -66,7 +56,7 @@ TEST(StoreThreads, ShareASystemStoreThroughHandlesOfTheirOwn) {
     Chain();
     const test_support::ScopedFolder folder;
     const test_support::ScopedVariable home("VELMORIX_HOME", (folder / "home").string());
-    InThreads([](int thread) {
+    InThreads(kThreads, [](int thread) {
         const OpenStore store(L"MY");
         Work(store.Get(), thread, 10);
     });
@@ -84,7 +74,7 @@ TEST(StoreThreads, KeepOneKeyContextForOneCertificate) {
     ASSERT_TRUE(
         CertSetCertificateContextProperty(leaf.Get(), CERT_KEY_PROV_INFO_PROP_ID, 0, &info));
     std::atomic<HCRYPTPROV> first = 0;
-    InThreads([&](int) {
+    InThreads(kThreads, [&](int) {
         for (int i = 0; i < 100; ++i) {
             HCRYPTPROV key = 0;
             BOOL isCallers = TRUE;
@@ -99,7 +89,7 @@ TEST(StoreThreads, KeepOneKeyContextForOneCertificate) {
 
 TEST(StoreThreads, CountTheReferencesOfOneContext) {
     PCCERT_CONTEXT const leaf = Certificate(Chain().leaf).Leave();
-    InThreads([leaf](int) {
+    InThreads(kThreads, [leaf](int) {
         for (int i = 0; i < 1000; ++i) {
             ASSERT_EQ(CertDuplicateCertificateContext(leaf), leaf);
             CertFreeCertificateContext(leaf);

@@ -1,18 +1,18 @@
 #include <gtest/gtest.h>
 
-#include <functional>
 #include <mutex>
-#include <thread>
 #include <vector>
 
 #include "platform/cryptoapi.h"
 #include "support/csp_guards.h"
 #include "support/hex.h"
+#include "support/in_threads.h"
 #include "support/scoped_environment.h"
 
 namespace {
 
 using test_support::Hash;
+using test_support::InThreads;
 using test_support::Key;
 using test_support::kGost94;
 using test_support::kStreebog512;
@@ -21,16 +21,6 @@ using test_support::VerifyContext;
 
 constexpr int kThreads = 8;
 constexpr int kRounds = 300;
-
-void InThreads(const std::function<void(int)>& work) {
-    std::vector<std::thread> threads;
-    for (int i = 0; i < kThreads; ++i) {
-        threads.emplace_back(work, i);
-    }
-    for (std::thread& thread : threads) {
-        thread.join();
-    }
-}
 
 class Threads : public testing::Test {
   protected:
@@ -42,7 +32,7 @@ TEST_F(Threads, ShareAContextAndAKeyWhoseValueStaysTheSame) {
     const Key key(context, Octets("secret"));
     const auto expected94 = Hash(context, key, kGost94).Add(Octets("data")).Value();
     const auto expected512 = Hash(context, key, kStreebog512).Add(Octets("data")).Value();
-    InThreads([&](int thread) {
+    InThreads(kThreads, [&](int thread) {
         for (int i = 0; i < kRounds; ++i) {
             const bool is94 = (thread + i) % 2 == 0;
             Hash hash(context, key, is94 ? kGost94 : kStreebog512);
@@ -52,7 +42,7 @@ TEST_F(Threads, ShareAContextAndAKeyWhoseValueStaysTheSame) {
 }
 
 TEST_F(Threads, WorkInContextsOfTheirOwn) {
-    InThreads([](int thread) {
+    InThreads(kThreads, [](int thread) {
         for (int i = 0; i < kRounds; ++i) {
             const VerifyContext context;
             const Key key(context, Octets(std::string(static_cast<std::size_t>(thread + 1), 'k')));
@@ -66,7 +56,7 @@ TEST_F(Threads, DestroyWhatOthersMade) {
     const VerifyContext context;
     std::mutex mutex;
     std::vector<HCRYPTHASH> made;
-    InThreads([&](int) {
+    InThreads(kThreads, [&](int) {
         for (int i = 0; i < kRounds; ++i) {
             HCRYPTHASH hash = 0;
             ASSERT_TRUE(CryptCreateHash(context.Get(), kGost94, 0, 0, &hash));
@@ -90,7 +80,7 @@ TEST_F(Threads, SurviveAHashThatSeveralUseAtOnce) {
     for (int round = 0; round < kRounds / 10; ++round) {
         HCRYPTHASH hash = 0;
         ASSERT_TRUE(CryptCreateHash(context.Get(), CALG_HMAC, key.Get(), 0, &hash));
-        InThreads([&](int thread) {
+        InThreads(kThreads, [&](int thread) {
             HMAC_INFO info{};
             info.HashAlgid = thread % 2 == 0 ? kGost94 : kStreebog512;
             CryptSetHashParam(hash, HP_HMAC_INFO, reinterpret_cast<const BYTE*>(&info), 0);
@@ -114,7 +104,7 @@ TEST_F(Threads, SurviveAContextThatIsReleasedUnderTheirHands) {
         HCRYPTPROV context = 0;
         ASSERT_TRUE(CryptAcquireContextA(&context, nullptr, test_support::kProviderName,
                                          test_support::kProviderType, CRYPT_VERIFYCONTEXT));
-        InThreads([context](int thread) {
+        InThreads(kThreads, [context](int thread) {
             for (int i = 0; i < 50; ++i) {
                 HCRYPTHASH hash = 0;
                 BYTE data[100] = {};

@@ -6,7 +6,6 @@
 #include <barrier>
 #include <cstddef>
 #include <filesystem>
-#include <functional>
 #include <iterator>
 #include <set>
 #include <sstream>
@@ -14,24 +13,16 @@
 #include <thread>
 #include <vector>
 
+#include "support/in_threads.h"
 #include "support/test_log.h"
 
 namespace {
 
+using test_support::InThreads;
 using test_support::LogSurroundings;
 using test_support::TestLog;
 
 constexpr int kThreads = 6;
-
-void InThreads(const std::function<void(int)>& work) {
-    std::vector<std::thread> threads;
-    for (int i = 0; i < kThreads; ++i) {
-        threads.emplace_back(work, i);
-    }
-    for (std::thread& thread : threads) {
-        thread.join();
-    }
-}
 
 std::multiset<std::string> LinesOf(const std::string& path) {
     std::istringstream content(test_support::ContentOf(path));
@@ -66,7 +57,7 @@ TEST(LogThreads, LoseNothingWhileTheSettingsChangeUnderThem) {
             std::this_thread::yield();
         }
     });
-    InThreads([&](int thread) {
+    InThreads(kThreads, [&](int thread) {
         for (int i = 0; i < kRounds; ++i) {
             if (i == kRounds / 2) {
                 ++atHalf;
@@ -103,7 +94,7 @@ TEST(LogThreads, ReloadAtOnceAndReadWholeNames) {
     log.Start();
     const std::set<std::string> names = {"/a", "/a/longer/name", surroundings.Path()};
     std::array<std::set<std::string>, kThreads> seen;
-    InThreads([&](int thread) {
+    InThreads(kThreads, [&](int thread) {
         for (int i = 0; i < kRounds; ++i) {
             if (thread == 0) {
                 surroundings.Set(i % 3 == 0   ? "file_filename = '/a/longer/name'\n"
@@ -167,7 +158,7 @@ TEST(LogThreads, OpenTheSettingsAtOnceThatWereNotThereAtTheStart) {
             log.Start();
             surroundings.Set("level = 2\n");
             std::array<std::uint32_t, kThreads> levels{};
-            InThreads([&](int thread) {
+            InThreads(kThreads, [&](int thread) {
                 pkisdk::ReloadLogConfig(&log.context);
                 levels[static_cast<std::size_t>(thread)] = log.context.level;
             });
