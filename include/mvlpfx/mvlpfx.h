@@ -47,7 +47,8 @@ typedef struct PfxBlob {
  *   ERROR_INVALID_PASSWORD         the password is empty, or longer than 32 bytes
  *   NTE_BAD_KEY, NTE_BAD_ALGID     a key's algorithm can't be read, or is no GOST R 34.10
  *   XENROLL_E_KEY_NOT_EXPORTABLE   (0x80095000) a key must not leave its container
- *   NTE_BAD_DATA                   a certificate is not DER, or an exported key too short
+ *   NTE_BAD_DATA                   a certificate is not DER, or an exported key too short, or what
+ *                                  was written would not be read again as it is
  *   NTE_BAD_KEY_STATE              an exported key is not what a provider of this kind gives
  *   CRYPT_E_ASN1_CORRUPT           a bag could not be built
  * or the provider's own, and then `pfx->cbData` is as it was. Where the provider fails and leaves

@@ -35,8 +35,8 @@ struct FileSinkRecord : SinkRecord {
 };
 
 // Gives the sink of that index, whose record is a FileSinkRecord, its defaults and as its file the
-// log's name and ".log" in the temporary directory; of a directory of 256 bytes or more the name
-// alone is left. Answers 0 where there is no such sink or no temporary directory, else nonzero.
+// log's name and ".log" in the temporary directory, or in "/" where that directory's path is of
+// 256 bytes or more. Answers 0 where there is no such sink or no temporary directory, else nonzero.
 int InitFileSink(LogContext* context, std::uint32_t level, std::uint32_t fields,
                  std::uint32_t index);
 

@@ -15,7 +15,7 @@ namespace pkisdk {
 
 namespace {
 
-// What holds the content's key; released in this order, whatever happened.
+// The content's key, released before its provider, whatever happened.
 struct OpenHandles {
     ProviderContext provider;
     ProviderKey key;
