@@ -62,6 +62,11 @@ std::uint32_t VerifyDocument(const std::vector<std::uint8_t>& document,
     return error;
 }
 
+void CheckContentIterations(const std::vector<std::uint8_t>& document,
+                            const CommonOptions& common) {
+    CheckIterations(CountContentIterations(document), common.maxIterations);
+}
+
 void CheckRestorable(const std::vector<std::uint8_t>& document, const std::string& file,
                      const PasswordOptions& source, const CommonOptions& common) {
     RequireTwoSources(file, source);
@@ -69,16 +74,17 @@ void CheckRestorable(const std::vector<std::uint8_t>& document, const std::strin
     CheckIterations(CountIterations(document), common.maxIterations);
 }
 
-void CheckPassword(const std::vector<std::uint8_t>& bytes, const std::string& file,
-                   const PasswordOptions& source, const CommonOptions& common) {
+Secret<wchar_t> CheckPassword(const std::vector<std::uint8_t>& bytes, const std::string& file,
+                              const PasswordOptions& source, const CommonOptions& common) {
     RequireTwoSources(file, source);
     CheckMac(OutlineMac(bytes), common.maxIterations);
-    const auto password = ReadPassword(source, "Password for " + file + ": ");
+    auto password = ReadPassword(source, "Password for " + file + ": ");
     const DWORD error = VerifyDocument(bytes, password, common.quiet);
     if (error != 0) {
         const ErrorWord word = DescribeErrorWord(error);
         throw ToolError(word.exitCode, word.meaning, error);
     }
+    return password;
 }
 
 }  // namespace mvlpfx
