@@ -12,6 +12,8 @@ namespace mvlpfx {
 
 namespace {
 
+constexpr char kGetAgain[] = "get the file again, whole";
+
 nlohmann::ordered_json Describe(PCCERT_CONTEXT certificate) {
     nlohmann::ordered_json row{{"thumbprint", Thumbprint(certificate)},
                                {"subject", SubjectText(certificate)},
@@ -46,7 +48,8 @@ std::vector<BYTE> NextArmoured(std::string_view* text) {
     if (end == text->npos ||
         CryptStringToBinaryA(armoured.data(), length, CRYPT_STRING_BASE64HEADER, nullptr, &size,
                              nullptr, nullptr) == FALSE) {
-        throw ToolError(ExitCode::kMalformed, "a PEM block is not closed or holds no base64");
+        throw ToolError(ExitCode::kMalformed, "a PEM block is not closed or holds no base64", 0,
+                        kGetAgain);
     }
     std::vector<BYTE> encoded(size);
     CryptStringToBinaryA(armoured.data(), length, CRYPT_STRING_BASE64HEADER, encoded.data(), &size,
@@ -71,7 +74,9 @@ std::vector<std::vector<BYTE>> ReadCertificates(const std::string& file) {
         }
     }
     if (certificates.empty()) {
-        throw ToolError(ExitCode::kMalformed, "no certificate in it, neither DER nor PEM");
+        throw ToolError(ExitCode::kMalformed, "no certificate in it, neither DER nor PEM", 0,
+                        "name a .cer, .crt or .pem file of a certificate; 'mvlpfx restore' takes "
+                        "those of a document");
     }
     return certificates;
 }
@@ -85,7 +90,7 @@ std::vector<OwnedCertificate> Decode(const std::vector<std::vector<BYTE>>& encod
             throw ToolError(ExitCode::kMalformed,
                             "certificate " + std::to_string(certificates.size()) +
                                 " of it is no X.509 certificate",
-                            GetLastError());
+                            GetLastError(), kGetAgain);
         }
     }
     return certificates;
@@ -99,17 +104,35 @@ std::vector<BYTE> HashOf(const std::string& thumbprint) {
     return hash;
 }
 
+// `added` is what was added before.
+void Add(HCERTSTORE store, PCCERT_CONTEXT certificate, const CertsOptions& options,
+         const nlohmann::ordered_json& added) {
+    try {
+        RequireCall(CertAddCertificateContextToStore(store, certificate,
+                                                     CERT_STORE_ADD_USE_EXISTING, nullptr),
+                    "can't put a certificate into " + options.store);
+    } catch (ToolError& error) {
+        error.facts = {{"store", options.store}, {"added", added}};
+        throw;
+    }
+}
+
 }  // namespace
 
 void RunListCerts(const CertsOptions& options) {
     const OwnedStore store = OpenSystemStore(options.store, options.machine);
     auto rows = nlohmann::ordered_json::array();
-    ForEachCertificate(store.Get(), options.store, [&](PCCERT_CONTEXT certificate) {
-        rows.push_back(Describe(certificate));
-        if (!options.common.json) {
-            PrintRow(rows.back());
-        }
-    });
+    try {
+        ForEachCertificate(store.Get(), options.store, [&](PCCERT_CONTEXT certificate) {
+            rows.push_back(Describe(certificate));
+            if (!options.common.json) {
+                PrintRow(rows.back());
+            }
+        });
+    } catch (ToolError& error) {
+        error.facts = {{"store", options.store}, {"certificates", std::move(rows)}};
+        throw;
+    }
     if (options.common.json) {
         auto report = JsonReport("certs");
         report["exitCode"] = 0;
@@ -124,9 +147,7 @@ void RunAddCerts(const CertsOptions& options) {
     const OwnedStore store = OpenSystemStore(options.store, options.machine);
     auto added = nlohmann::ordered_json::array();
     for (const OwnedCertificate& certificate : certificates) {
-        RequireCall(CertAddCertificateContextToStore(store.Get(), certificate.Get(),
-                                                     CERT_STORE_ADD_USE_EXISTING, nullptr),
-                    "can't put a certificate into " + options.store);
+        Add(store.Get(), certificate.Get(), options, added);
         added.push_back(Thumbprint(certificate.Get()));
         if (!options.common.json && !options.common.quiet) {
             std::printf("%s\n", added.back().get_ref<const std::string&>().c_str());

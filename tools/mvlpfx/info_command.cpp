@@ -120,7 +120,7 @@ void PrintTreeReport(const InfoOptions& options, const std::vector<TreeLine>& li
         report["exitCode"] = 0;
         report["tree"] = JsonOfTree(lines);
         PrintJson(report);
-    } else if (!options.common.quiet) {
+    } else {
         PrintTree(lines);
     }
 }
@@ -139,7 +139,7 @@ void RunInfo(const InfoOptions& options) {
     const DocumentOutline outline = OutlineDocument(bytes);
     if (options.common.json) {
         PrintJsonOutline(options, outline);
-    } else if (!options.common.quiet) {
+    } else {
         PrintTextOutline(options, outline);
     }
 }

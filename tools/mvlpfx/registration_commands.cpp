@@ -11,14 +11,6 @@ namespace {
 
 constexpr char kOid[] = "1.2.643.2.4.12.2.1";
 
-// What an HRESULT says of a system's error word; other failures are words themselves.
-ErrorWord DescribeResult(HRESULT result) {
-    constexpr std::uint32_t kSystemMask = 0xFFFF0000;
-    constexpr std::uint32_t kOfSystem = 0x80070000;
-    const auto word = static_cast<std::uint32_t>(result);
-    return DescribePlaceWord((word & kSystemMask) == kOfSystem ? word & ~kSystemMask : word);
-}
-
 void Report(const RegistrationOptions& options, const char* command, bool isRegistered,
             const char* text) {
     if (options.common.json) {
@@ -39,8 +31,9 @@ void Report(const RegistrationOptions& options, const char* command, bool isRegi
 void RunRegister(const RegistrationOptions& options) {
     const HRESULT result = DllRegisterServer();
     if (result < 0) {
-        const ErrorWord word = DescribeResult(result);
-        throw ToolError(word.exitCode, word.meaning, static_cast<std::uint32_t>(result));
+        const ErrorWord word = DescribePlaceWord(static_cast<std::uint32_t>(result));
+        throw ToolError(word.exitCode, std::string("can't register: ") + word.meaning,
+                        static_cast<std::uint32_t>(result), word.advice);
     }
     Report(options, "register", true, "registered under 1.2.643.2.4.12.2.1");
 }
