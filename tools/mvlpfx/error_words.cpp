@@ -1,6 +1,7 @@
 #include "mvlpfx/error_words.h"
 
 #include <array>
+#include <cerrno>
 #include <cstdio>
 
 namespace mvlpfx {
@@ -142,6 +143,24 @@ ErrorWord DescribePlaceWord(std::uint32_t value) {
 
 const char* NameOfErrorWord(std::uint32_t value) {
     return DescribePlaceWord(value).name;
+}
+
+const char* AdviceOfErrno(int error) {
+    switch (error) {
+        case ENOENT:
+        case ENOTDIR:
+            return "look for the name, and for its folders";
+        case EACCES:
+        case EPERM:
+            return "look at its owner and mode and at its folders', or run as its owner";
+        case EISDIR:
+            return "name a file, not a folder";
+        case ENOSPC:
+        case EROFS:
+            return "make room, or name another place";
+        default:
+            return "";
+    }
 }
 
 std::string HexWord(std::uint32_t value) {

@@ -25,6 +25,10 @@ ErrorWord DescribePlaceWord(std::uint32_t value);
 // "NTE_BAD_DATA"; empty for a word that is in neither table.
 const char* NameOfErrorWord(std::uint32_t value);
 
+// What to do about a file where the system gives this reason, a value of errno; empty where nothing
+// can be advised.
+const char* AdviceOfErrno(int error);
+
 // "0x80090005"
 std::string HexWord(std::uint32_t value);
 

@@ -45,6 +45,10 @@ void AddPinOptions(CLI::App* command, mvlpfx::PinOptions* options, const std::st
     sources->require_option(0, 1);
 }
 
+std::string HelpAdvice(const std::string& command) {
+    return "'mvlpfx" + (command.empty() ? "" : " " + command) + " --help' shows what there is";
+}
+
 // What was printed may have met a full disk or a closed pipe.
 void RequireOutput() {
     if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
@@ -58,7 +62,10 @@ void RequireOutput() {
 template <typename Options, typename Command>
 int Run(const std::string& command, const std::string& subject, Command run,
         const Options& options) {
-    const auto fail = [&](const mvlpfx::ToolError& error) {
+    const auto fail = [&](mvlpfx::ToolError error) {
+        if (error.exitCode == ExitCode::kUsage && error.advice.empty()) {
+            error.advice = HelpAdvice(command);
+        }
         // What was printed before stands before it where both go to one place.
         std::fflush(stdout);
         mvlpfx::PrintFailure(command, subject, error, options.common.json);
@@ -242,9 +249,7 @@ int FailToParse(const CLI::App& app, const CLI::ParseError& error, int argc, cha
         return !arguments.empty() && command->get_name() == arguments[0];
     });
     const std::string command = named.empty() ? "" : arguments[0];
-    const mvlpfx::ToolError usage(
-        ExitCode::kUsage, error.what(), 0,
-        "'mvlpfx" + (named.empty() ? "" : " " + command) + " --help' shows what there is");
+    const mvlpfx::ToolError usage(ExitCode::kUsage, error.what(), 0, HelpAdvice(command));
     mvlpfx::PrintFailure(command, "", usage, std::ranges::count(arguments, "--json") != 0);
     return static_cast<int>(ExitCode::kUsage);
 }

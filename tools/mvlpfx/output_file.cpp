@@ -8,6 +8,7 @@
 #include <cstring>
 #include <filesystem>
 
+#include "mvlpfx/error_words.h"
 #include "mvlpfx/exit_codes.h"
 #include "state/state_files.h"
 
@@ -17,9 +18,11 @@ namespace {
 
 [[noreturn]] void Fail(const std::string& path, int error) {
     if (error == EEXIST) {
-        throw ToolError(ExitCode::kExists, "'" + path + "' exists already; --force replaces it");
+        throw ToolError(ExitCode::kExists, "'" + path + "' exists already", 0,
+                        "--force replaces it");
     }
-    throw ToolError(ExitCode::kFile, "can't write '" + path + "': " + std::strerror(error));
+    throw ToolError(ExitCode::kFile, "can't write '" + path + "': " + std::strerror(error), 0,
+                    AdviceOfErrno(error));
 }
 
 // A file of its own name, removed again unless it has taken another.

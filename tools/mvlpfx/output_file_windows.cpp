@@ -13,7 +13,8 @@ namespace {
 
 [[noreturn]] void Fail(const std::string& path, DWORD error) {
     if (error == ERROR_ALREADY_EXISTS || error == ERROR_FILE_EXISTS) {
-        throw ToolError(ExitCode::kExists, "'" + path + "' exists already; --force replaces it");
+        throw ToolError(ExitCode::kExists, "'" + path + "' exists already", 0,
+                        "--force replaces it");
     }
     throw ToolError(ExitCode::kFile, "can't write '" + path + "': " +
                                          std::system_category().message(static_cast<int>(error)));

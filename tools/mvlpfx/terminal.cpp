@@ -45,9 +45,8 @@ void WriteAll(int fd, const std::string& text) {
 Secret<char> AskOnTerminal(const std::string& prompt) {
     const Descriptor terminal(open("/dev/tty", O_RDWR | O_CLOEXEC));
     if (terminal.Get() < 0) {
-        throw ToolError(ExitCode::kUsage,
-                        "no password: there is no terminal to ask on, so name one of --pass-file, "
-                        "--pass-fd, --pass-env or --pass-stdin");
+        throw ToolError(ExitCode::kUsage, "no password, and there is no terminal to ask on", 0,
+                        "name one of --pass-file, --pass-fd, --pass-env or --pass-stdin");
     }
     // Before the prompt: turning echo off drops what was typed until then.
     const NoEcho quiet(terminal.Get());

@@ -48,9 +48,8 @@ Secret<char> AskOnTerminal(const std::string& prompt) {
     const OwnedHandle input = OpenConsole("CONIN$");
     const OwnedHandle output = OpenConsole("CONOUT$");
     if (input.Get() == INVALID_HANDLE_VALUE || output.Get() == INVALID_HANDLE_VALUE) {
-        throw ToolError(ExitCode::kUsage,
-                        "no password: there is no console to ask on, so name one of --pass-file, "
-                        "--pass-fd, --pass-env or --pass-stdin");
+        throw ToolError(ExitCode::kUsage, "no password, and there is no console to ask on", 0,
+                        "name one of --pass-file, --pass-fd, --pass-env or --pass-stdin");
     }
     const NoEcho quiet(input.Get());
     FlushConsoleInputBuffer(input.Get());
