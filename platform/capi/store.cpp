@@ -1,6 +1,7 @@
 #include "capi/store.h"
 
 #include <algorithm>
+#include <compare>
 #include <tuple>
 #include <utility>
 
@@ -12,10 +13,6 @@ namespace {
 
 ULONGLONG ToNumber(const FILETIME& time) {
     return ULONGLONG{time.dwHighDateTime} << 32 | time.dwLowDateTime;
-}
-
-Bytes ToBytes(std::span<const BYTE> view) {
-    return Bytes(view.begin(), view.end());
 }
 
 bool IsNewerDisposition(DWORD disposition) {
@@ -34,15 +31,13 @@ bool HaveSameId(const CERT_INFO& a, const CERT_INFO& b) {
                                   const_cast<CERT_INFO*>(&b)) != FALSE;
 }
 
-template <typename Index, typename Ordinal>
-void RemoveFrom(Index* index, const Bytes& key, Ordinal ordinal) {
-    const auto found = index->find(key);
-    if (found != index->end() && found->second.erase(ordinal) != 0 && found->second.empty()) {
-        index->erase(found);
-    }
-}
-
 }  // namespace
+
+bool Store::IsBefore::operator()(const IndexEntry& a, const IndexEntry& b) const {
+    const auto order = std::lexicographical_compare_three_way(a.key.begin(), a.key.end(),
+                                                              b.key.begin(), b.key.end());
+    return order != 0 ? order < 0 : a.ordinal < b.ordinal;
+}
 
 Store::Element Store::Add(const CertificateObject& source, DWORD disposition) {
     Require(
@@ -87,9 +82,9 @@ Store::Element Store::Existing(const CertificateObject& source, DWORD dispositio
             return found->second;
         }
     }
-    const auto same = byThumbprint_.find(ToBytes(source.Thumbprint()));
-    if (same != byThumbprint_.end()) {
-        return elements_.at(*same->second.begin());
+    const std::optional<Ordinal> same = AfterInIndex(byThumbprint_, source.Thumbprint(), 0);
+    if (same.has_value()) {
+        return elements_.at(*same);
     }
     const bool mayReplace = disposition == CERT_STORE_ADD_REPLACE_EXISTING ||
                             disposition == CERT_STORE_ADD_ALWAYS ||
@@ -140,14 +135,14 @@ Store::Element Store::Insert(const CertificateObject& source, Properties propert
 void Store::Enter(const Element& element) {
     const Ordinal ordinal = element->WhereIs().ordinal;
     elements_[ordinal] = element;
-    byThumbprint_[ToBytes(element->Thumbprint())].insert(ordinal);
-    bySubject_[ToBytes(View(element->Info().Subject))].insert(ordinal);
+    byThumbprint_.insert({element->Thumbprint(), ordinal});
+    bySubject_.insert({View(element->Info().Subject), ordinal});
 }
 
 void Store::Withdraw(const CertificateObject& element) {
     const Ordinal ordinal = element.WhereIs().ordinal;
-    RemoveFrom(&byThumbprint_, ToBytes(element.Thumbprint()), ordinal);
-    RemoveFrom(&bySubject_, ToBytes(View(element.Info().Subject)), ordinal);
+    byThumbprint_.erase({element.Thumbprint(), ordinal});
+    bySubject_.erase({View(element.Info().Subject), ordinal});
     elements_.erase(ordinal);
 }
 
@@ -157,12 +152,15 @@ std::optional<Store::Ordinal> Store::After(Ordinal previous, const Search& searc
         return next == elements_.end() ? std::nullopt : std::optional(next->first);
     }
     const Index& index = search.among == Search::Among::kThumbprint ? byThumbprint_ : bySubject_;
-    const auto found = index.find(search.key);
-    if (found == index.end()) {
-        return std::nullopt;
-    }
-    const auto next = found->second.upper_bound(previous);
-    return next == found->second.end() ? std::nullopt : std::optional(*next);
+    return AfterInIndex(index, search.key, previous);
+}
+
+// Ordinals begin at 1.
+std::optional<Store::Ordinal> Store::AfterInIndex(const Index& index, std::span<const BYTE> key,
+                                                  Ordinal previous) {
+    const auto next = index.upper_bound({key, previous});
+    return next != index.end() && std::ranges::equal(next->key, key) ? std::optional(next->ordinal)
+                                                                     : std::nullopt;
 }
 
 Store::Element Store::FindNext(const CertificateObject* previous, const Search& search) {

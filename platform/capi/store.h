@@ -7,6 +7,7 @@
 #include <mutex>
 #include <optional>
 #include <set>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -48,7 +49,15 @@ class Store : public std::enable_shared_from_this<Store> {
 
   private:
     using Ordinal = std::uint64_t;
-    using Index = std::map<Bytes, std::set<Ordinal>>;
+    // The key lies in the element of that ordinal.
+    struct IndexEntry {
+        std::span<const BYTE> key;
+        Ordinal ordinal;
+    };
+    struct IsBefore {
+        bool operator()(const IndexEntry& a, const IndexEntry& b) const;
+    };
+    using Index = std::set<IndexEntry, IsBefore>;
 
     void Synchronize();
     void ForgetFilesNotIn(const std::map<std::string, FileState>& present);
@@ -63,6 +72,8 @@ class Store : public std::enable_shared_from_this<Store> {
     void Enter(const Element& element);
     void Withdraw(const CertificateObject& element);
     std::optional<Ordinal> After(Ordinal previous, const Search& search) const;
+    static std::optional<Ordinal> AfterInIndex(const Index& index, std::span<const BYTE> key,
+                                               Ordinal previous);
 
     const HCERTSTORE handle_;
     const std::optional<CertificateFolder> folder_;

@@ -6,7 +6,10 @@
 #include <openssl/objects.h>
 
 #include <algorithm>
+#include <array>
+#include <charconv>
 #include <climits>
+#include <cstdint>
 #include <ctime>
 
 #include "capi/calls.h"
@@ -126,6 +129,52 @@ CRYPT_BIT_BLOB ToBits(std::span<const BYTE> content) {
     return {bits.cbData, bits.pbData, content[0]};
 }
 
+// Empty for what is no identifier, and for one whose text libcrypto has to make. It takes its time
+// for that, and a certificate has half a dozen.
+std::string ShortOidText(std::span<const BYTE> element, std::span<const BYTE> content) {
+    constexpr std::size_t kMaxOctets = 32;
+    // A digit more than an octet needs, and a dot.
+    std::array<char, 4 * kMaxOctets> text;
+    if (element[0] != V_ASN1_OBJECT || content.size() > kMaxOctets) {
+        return {};
+    }
+    char* end = text.data();
+    std::uint32_t arc = 0;
+    bool isInArc = false;
+    for (const BYTE octet : content) {
+        constexpr BYTE kMore = 0x80;
+        const bool isPadding = !isInArc && octet == kMore;
+        if (isPadding || arc >> 25 != 0) {
+            return {};
+        }
+        arc = arc << 7 | (octet & ~kMore);
+        isInArc = (octet & kMore) != 0;
+        if (isInArc) {
+            continue;
+        }
+        if (end == text.data()) {
+            const std::uint32_t first = std::min(arc / 40, 2U);
+            *end++ = static_cast<char>('0' + first);
+            arc -= 40 * first;
+        }
+        *end++ = '.';
+        end = std::to_chars(end, text.data() + text.size(), arc).ptr;
+        arc = 0;
+    }
+    return isInArc ? std::string() : std::string(text.data(), end);
+}
+
+std::string AnyOidText(std::span<const BYTE> element) {
+    const unsigned char* at = element.data();
+    ASN1_OBJECT* const object = d2i_ASN1_OBJECT(nullptr, &at, static_cast<long>(element.size()));
+    Require(object != nullptr, CRYPT_E_ASN1_CORRUPT);
+    const int length = OBJ_obj2txt(nullptr, 0, object, 1);
+    std::string text(static_cast<std::size_t>(std::max(length, 0)), '\0');
+    OBJ_obj2txt(text.data(), length + 1, object, 1);
+    ASN1_OBJECT_free(object);
+    return text;
+}
+
 }  // namespace
 
 CertificateInfo::CertificateInfo(std::span<const BYTE> encoded) {
@@ -177,7 +226,7 @@ void CertificateInfo::ReadExtensions(Reader list) {
     while (!list.IsAtEnd()) {
         Reader fields = list.Enter();
         CERT_EXTENSION extension{};
-        extension.pszObjId = KeepOid(fields.Next().whole);
+        extension.pszObjId = KeepOid(&fields);
         if (fields.IsNext(V_ASN1_BOOLEAN)) {
             const std::span<const BYTE> critical = fields.Next().content;
             extension.fCritical = !critical.empty() && critical[0] != 0;
@@ -190,26 +239,18 @@ void CertificateInfo::ReadExtensions(Reader list) {
 }
 
 void CertificateInfo::ReadAlgorithm(Reader fields, CRYPT_ALGORITHM_IDENTIFIER* algorithm) {
-    algorithm->pszObjId = KeepOid(fields.Next().whole);
+    algorithm->pszObjId = KeepOid(&fields);
     if (!fields.IsAtEnd()) {
         algorithm->Parameters = ToBlob(fields.Next().whole);
     }
 }
 
-char* CertificateInfo::KeepOid(std::span<const BYTE> element) {
-    const unsigned char* at = element.data();
-    ASN1_OBJECT* const object = d2i_ASN1_OBJECT(nullptr, &at, static_cast<long>(element.size()));
-    Require(object != nullptr, CRYPT_E_ASN1_CORRUPT);
-    // Room for any but very long ones, which are asked for twice.
-    std::string text(64, '\0');
-    const int length = OBJ_obj2txt(text.data(), static_cast<int>(text.size()), object, 1);
-    const std::size_t size = static_cast<std::size_t>(std::max(length, 0)) + 1;
-    if (size > text.size()) {
-        text.resize(size);
-        OBJ_obj2txt(text.data(), static_cast<int>(size), object, 1);
+char* CertificateInfo::KeepOid(Reader* fields) {
+    const auto [element, content] = fields->Next();
+    std::string text = ShortOidText(element, content);
+    if (text.empty()) {
+        text = AnyOidText(element);
     }
-    ASN1_OBJECT_free(object);
-    text.resize(size);
     return oids_.emplace_back(std::move(text)).data();
 }
 

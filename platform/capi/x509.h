@@ -50,7 +50,8 @@ class CertificateInfo {
     void ReadBody(Reader body);
     void ReadExtensions(Reader list);
     void ReadAlgorithm(Reader fields, CRYPT_ALGORITHM_IDENTIFIER* algorithm);
-    char* KeepOid(std::span<const BYTE> element);
+    // The text of the next field, which has to be an identifier.
+    char* KeepOid(Reader* fields);
 
     CERT_INFO info_{};
     std::span<const BYTE> publicKeyInfo_;

@@ -84,4 +84,18 @@ int ReadDerHeader(std::span<const std::uint8_t> document, std::uint32_t* cursor,
     return 1;
 }
 
+std::uint8_t* WriteDerHeader(std::uint8_t tag, std::uint32_t contentLength, std::uint8_t* out) {
+    const std::uint32_t size = HeaderSize(contentLength);
+    *out++ = tag;
+    if (size == 2) {
+        *out++ = static_cast<std::uint8_t>(contentLength);
+        return out;
+    }
+    *out++ = static_cast<std::uint8_t>(kIndefinite + size - 2);
+    for (std::uint32_t left = size - 2; left-- > 0;) {
+        *out++ = static_cast<std::uint8_t>(contentLength >> (8 * left));
+    }
+    return out;
+}
+
 }  // namespace pkisdk

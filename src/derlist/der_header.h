@@ -30,4 +30,8 @@ int DecodeDerLength(std::span<const std::uint8_t> octets, std::uint32_t limit, s
 // document ends in the header.
 int ReadDerHeader(std::span<const std::uint8_t> document, std::uint32_t* cursor, DerNode* node);
 
+// Writes the HeaderSize(contentLength) octets of identifier and length to `out` and answers the
+// place behind them.
+std::uint8_t* WriteDerHeader(std::uint8_t tag, std::uint32_t contentLength, std::uint8_t* out);
+
 }  // namespace pkisdk

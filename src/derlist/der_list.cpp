@@ -3,6 +3,8 @@
 #include <array>
 #include <utility>
 
+#include "derlist/der_header.h"
+
 namespace pkisdk {
 
 namespace {
@@ -190,16 +192,9 @@ void WriteDerNode(DerList::const_iterator& node, Blob* out) {
     if (out == nullptr) {
         return;
     }
-    const std::uint32_t length = node->contentLength;
-    const std::uint32_t size = HeaderSize(length);
-    std::array<std::uint8_t, 6> header{node->tag, static_cast<std::uint8_t>(length)};
-    if (size > 2) {
-        header[1] = static_cast<std::uint8_t>(0x80 + size - 2);
-        for (std::uint32_t i = 2; i < size; ++i) {
-            header[i] = static_cast<std::uint8_t>(length >> (8 * (size - 1 - i)));
-        }
-    }
-    out->Append(header.data(), size);
+    std::array<std::uint8_t, 6> header;
+    WriteDerHeader(node->tag, node->contentLength, header.data());
+    out->Append(header.data(), HeaderSize(node->contentLength));
     out->Append(node->content.GetData(), node->content.GetSize());
     ++node;
 }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "derlist/der_header.h"
 #include "derlist/der_parser.h"
 #include "foundation/object_id.h"
 
@@ -14,12 +15,22 @@ constexpr std::uint8_t kObjectIdentifier = 0x06;
 
 using Iterator = DerList::const_iterator;
 
-Blob Flatten(Iterator node, Iterator end) {
-    Blob bytes;
-    const std::int32_t depth = node->depth;
+// The sizes are added up first: what the lengths claim may be far more.
+Blob Flatten(Iterator first, Iterator end) {
+    const std::int32_t depth = first->depth;
+    std::uint64_t size = 0;
+    Iterator last = first;
     do {
-        WriteDerNode(node, &bytes);
-    } while (node != end && node->depth > depth);
+        size += HeaderSize(last->contentLength) + last->content.GetSize();
+        ++last;
+    } while (last != end && last->depth > depth);
+
+    Blob bytes(size);
+    std::uint8_t* out = bytes.GetData();
+    for (Iterator node = first; node != last; ++node) {
+        out = WriteDerHeader(node->tag, node->contentLength, out);
+        out = std::ranges::copy(node->content.Bytes(), out).out;
+    }
     return bytes;
 }
 

@@ -4,6 +4,7 @@
 #include <iterator>
 #include <utility>
 
+#include "derlist/der_header.h"
 #include "derlist/parser_core.h"
 #include "derlist/text_armour.h"
 #include "foundation/object_id.h"
@@ -20,17 +21,7 @@ std::size_t WrittenSize(const DerSpan& node) {
 }
 
 std::uint8_t* Write(const DerSpan& node, std::uint8_t* out) {
-    const std::uint32_t headerSize = HeaderSize(node.contentLength);
-    *out++ = node.tag;
-    if (headerSize == 2) {
-        *out++ = static_cast<std::uint8_t>(node.contentLength);
-    } else {
-        *out++ = static_cast<std::uint8_t>(0x80 + headerSize - 2);
-        for (std::uint32_t left = headerSize - 2; left-- > 0;) {
-            *out++ = static_cast<std::uint8_t>(node.contentLength >> (8 * left));
-        }
-    }
-    return std::copy(node.content.begin(), node.content.end(), out);
+    return std::ranges::copy(node.content, WriteDerHeader(node.tag, node.contentLength, out)).out;
 }
 
 Blob WriteAll(std::span<const DerSpan> nodes) {

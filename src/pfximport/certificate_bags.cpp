@@ -3,7 +3,6 @@
 #include <utility>
 
 #include "pfximport/bag_identifiers.h"
-#include "pfximport/bag_walk.h"
 
 namespace pkisdk {
 
@@ -60,17 +59,23 @@ void GetLastNodeContent(const DerSpans& list, Blob* content) {
     }
 }
 
-CertificateBags::CertificateBags(const DerList& content) {
-    BagWalk walk(content, kCertBagOid);
+CertificateBags::CertificateBags(const DerList& content) : walk_(content, kCertBagOid) {}
+
+// False where there is no bag any more.
+bool CertificateBags::IndexNext() {
     DerSpans structure;
-    for (std::size_t place = 0; walk.Next(&structure); ++place) {
-        std::string localKeyId;
-        if (FindLocalKeyId(structure, &localKeyId)) {
-            Bag bag{place, {}};
-            ExtractBagCertificate(structure, &bag.certificate);
-            byLocalKeyId_[localKeyId].push_back(std::move(bag));
-        }
+    isAtEnd_ = isAtEnd_ || !walk_.Next(&structure);
+    if (isAtEnd_) {
+        return false;
     }
+    std::string localKeyId;
+    if (FindLocalKeyId(structure, &localKeyId)) {
+        Bag bag{passed_, {}};
+        ExtractBagCertificate(structure, &bag.certificate);
+        byLocalKeyId_[localKeyId].push_back(std::move(bag));
+    }
+    ++passed_;
+    return true;
 }
 
 CertificateBags::Bags* CertificateBags::BagsWith(const std::string& localKeyId) {
@@ -85,7 +90,10 @@ CertContext CertificateBags::FindForKey(const Blob& localKeyId, std::uint32_t or
         Bags* const byId = BagsWith(wanted);
         Bags* const byNumber = BagsWith(number);
         if (byId == nullptr && byNumber == nullptr) {
-            return {};
+            if (!IndexNext()) {
+                return {};
+            }
+            continue;
         }
         const bool isById = byNumber == nullptr ||
                             (byId != nullptr && byId->front().place <= byNumber->front().place);

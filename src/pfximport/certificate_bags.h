@@ -11,6 +11,7 @@
 #include "derlist/der_spans.h"
 #include "foundation/blob.h"
 #include "pfxcrypto/handle_guards.h"
+#include "pfximport/bag_walk.h"
 
 namespace pkisdk {
 
@@ -18,17 +19,20 @@ namespace pkisdk {
 // blob.
 void GetLastNodeContent(const DerSpans& list, Blob* content);
 
-// Made in one pass over the decrypted content, so that many keys do not each walk it again.
+// Goes over the decrypted content once, however many keys there are, and only as far as their
+// certificates lie.
 class CertificateBags {
   public:
-    // Throws what BagWalk throws.
+    // `content` must outlive the object and not change.
     explicit CertificateBags(const DerList& content);
+    explicit CertificateBags(DerList&&) = delete;
 
     // The certificate that belongs to the key of number `ordinal`, counted from 1, with the
     // identifier `localKeyId`: that of the first bag with the same identifier, or with the key's
     // number in four octets, least significant first, that the platform can decode. One found by
     // the number has to have `localKeyId` for its SHA-1. Empty where there is none. Bags that turn
-    // out to hold nothing are dropped, so that no later key tries them again.
+    // out to hold nothing are dropped, so that no later key tries them again. Throws what BagWalk
+    // throws.
     CertContext FindForKey(const Blob& localKeyId, std::uint32_t ordinal);
 
   private:
@@ -40,8 +44,13 @@ class CertificateBags {
     // In the order of the document.
     using Bags = std::deque<Bag>;
 
+    bool IndexNext();
     Bags* BagsWith(const std::string& localKeyId);
 
+    BagWalk walk_;
+    bool isAtEnd_ = false;
+    // What the walk has passed.
+    std::size_t passed_ = 0;
     std::map<std::string, Bags> byLocalKeyId_;
 };
 

@@ -63,6 +63,25 @@ Bytes DocumentOfHollowBag() {
     return DocumentOfBags({hollow, key.Build()});
 }
 
+// Attributes of an unknown type, and one whose value is not of its type's; a bag whose certificate
+// is none.
+Bytes DocumentOfAttributes() {
+    KeyBag key = FirstKey();
+    key.attributes.push_back(
+        test_support::Attribute("1.3.6.1.4.1.311.17.1", {test_support::Element(0x0C, {'x'})}));
+    key.attributes.push_back(test_support::Attribute("1.3.6.1.4.1.311.17.2", {}));
+    const Bytes leaf = test_support::MakeCertificate("leaf", "ca", 0x7F);
+    const Bytes number = test_support::Element(0x02, {5});
+    const CertificateBag certificate{
+        leaf,
+        {test_support::Attribute("1.2.3.4", {number, test_support::Element(0x01, {0xFF})}),
+         test_support::Attribute("1.2.840.113549.1.9.20", {number}),
+         test_support::LocalKeyId(kFirstId)}};
+    return test_support::DocumentOf({test_support::EncryptedContentInfo(
+                                         {certificate.Build(), CertificateBag{number, {}}.Build()}),
+                                     test_support::PlainContentInfo({key.Build()})});
+}
+
 // The certificates alone, of a type that is not data.
 Bytes DocumentOfOneData() {
     const Bytes data = test_support::Oid("1.2.840.113549.1.7.1");
@@ -107,6 +126,7 @@ int main(int argc, char** argv) {
         folder / "machine-key.pfx",
         DocumentOfBags({SecondKeyWith(test_support::Attribute("1.3.6.1.4.1.311.17.2", {})).Build(),
                         FirstKey().Build()}));
+    Write(folder / "attributes.pfx", DocumentOfAttributes());
     damaged.attributes = {test_support::FriendlyName(u"two\nlines")};
     Write(folder / "two-lines.pfx", DocumentOfKeys(damaged));
     return 0;

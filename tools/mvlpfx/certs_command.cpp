@@ -17,7 +17,7 @@ constexpr char kGetAgain[] = "get the file again, whole";
 nlohmann::ordered_json Describe(PCCERT_CONTEXT certificate) {
     nlohmann::ordered_json row{{"thumbprint", Thumbprint(certificate)},
                                {"subject", SubjectText(certificate)},
-                               {"notAfter", LastDay(certificate)}};
+                               {"notAfter", DayOf(certificate->pCertInfo->NotAfter)}};
     const std::vector<BYTE> record = KeyProvInfo(certificate);
     if (!record.empty()) {
         const auto* const info = reinterpret_cast<const CRYPT_KEY_PROV_INFO*>(record.data());

@@ -47,6 +47,19 @@ std::uint64_t IterationsOf(const asn::PBES2AlgIdentifier& scheme) {
     return count == 0 ? kIterationsForZero : count;
 }
 
+std::uint64_t MacIterations(std::span<const std::uint8_t> document) {
+    const std::uint64_t count = OutlineMac(document).iterations;
+    return count == 0 ? kIterationsForZero : count;
+}
+
+// Throws what the schema throws.
+std::uint64_t ContentIterations(const pkisdk::DerList& document) {
+    EncrContent content;
+    return ReadEncryptedContent(document, &content)
+               ? IterationsOf(content.encrContentInfo.PBES2Sheme)
+               : 0;
+}
+
 // Throws where the restore finds a key's bag malformed.
 void ReadKey(const PfxKeyBag& bag) {
     pkisdk::BagAttributes attributes;
@@ -102,19 +115,25 @@ std::set<std::uint32_t> KeyNumbers(std::span<const std::uint8_t> document) {
 }
 
 std::uint64_t CountIterations(std::span<const std::uint8_t> document) {
-    const MacOutline mac = OutlineMac(document);
-    std::uint64_t count = 2 * (mac.iterations == 0 ? kIterationsForZero : mac.iterations);
     const pkisdk::DerList list = Parse(document);
+    std::uint64_t count = 2 * MacIterations(document);
     try {
-        EncrContent content;
-        if (ReadEncryptedContent(list, &content)) {
-            count += IterationsOf(content.encrContentInfo.PBES2Sheme);
-        }
+        count += ContentIterations(list);
         ForEachKeyBag(list, [&](const PfxKeyBag& bag, std::uint32_t) {
             count += IterationsOf(bag.pfxKeyInfo.PBES2Sheme);
         });
     } catch (const std::exception&) {
         // What throws here throws in the restore too, which ends there.
+    }
+    return count;
+}
+
+std::uint64_t CountContentIterations(std::span<const std::uint8_t> document) {
+    std::uint64_t count = MacIterations(document);
+    try {
+        count += ContentIterations(Parse(document));
+    } catch (const std::exception&) {
+        // Nor will it be decrypted then.
     }
     return count;
 }

@@ -26,6 +26,9 @@ std::set<std::uint32_t> KeyNumbers(std::span<const std::uint8_t> document);
 // for a wrong password.
 std::uint64_t CountIterations(std::span<const std::uint8_t> document);
 
+// Those of the integrity value, once, and of the encrypted content.
+std::uint64_t CountContentIterations(std::span<const std::uint8_t> document);
+
 // What is malformed in an encrypted part, as the reader's own words for it; empty where nothing is.
 std::string FindMalformedPart(std::span<const std::uint8_t> document);
 

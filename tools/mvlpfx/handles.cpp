@@ -83,12 +83,34 @@ std::string ParseThumbprint(const std::string& text) {
     return digits;
 }
 
-std::string SubjectText(PCCERT_CONTEXT certificate) {
-    CERT_NAME_BLOB* const name = &certificate->pCertInfo->Subject;
+namespace {
+
+std::string NameText(CERT_NAME_BLOB* name) {
     const DWORD size = CertNameToStrA(X509_ASN_ENCODING, name, CERT_X500_NAME_STR, nullptr, 0);
     std::string text(size, '\0');
     CertNameToStrA(X509_ASN_ENCODING, name, CERT_X500_NAME_STR, text.data(), size);
     return text.c_str();
+}
+
+}  // namespace
+
+std::string SubjectText(PCCERT_CONTEXT certificate) {
+    return NameText(&certificate->pCertInfo->Subject);
+}
+
+std::string IssuerText(PCCERT_CONTEXT certificate) {
+    return NameText(&certificate->pCertInfo->Issuer);
+}
+
+std::string SerialNumber(PCCERT_CONTEXT certificate) {
+    const CRYPT_INTEGER_BLOB& number = certificate->pCertInfo->SerialNumber;
+    std::string text;
+    for (DWORD i = number.cbData; i-- > 0;) {
+        std::array<char, 3> digits{};
+        std::snprintf(digits.data(), digits.size(), "%02x", number.pbData[i]);
+        text += digits.data();
+    }
+    return text;
 }
 
 bool SubjectContains(PCCERT_CONTEXT certificate, const std::string& text) {
@@ -102,12 +124,11 @@ bool SubjectContains(PCCERT_CONTEXT certificate, const std::string& text) {
            std::wstring::npos;
 }
 
-std::string LastDay(PCCERT_CONTEXT certificate) {
-    SYSTEMTIME end{};
-    RequireCall(FileTimeToSystemTime(&certificate->pCertInfo->NotAfter, &end),
-                "can't read a certificate's end of validity");
+std::string DayOf(const FILETIME& time) {
+    SYSTEMTIME day{};
+    RequireCall(FileTimeToSystemTime(&time, &day), "can't read when a certificate is valid");
     std::array<char, 24> text{};
-    std::snprintf(text.data(), text.size(), "%04d-%02d-%02d", end.wYear, end.wMonth, end.wDay);
+    std::snprintf(text.data(), text.size(), "%04d-%02d-%02d", day.wYear, day.wMonth, day.wDay);
     return text.data();
 }
 

@@ -92,11 +92,16 @@ std::string ParseThumbprint(const std::string& text);
 // The subject as "CN=..., O=...", in the user's encoding.
 std::string SubjectText(PCCERT_CONTEXT certificate);
 
+std::string IssuerText(PCCERT_CONTEXT certificate);
+
+// In hexadecimal digits, most significant first.
+std::string SerialNumber(PCCERT_CONTEXT certificate);
+
 // Whether the text stands in the subject; case counts for nothing.
 bool SubjectContains(PCCERT_CONTEXT certificate, const std::string& text);
 
-// The end of validity, "2026-11-21".
-std::string LastDay(PCCERT_CONTEXT certificate);
+// "2026-11-21", in UTC.
+std::string DayOf(const FILETIME& time);
 
 // The record of the private key, in a block that its pointers point into; empty where there is
 // none.

@@ -1,6 +1,11 @@
+#include <algorithm>
 #include <cstdio>
+#include <optional>
+#include <string>
+#include <utility>
 
 #include "mvlpfx/commands.h"
+#include "mvlpfx/document_contents.h"
 #include "mvlpfx/document_file.h"
 #include "mvlpfx/document_outline.h"
 #include "mvlpfx/password_check.h"
@@ -51,7 +56,8 @@ nlohmann::ordered_json JsonOf(const PartOutline& part) {
     return json;
 }
 
-void PrintJsonOutline(const InfoOptions& options, const DocumentOutline& outline) {
+void PrintJsonOutline(const InfoOptions& options, const DocumentOutline& outline,
+                      const nlohmann::ordered_json& contents) {
     auto report = JsonReport("info");
     report["subject"] = options.file;
     report["exitCode"] = 0;
@@ -70,6 +76,7 @@ void PrintJsonOutline(const InfoOptions& options, const DocumentOutline& outline
     for (const PartOutline& part : outline.parts) {
         report["parts"].push_back(JsonOf(part));
     }
+    report.update(contents);
     PrintJson(report);
 }
 
@@ -89,7 +96,53 @@ std::string Sentence(const EncryptionOutline& encryption) {
     return text;
 }
 
-void PrintTextOutline(const InfoOptions& options, const DocumentOutline& outline) {
+// The fields of a key's row or a certificate's, one a line.
+void PrintFields(const nlohmann::ordered_json& row) {
+    constexpr std::pair<const char*, const char*> kLabels[] = {
+        {"subject", "subject:"},   {"issuer", "issuer:"},         {"serial", "serial:"},
+        {"notBefore", "from:"},    {"notAfter", "until:"},        {"thumbprint", "thumbprint:"},
+        {"friendlyName", "name:"}, {"localKeyId", "identifier:"}, {"certificate", "certificate:"},
+    };
+    for (const auto& [field, label] : kLabels) {
+        if (row.contains(field)) {
+            std::printf("  %-12s %s\n", label, Printable(row[field]).c_str());
+        }
+    }
+    for (const auto& key : row.value("keys", nlohmann::ordered_json::array())) {
+        std::printf("  %-12s %u\n", "key:", key.get<unsigned>());
+    }
+    if (row.value("machine", false)) {
+        std::printf("  for the machine\n");
+    }
+    if (!row.value("readable", true)) {
+        std::printf("  no X.509 certificate; a restore passes over it\n");
+    }
+    for (const auto& attribute : row.value("attributes", nlohmann::ordered_json::array())) {
+        std::printf("  %s", attribute.value("oid", "attribute").c_str());
+        for (const auto& value : attribute["values"]) {
+            std::printf(" %s", value.get_ref<const std::string&>().c_str());
+        }
+        std::printf("\n");
+    }
+}
+
+void PrintTextContents(const nlohmann::ordered_json& contents) {
+    constexpr std::pair<const char*, const char*> kLists[] = {{"keys", "key"},
+                                                              {"certificates", "certificate"}};
+    for (const auto& [list, name] : kLists) {
+        for (const auto& row : contents.value(list, nlohmann::ordered_json::array())) {
+            std::printf("%s %u\n", name, row["number"].get<unsigned>());
+            PrintFields(row);
+        }
+        const auto error = contents.find(std::string(list) + "Error");
+        if (error != contents.end()) {
+            std::printf("%s: can't be read: %s\n", list, Printable((*error)["message"]).c_str());
+        }
+    }
+}
+
+void PrintTextOutline(const InfoOptions& options, const DocumentOutline& outline,
+                      const nlohmann::ordered_json& contents) {
     std::printf("version:   %llu\n", static_cast<unsigned long long>(outline.version));
     if (outline.mac.present) {
         std::printf("integrity: %s%s, %llu iterations, salt of %u bytes, value of %u bytes\n",
@@ -111,6 +164,7 @@ void PrintTextOutline(const InfoOptions& options, const DocumentOutline& outline
                         Sentence(part.encryption).c_str());
         }
     }
+    PrintTextContents(contents);
 }
 
 void PrintTreeReport(const InfoOptions& options, const std::vector<TreeLine>& lines) {
@@ -125,22 +179,39 @@ void PrintTreeReport(const InfoOptions& options, const std::vector<TreeLine>& li
     }
 }
 
+// Nothing where no source is named.
+std::optional<Secret<wchar_t>> CheckNamedPassword(const InfoOptions& options,
+                                                  const std::vector<std::uint8_t>& bytes) {
+    if (!options.password.IsNamed()) {
+        return std::nullopt;
+    }
+    CheckContentIterations(bytes, options.common);
+    return CheckPassword(bytes, options.file, options.password, options.common);
+}
+
+bool HasEncryptedContent(const DocumentOutline& outline) {
+    return std::ranges::any_of(outline.parts, [](const PartOutline& part) {
+        return part.kind == PartKind::kEncryptedContent;
+    });
+}
+
 }  // namespace
 
 void RunInfo(const InfoOptions& options) {
     const auto bytes = ReadDocument(options.file);
-    if (options.password.IsNamed()) {
-        CheckPassword(bytes, options.file, options.password, options.common);
-    }
+    const auto password = CheckNamedPassword(options, bytes);
     if (options.tree) {
         PrintTreeReport(options, TreeOf(bytes));
         return;
     }
     const DocumentOutline outline = OutlineDocument(bytes);
+    const auto contents = password && HasEncryptedContent(outline)
+                              ? DescribeContents(bytes, *password)
+                              : DescribeKeys(bytes);
     if (options.common.json) {
-        PrintJsonOutline(options, outline);
+        PrintJsonOutline(options, outline, contents);
     } else {
-        PrintTextOutline(options, outline);
+        PrintTextOutline(options, outline, contents);
     }
 }
 

@@ -76,6 +76,11 @@ void ThrowVerifyError(std::uint32_t error) {
     throw ToolError(word.exitCode, word.meaning, error, word.advice);
 }
 
+void CheckContentIterations(const std::vector<std::uint8_t>& document,
+                            const CommonOptions& common) {
+    CheckIterations(document, CountContentIterations(document), common.maxIterations);
+}
+
 void CheckRestorable(const std::vector<std::uint8_t>& document, const std::string& file,
                      const PasswordOptions& source, const CommonOptions& common) {
     RequireTwoSources(file, source);
@@ -83,15 +88,16 @@ void CheckRestorable(const std::vector<std::uint8_t>& document, const std::strin
     CheckIterations(document, CountIterations(document), common.maxIterations);
 }
 
-void CheckPassword(const std::vector<std::uint8_t>& bytes, const std::string& file,
-                   const PasswordOptions& source, const CommonOptions& common) {
+Secret<wchar_t> CheckPassword(const std::vector<std::uint8_t>& bytes, const std::string& file,
+                              const PasswordOptions& source, const CommonOptions& common) {
     RequireTwoSources(file, source);
     CheckMac(bytes, common.maxIterations);
-    const auto password = ReadPassword(source, "Password for " + file + ": ");
+    auto password = ReadPassword(source, "Password for " + file + ": ");
     const DWORD error = VerifyDocument(bytes, password, common.quiet);
     if (error != 0) {
         ThrowVerifyError(error);
     }
+    return password;
 }
 
 }  // namespace mvlpfx

@@ -10,12 +10,16 @@
 
 namespace mvlpfx {
 
-// Returns when the password of `source` fits the document in `bytes`, which came from `file`. What
-// would make a derivation pointless or endless is found before the password is asked for: no
+// Answers the password of `source`, which fits the document in `bytes`, which came from `file`.
+// What would make a derivation pointless or endless is found before the password is asked for: no
 // integrity value, a digest that the provider does not know, more iterations than allowed.
 // Throws ToolError with the exit code of the reason.
-void CheckPassword(const std::vector<std::uint8_t>& bytes, const std::string& file,
-                   const PasswordOptions& source, const CommonOptions& common);
+Secret<wchar_t> CheckPassword(const std::vector<std::uint8_t>& bytes, const std::string& file,
+                              const PasswordOptions& source, const CommonOptions& common);
+
+// Throws ToolError where checking the password and decrypting the certificates takes more
+// iterations than allowed.
+void CheckContentIterations(const std::vector<std::uint8_t>& document, const CommonOptions& common);
 
 // What would make a restore pointless or endless, found before the password is asked for: besides
 // the above, more iterations in all derivations together than allowed, and document and password

@@ -5,8 +5,8 @@
 #include "derlist/der_parser.h"
 #include "derlist/der_queries.h"
 #include "foundation/exception.h"
-#include "foundation/wide_to_ansi.h"
 #include "mvlpfx/certificate_walk.h"
+#include "mvlpfx/document_contents.h"
 #include "mvlpfx/document_keys.h"
 #include "mvlpfx/password_check.h"
 #include "mvlpfx/report.h"
@@ -15,7 +15,6 @@
 #include "pfximport/bag_encryption.h"
 #include "pfximport/bag_identifiers.h"
 #include "pfximport/certificate_bags.h"
-#include "pfximport/certificate_import.h"
 #include "schema/pfx_key_bag.h"
 
 namespace mvlpfx {
@@ -28,23 +27,6 @@ void RequireFit(const std::vector<std::uint8_t>& document, const Secret<wchar_t>
     if (error != 0) {
         ThrowVerifyError(error);
     }
-}
-
-// The document's certificates, decrypted into `content` and added to a store in memory.
-OwnedStore DecryptCertificates(const std::vector<std::uint8_t>& document,
-                               const pkisdk::DerList& list, const Secret<wchar_t>& password,
-                               pkisdk::DerList* content) {
-    std::string ansi;
-    pkisdk::WideToAnsi(password.Text().c_str(), &ansi);
-    OwnedStore store(CertOpenStore(CERT_STORE_PROV_MEMORY, 0, 0, 0, nullptr));
-    const bool isDone =
-        store && pkisdk::AddPfxCertsToStore(ansi.c_str(), list, store.Get(), content) != 0;
-    const DWORD error = GetLastError();
-    SecureZeroMemory(ansi.data(), ansi.size());
-    if (!isDone) {
-        ThrowRestoreError(error, document);
-    }
-    return store;
 }
 
 nlohmann::ordered_json DescribeKey(const pkisdk::BagAttributes& attributes, std::uint32_t ordinal,

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 #include <filesystem>
 #include <string>
@@ -68,6 +69,31 @@ TEST(CertCreateCertificateContext, TakesWhatOpensslMadeApart) {
         return ULONGLONG{time.dwHighDateTime} << 32 | time.dwLowDateTime;
     };
     EXPECT_EQ(number(info.NotAfter) - number(info.NotBefore), 3650ull * 86400 * 10'000'000);
+}
+
+// The identifier of the leaf's public key, its first octet (1.2) kept and the six behind it
+// changed.
+std::string KeyOidWith(std::array<BYTE, 6> octets) {
+    CertificateBytes changed = Chain().leaf;
+    const BYTE old[] = {0x06, 0x07, 0x2A, 0x86, 0x48, 0xCE, 0x3D, 0x02, 0x01};
+    const auto found = std::ranges::search(changed, old);
+    std::ranges::copy(octets, found.begin() + 3);
+    const Certificate certificate(changed);
+    return certificate.Get() != nullptr
+               ? certificate->pCertInfo->SubjectPublicKeyInfo.Algorithm.pszObjId
+               : "refused";
+}
+
+TEST(CertCreateCertificateContext, TellsIdentifiersWhateverTheirArcs) {
+    EXPECT_EQ(KeyOidWith({0x00, 0x01, 0x7F, 0x81, 0x00, 0x02}), "1.2.0.1.127.128.2");
+    EXPECT_EQ(KeyOidWith({0x8F, 0xFF, 0xFF, 0xFF, 0x7F, 0x01}), "1.2.4294967295.1");
+    EXPECT_EQ(KeyOidWith({0x90, 0x80, 0x80, 0x80, 0x00, 0x01}), "1.2.4294967296.1");
+    EXPECT_EQ(KeyOidWith({0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0x7F}), "1.2.4398046511103");
+}
+
+TEST(CertCreateCertificateContext, RefusesIdentifiersThatArePaddedOrCut) {
+    EXPECT_EQ(KeyOidWith({0x80, 0x01, 0x01, 0x01, 0x01, 0x01}), "refused");
+    EXPECT_EQ(KeyOidWith({0x01, 0x01, 0x01, 0x01, 0x01, 0x81}), "refused");
 }
 
 TEST(CertCreateCertificateContext, RefusesWhatIsNoCertificate) {

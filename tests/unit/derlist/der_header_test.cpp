@@ -2,7 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <string_view>
+#include <vector>
 
 #include "support/der_outline.h"
 
@@ -200,6 +202,25 @@ TEST_F(ReadDerHeaderTest, WithoutScopeCursorOrNodeIsRefused) {
     EXPECT_EQ(ReadDerHeader(document_, nullptr, &node_), 0);
     EXPECT_EQ(ReadDerHeader(document_, &cursor_, nullptr), 0);
     EXPECT_EQ(ReadDerHeader(document_, &cursor_, &node_), 1);
+}
+
+std::vector<std::uint8_t> Written(std::uint8_t tag, std::uint32_t contentLength) {
+    std::array<std::uint8_t, 6> header{};
+    std::uint8_t* const end = WriteDerHeader(tag, contentLength, header.data());
+    return {header.data(), end};
+}
+
+TEST(WriteDerHeader, TakesTheFewestOctets) {
+    EXPECT_EQ(Written(0x30, 0), FromHex("30 00"));
+    EXPECT_EQ(Written(0x30, 0x7F), FromHex("30 7F"));
+    EXPECT_EQ(Written(0x30, 0x80), FromHex("30 81 80"));
+    EXPECT_EQ(Written(0xA0, 0xFF), FromHex("A0 81 FF"));
+    EXPECT_EQ(Written(0x04, 0x100), FromHex("04 82 01 00"));
+    EXPECT_EQ(Written(0x04, 0xFFFF), FromHex("04 82 FF FF"));
+    EXPECT_EQ(Written(0x04, 0x10000), FromHex("04 83 01 00 00"));
+    EXPECT_EQ(Written(0x04, 0xFFFFFF), FromHex("04 83 FF FF FF"));
+    EXPECT_EQ(Written(0x04, 0x1000000), FromHex("04 84 01 00 00 00"));
+    EXPECT_EQ(Written(0x04, 0xFFFFFFFF), FromHex("04 84 FF FF FF FF"));
 }
 
 }  // namespace

@@ -51,19 +51,22 @@ TEST_F(CertificateBagsTest, TheContentOfTheLastNodeIsCopied) {
 
 TEST_F(CertificateBagsTest, EqualIdentifiersNeedNoHash) {
     const Bytes id(20, 0xAB);
-    CertificateBags bags(Content({Bag(one_, Bytes(20, 0xAC)), Bag(two_, id)}));
+    const DerList content = Content({Bag(one_, Bytes(20, 0xAC)), Bag(two_, id)});
+    CertificateBags bags(content);
     EXPECT_EQ(Found(&bags, id, 1), two_);
     EXPECT_EQ(Calls().Count("CryptHashCertificate"), 0);
 }
 
 TEST_F(CertificateBagsTest, TheNumberFitsAKeyThatHasTheCertificatesHash) {
-    CertificateBags bags(Content({Bag(one_, {1, 0, 0, 0}), Bag(two_, {2, 1, 0, 0})}));
+    const DerList content = Content({Bag(one_, {1, 0, 0, 0}), Bag(two_, {2, 1, 0, 0})});
+    CertificateBags bags(content);
     EXPECT_EQ(Found(&bags, Sha1Of(one_), 1), one_);
     EXPECT_EQ(Found(&bags, Sha1Of(two_), 0x102), two_);
 }
 
 TEST_F(CertificateBagsTest, TheNumberDoesNotFitAKeyWithAnotherIdentifier) {
-    CertificateBags bags(Content({Bag(one_, {1, 0, 0, 0}), Bag(two_, Bytes(20, 7))}));
+    const DerList content = Content({Bag(one_, {1, 0, 0, 0}), Bag(two_, Bytes(20, 7))});
+    CertificateBags bags(content);
     EXPECT_EQ(Found(&bags, Sha1Of(two_), 1), Bytes{});
     EXPECT_EQ(Found(&bags, {}, 1), Bytes{});
     // The bag of the number ends the search before the one that has the identifier.
@@ -72,7 +75,8 @@ TEST_F(CertificateBagsTest, TheNumberDoesNotFitAKeyWithAnotherIdentifier) {
 }
 
 TEST_F(CertificateBagsTest, AHashThatCannotBeComputedDoesNotFit) {
-    CertificateBags bags(Content({Bag(one_, {1, 0, 0, 0})}));
+    const DerList content = Content({Bag(one_, {1, 0, 0, 0})});
+    CertificateBags bags(content);
     const Bytes id = Sha1Of(one_);
     Calls().FailNamed("CryptHashCertificate", 1, test_support::kInjected);
     EXPECT_EQ(Found(&bags, id, 1), Bytes{});
@@ -81,19 +85,22 @@ TEST_F(CertificateBagsTest, AHashThatCannotBeComputedDoesNotFit) {
 
 TEST_F(CertificateBagsTest, ABagWithoutACertificateLeavesTheSearchToTheNext) {
     const Bytes id = {9};
-    CertificateBags bags(Content({Bag({0x30, 0x00}, id), Bag({}, id), Bag(two_, id)}));
+    const DerList content = Content({Bag({0x30, 0x00}, id), Bag({}, id), Bag(two_, id)});
+    CertificateBags bags(content);
     EXPECT_EQ(Found(&bags, id, 1), two_);
     EXPECT_EQ(Found(&bags, id, 2), two_);
 }
 
 TEST_F(CertificateBagsTest, ABagWithoutAnIdentifierFitsNoKey) {
-    CertificateBags bags(Content({CertificateBag{one_, {}}.Build()}));
+    const DerList content = Content({CertificateBag{one_, {}}.Build()});
+    CertificateBags bags(content);
     EXPECT_EQ(Found(&bags, {}, 1), Bytes{});
     EXPECT_EQ(Found(&bags, Sha1Of(one_), 1), Bytes{});
 }
 
 TEST_F(CertificateBagsTest, AnIdentifierWithoutOctetsFitsAKeyWithoutOne) {
-    CertificateBags bags(Content({Bag(one_, {})}));
+    const DerList content = Content({Bag(one_, {})});
+    CertificateBags bags(content);
     EXPECT_EQ(Found(&bags, {}, 1), one_);
 }
 
@@ -101,7 +108,8 @@ TEST_F(CertificateBagsTest, AnIdentifierWithoutOctetsFitsAKeyWithoutOne) {
 TEST_F(CertificateBagsTest, ABagThatDoesNotDecodeIsTriedOnce) {
     constexpr int kBags = 50;
     const std::vector<Bytes> broken(kBags, Bag({0x30, 0x00}, {9}));
-    CertificateBags bags(Content(broken));
+    const DerList content = Content(broken);
+    CertificateBags bags(content);
     for (std::uint32_t ordinal = 1; ordinal <= 10; ++ordinal) {
         EXPECT_EQ(Found(&bags, {9}, ordinal), Bytes{});
     }

@@ -1,0 +1,229 @@
+#include "mvlpfx/document_contents.h"
+
+#include <exception>
+
+#include "asn/asn_object_readable.h"
+#include "derlist/der_parser.h"
+#include "derlist/der_queries.h"
+#include "foundation/exception.h"
+#include "foundation/wide_to_ansi.h"
+#include "mvlpfx/document_keys.h"
+#include "mvlpfx/error_words.h"
+#include "mvlpfx/exit_codes.h"
+#include "mvlpfx/node_tree.h"
+#include "mvlpfx/restore_error.h"
+#include "pfximport/bag_attributes.h"
+#include "pfximport/bag_identifiers.h"
+#include "pfximport/bag_walk.h"
+#include "pfximport/certificate_bags.h"
+#include "pfximport/certificate_import.h"
+#include "schema/attributes_set.h"
+#include "schema/pfx_key_bag.h"
+
+namespace mvlpfx {
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+template <typename Octets>
+std::string Hex(const Octets& octets) {
+    constexpr char kDigits[] = "0123456789ABCDEF";
+    std::string text;
+    for (const std::uint8_t octet : octets) {
+        text += kDigits[octet >> 4];
+        text += kDigits[octet & 0x0F];
+    }
+    return text;
+}
+
+pkisdk::DerList Parse(const std::vector<std::uint8_t>& document) {
+    pkisdk::DerList list;
+    pkisdk::ParseDerList(document.data(), static_cast<std::int32_t>(document.size()), &list);
+    return list;
+}
+
+bool IsKnownAttribute(const std::string& oid) {
+    return oid == pkisdk::kLocalKeyIdOid || oid == pkisdk::kFriendlyNameOid ||
+           oid == pkisdk::kMachineKeySetOid;
+}
+
+// An attribute whose value is not what its type says is shown like one of an unknown type.
+bool ReadKnownAttribute(const pkisdk::Blob& encoded, pkisdk::BagAttributes* read) {
+    try {
+        return pkisdk::ReadBagAttributes({encoded}, read) == 0;
+    } catch (const std::exception&) {
+        return false;
+    }
+}
+
+Json DescribeAttribute(const pkisdk::Blob& encoded, std::string* oid) {
+    pkisdk::asn::AttributesSet attribute;
+    try {
+        attribute.DeserializeFromAsnObject(pkisdk::asn::AsnObjectReadable::FromBlob(encoded),
+                                           "attribute");
+    } catch (const std::exception&) {
+        return {{"values", {Hex(encoded.Bytes())}}};
+    }
+    attribute.oid.GetText(oid);
+    Json values = Json::array();
+    for (const pkisdk::Blob& value : attribute.values) {
+        values.push_back(Hex(value.Bytes()));
+    }
+    return {{"oid", *oid}, {"values", std::move(values)}};
+}
+
+void AddAttributes(const std::list<pkisdk::Blob>& attributes, Json* row,
+                   pkisdk::BagAttributes* known) {
+    Json others = Json::array();
+    for (const pkisdk::Blob& encoded : attributes) {
+        std::string oid;
+        Json attribute = DescribeAttribute(encoded, &oid);
+        if (!IsKnownAttribute(oid) || !ReadKnownAttribute(encoded, known)) {
+            others.push_back(std::move(attribute));
+        }
+    }
+    if (known->containerName) {
+        (*row)["friendlyName"] = *known->containerName;
+    }
+    if (!known->localKeyId.IsEmpty()) {
+        (*row)["localKeyId"] = Hex(known->localKeyId.Bytes());
+    }
+    if (known->isMachineKey) {
+        (*row)["machine"] = true;
+    }
+    if (!others.empty()) {
+        (*row)["attributes"] = std::move(others);
+    }
+}
+
+// Adds the keys' rows; `bags` is null without the certificates.
+void AddKeys(const pkisdk::DerList& document, pkisdk::CertificateBags* bags, Json* report) {
+    Json& rows = (*report)["keys"] = Json::array();
+    try {
+        ForEachKeyBag(document, [&](const PfxKeyBag& bag, std::uint32_t ordinal) {
+            Json row{{"number", ordinal}};
+            pkisdk::BagAttributes known;
+            AddAttributes(bag.atributes, &row, &known);
+            if (bags != nullptr) {
+                const auto certificate = bags->FindForKey(known.localKeyId, ordinal);
+                if (certificate) {
+                    row["certificate"] = Thumbprint(certificate.Get());
+                }
+            }
+            rows.push_back(std::move(row));
+        });
+    } catch (const pkisdk::Exception& error) {
+        (*report)["keysError"] = {{"message", error.what()}};
+    }
+}
+
+// SafeBag ::= SEQUENCE { bagId, [0] bagValue, bagAttributes SET OF Attribute OPTIONAL }
+std::list<pkisdk::Blob> AttributesOf(const pkisdk::DerList& bag) {
+    constexpr std::uint8_t kSet = 0x31;
+    const NodeTree tree(bag);
+    const std::size_t set = tree.Child(tree.Root(), 2);
+    std::list<pkisdk::Blob> attributes;
+    if (tree.HasTag(set, kSet)) {
+        for (const std::size_t attribute : tree.Children(set)) {
+            pkisdk::FlattenSubtree(bag, static_cast<std::int32_t>(attribute),
+                                   &attributes.emplace_back());
+        }
+    }
+    return attributes;
+}
+
+// The numbers of the keys to which the certificate would be tied.
+Json KeysOf(const std::string& thumbprint, const Json& keys) {
+    Json numbers = Json::array();
+    for (const Json& key : keys) {
+        if (key.value("certificate", "") == thumbprint) {
+            numbers.push_back(key["number"]);
+        }
+    }
+    return numbers;
+}
+
+Json DescribeCertificate(const pkisdk::DerList& bag, std::uint32_t ordinal, const Json& keys) {
+    pkisdk::Blob flat;
+    pkisdk::FlattenSubtree(bag, 0, &flat);
+    pkisdk::DerSpans spans;
+    pkisdk::Blob encoded;
+    if (spans.Parse(std::move(flat))) {
+        pkisdk::ExtractBagCertificate(spans, &encoded);
+    }
+    const OwnedCertificate certificate(CertCreateCertificateContext(
+        X509_ASN_ENCODING, encoded.GetData(), static_cast<DWORD>(encoded.GetSize())));
+    Json row{{"number", ordinal}};
+    if (certificate) {
+        const CERT_INFO& info = *certificate.Get()->pCertInfo;
+        const std::string thumbprint = Thumbprint(certificate.Get());
+        row["subject"] = SubjectText(certificate.Get());
+        row["issuer"] = IssuerText(certificate.Get());
+        row["serial"] = SerialNumber(certificate.Get());
+        row["notBefore"] = DayOf(info.NotBefore);
+        row["notAfter"] = DayOf(info.NotAfter);
+        row["thumbprint"] = thumbprint;
+        row["keys"] = KeysOf(thumbprint, keys);
+    } else {
+        row["readable"] = false;
+    }
+    pkisdk::BagAttributes known;
+    AddAttributes(AttributesOf(bag), &row, &known);
+    return row;
+}
+
+void AddCertificates(const pkisdk::DerList& content, Json* report) {
+    Json rows = Json::array();
+    pkisdk::BagWalk walk(content, pkisdk::kCertBagOid);
+    pkisdk::DerList bag;
+    for (std::uint32_t ordinal = 1; walk.Next(&bag); ++ordinal) {
+        rows.push_back(DescribeCertificate(bag, ordinal, (*report)["keys"]));
+    }
+    (*report)["certificates"] = std::move(rows);
+}
+
+}  // namespace
+
+OwnedStore DecryptCertificates(const std::vector<std::uint8_t>& document,
+                               const pkisdk::DerList& list, const Secret<wchar_t>& password,
+                               pkisdk::DerList* content) {
+    std::string ansi;
+    pkisdk::WideToAnsi(password.Text().c_str(), &ansi);
+    OwnedStore store(CertOpenStore(CERT_STORE_PROV_MEMORY, 0, 0, 0, nullptr));
+    const bool isDone =
+        store && pkisdk::AddPfxCertsToStore(ansi.c_str(), list, store.Get(), content) != 0;
+    const DWORD error = GetLastError();
+    SecureZeroMemory(ansi.data(), ansi.size());
+    if (!isDone) {
+        ThrowRestoreError(error, document);
+    }
+    return store;
+}
+
+nlohmann::ordered_json DescribeKeys(const std::vector<std::uint8_t>& document) {
+    Json report;
+    AddKeys(Parse(document), nullptr, &report);
+    return report;
+}
+
+nlohmann::ordered_json DescribeContents(const std::vector<std::uint8_t>& document,
+                                        const Secret<wchar_t>& password) {
+    const pkisdk::DerList list = Parse(document);
+    Json report;
+    try {
+        pkisdk::DerList content;
+        DecryptCertificates(document, list, password, &content);
+        pkisdk::CertificateBags bags(content);
+        AddKeys(list, &bags, &report);
+        AddCertificates(content, &report);
+    } catch (const ToolError& error) {
+        AddKeys(list, nullptr, &report);
+        report["certificatesError"] = {{"message", error.what()},
+                                       {"errorWord", HexWord(error.errorWord)},
+                                       {"errorName", NameOfErrorWord(error.errorWord)}};
+    }
+    return report;
+}
+
+}  // namespace mvlpfx
