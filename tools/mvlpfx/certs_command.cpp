@@ -6,6 +6,7 @@
 #include "mvlpfx/error_words.h"
 #include "mvlpfx/exit_codes.h"
 #include "mvlpfx/handles.h"
+#include "mvlpfx/interruption.h"
 #include "mvlpfx/report.h"
 
 namespace mvlpfx {
@@ -146,7 +147,9 @@ void RunAddCerts(const CertsOptions& options) {
     const std::vector<OwnedCertificate> certificates = Decode(ReadCertificates(options.file));
     const OwnedStore store = OpenSystemStore(options.store, options.machine);
     auto added = nlohmann::ordered_json::array();
+    DeferSignals();
     for (const OwnedCertificate& certificate : certificates) {
+        ThrowIfInterrupted();
         Add(store.Get(), certificate.Get(), options, added);
         added.push_back(Thumbprint(certificate.Get()));
         if (!options.common.json && !options.common.quiet) {
@@ -169,6 +172,7 @@ void RunDeleteCert(const CertsOptions& options) {
     PCCERT_CONTEXT certificate = CertFindCertificateInStore(store.Get(), X509_ASN_ENCODING, 0,
                                                             CERT_FIND_SHA1_HASH, &blob, nullptr);
     RequireCall(certificate != nullptr, "no such certificate in " + options.store);
+    DeferSignals();
     // The call frees the context whatever it answers.
     RequireCall(CertDeleteCertificateFromStore(certificate),
                 "can't delete the certificate from " + options.store);

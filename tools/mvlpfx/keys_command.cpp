@@ -5,6 +5,7 @@
 #include "mvlpfx/error_words.h"
 #include "mvlpfx/exit_codes.h"
 #include "mvlpfx/handles.h"
+#include "mvlpfx/interruption.h"
 #include "mvlpfx/key_algorithms.h"
 #include "mvlpfx/report.h"
 #include "platform/csp_parameters.h"
@@ -106,6 +107,7 @@ void RunListKeys(const KeysOptions& options) {
 }
 
 void RunDeleteKey(const KeysOptions& options) {
+    DeferSignals();
     OwnedContext none;
     RequireCall(AcquireContext(options.name.c_str(), CRYPT_DELETEKEYSET, options.machine, &none),
                 "can't delete the container '" + options.name + "'");

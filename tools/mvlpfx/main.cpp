@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "mvlpfx/commands.h"
+#include "mvlpfx/interruption.h"
 #include "mvlpfx/process.h"
 #include "mvlpfx/report.h"
 
@@ -77,6 +78,10 @@ int Run(const std::string& command, const std::string& subject, Command run,
         return static_cast<int>(ExitCode::kDone);
     } catch (const mvlpfx::ToolError& error) {
         return fail(error);
+    } catch (const mvlpfx::Interrupted& interrupted) {
+        // What is left to do is to end by that signal.
+        constexpr int kOfSignals = 128;
+        return kOfSignals + interrupted.signal;
     } catch (const std::bad_alloc&) {
         return fail({ExitCode::kOther, "out of memory"});
     } catch (const std::exception& error) {
@@ -280,5 +285,7 @@ int main(int argc, char** argv) {
     } catch (const CLI::ParseError& error) {
         return error.get_exit_code() == 0 ? app.exit(error) : FailToParse(app, error, argc, argv);
     }
-    return runner();
+    const int code = runner();
+    mvlpfx::DeliverSignals();
+    return code;
 }

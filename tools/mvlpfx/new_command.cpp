@@ -8,6 +8,7 @@
 #include "mvlpfx/error_words.h"
 #include "mvlpfx/exit_codes.h"
 #include "mvlpfx/handles.h"
+#include "mvlpfx/interruption.h"
 #include "mvlpfx/key_algorithms.h"
 #include "mvlpfx/report.h"
 #include "mvlpfx/self_signed.h"
@@ -136,6 +137,7 @@ void RunNew(const NewOptions& options) {
     if (options.pin.IsNamed()) {
         pin.emplace(ReadPin(options.pin));
     }
+    DeferSignals();
     NewContainer container(name, options.machine);
     if (pin) {
         SetPin(container.Get(), *pin);
@@ -145,6 +147,7 @@ void RunNew(const NewOptions& options) {
         SignCertificate(container.Get(), options, std::move(subject));
     RequireCall(CryptSetKeyParam(key.Get(), KP_CERTIFICATE, certificate.Get()->pbCertEncoded, 0),
                 "can't put the certificate beside the key");
+    ThrowIfInterrupted();
     RequireCall(CertAddCertificateContextToStore(store.Get(), certificate.Get(), CERT_STORE_ADD_NEW,
                                                  nullptr),
                 "can't put the certificate into MY");

@@ -10,6 +10,7 @@
 
 #include "mvlpfx/error_words.h"
 #include "mvlpfx/exit_codes.h"
+#include "mvlpfx/interruption.h"
 #include "state/state_files.h"
 
 namespace mvlpfx {
@@ -72,8 +73,10 @@ class TemporaryFile {
 }  // namespace
 
 void WriteOutputFile(const std::string& path, std::span<const std::uint8_t> bytes, bool replaces) {
+    DeferSignals();
     TemporaryFile file(path);
     file.Write(bytes);
+    ThrowIfInterrupted();
     file.TakeName(replaces);
 }
 

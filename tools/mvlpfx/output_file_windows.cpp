@@ -1,5 +1,6 @@
 #include "mvlpfx/exit_codes.h"
 #include "mvlpfx/handles.h"
+#include "mvlpfx/interruption.h"
 #include "mvlpfx/output_file.h"
 #include "state/file_security_windows.h"
 
@@ -80,8 +81,10 @@ class TemporaryFile {
 }  // namespace
 
 void WriteOutputFile(const std::string& path, std::span<const std::uint8_t> bytes, bool replaces) {
+    DeferSignals();
     TemporaryFile file(path);
     file.Write(bytes);
+    ThrowIfInterrupted();
     file.TakeName(replaces);
 }
 

@@ -2,6 +2,7 @@
 
 #include "mvlpfx/commands.h"
 #include "mvlpfx/error_words.h"
+#include "mvlpfx/interruption.h"
 #include "mvlpfx/mvlpfx.h"
 #include "mvlpfx/report.h"
 
@@ -29,6 +30,7 @@ void Report(const RegistrationOptions& options, const char* command, bool isRegi
 }  // namespace
 
 void RunRegister(const RegistrationOptions& options) {
+    DeferSignals();
     const HRESULT result = DllRegisterServer();
     if (result < 0) {
         const ErrorWord word = DescribePlaceWord(static_cast<std::uint32_t>(result));
@@ -39,6 +41,7 @@ void RunRegister(const RegistrationOptions& options) {
 }
 
 void RunUnregister(const RegistrationOptions& options) {
+    DeferSignals();
     DllUnregisterServer();
     Report(options, "unregister", false, "done; entries made by register stay");
 }

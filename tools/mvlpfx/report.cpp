@@ -3,6 +3,7 @@
 #include <cstdio>
 
 #include "mvlpfx/error_words.h"
+#include "mvlpfx/interruption.h"
 
 namespace mvlpfx {
 
@@ -37,7 +38,11 @@ std::string Printable(std::string text) {
     return text;
 }
 
-void PrintJson(const nlohmann::ordered_json& report) {
+void PrintJson(nlohmann::ordered_json report) {
+    if (const int signal = PendingSignal(); signal != 0) {
+        constexpr int kOfSignals = 128;
+        report["exitCode"] = kOfSignals + signal;
+    }
     // A file name may hold bytes that are no UTF-8, which JSON can't.
     const std::string text =
         report.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);

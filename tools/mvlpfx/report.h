@@ -18,8 +18,8 @@ void AddFailure(nlohmann::ordered_json* report, const ToolError& error);
 // others' words, and must not reach a terminal as commands.
 std::string Printable(std::string text);
 
-// One line of JSON on standard output.
-void PrintJson(const nlohmann::ordered_json& report);
+// One line of JSON on standard output. A signal that waits to end the process has its exit code.
+void PrintJson(nlohmann::ordered_json report);
 
 // A failure: on standard error what happened, what else there is to tell and what to do; or a
 // report on standard output for --json. `subject` is the file or object at which the command

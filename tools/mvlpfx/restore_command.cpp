@@ -7,6 +7,7 @@
 #include "mvlpfx/container_names.h"
 #include "mvlpfx/document_file.h"
 #include "mvlpfx/handles.h"
+#include "mvlpfx/interruption.h"
 #include "mvlpfx/mvlpfx.h"
 #include "mvlpfx/password_check.h"
 #include "mvlpfx/report.h"
@@ -158,6 +159,9 @@ void RunRestore(const RestoreOptions& options) {
     }
     const std::vector<std::string> before = AllContainers();
     DWORD error = 0;
+    // The module takes nothing back, so what it has begun is ended, and told, before a signal ends
+    // the process.
+    DeferSignals();
     const OwnedStore store = Restore(options, &document, password, &error);
     const std::vector<std::string> made = NewContainers(before, AllContainers());
     if (!store) {
