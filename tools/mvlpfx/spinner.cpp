@@ -17,6 +17,7 @@ namespace {
 void Watch(std::future<void>* done) {
     using namespace std::chrono_literals;
     constexpr std::array kFrames = {'|', '/', '-', '\\'};
+    constexpr char kText[] = "deriving the key";
     constexpr std::size_t kQuietFrames = 10;
     const bool hasSpinner = isatty(STDERR_FILENO) != 0;
     bool isTold = false;
@@ -27,11 +28,11 @@ void Watch(std::future<void>* done) {
             isTold = true;
         }
         if (hasSpinner && frame >= kQuietFrames) {
-            std::fprintf(stderr, "\rderiving the key %c", kFrames[frame % kFrames.size()]);
+            std::fprintf(stderr, "\r%s %c", kText, kFrames[frame % kFrames.size()]);
         }
     }
     if (hasSpinner && frame > kQuietFrames) {
-        std::fputs("\r\033[K", stderr);
+        std::fprintf(stderr, "\r%*s\r", int{sizeof(kText)} + 1, "");
     }
 }
 
