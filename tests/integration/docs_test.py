@@ -38,6 +38,16 @@ def options_of(subcommand):
     return set(re.findall(r"--[a-z][a-z-]*", run(subcommand, "--help")))
 
 
+class Help(unittest.TestCase):
+    def test_every_subcommand_shows_an_example_of_itself(self):
+        for words in [[name] for name in SUBCOMMANDS] + [
+                ["keys", "list"], ["keys", "delete"], ["certs", "list"], ["certs", "add"],
+                ["certs", "delete"]]:
+            said = run(*words, "--help")
+            example = said[said.index("\nExample"):]
+            self.assertIn(" ".join(["mvlpfx", words[0]]), example)
+
+
 class Completions(unittest.TestCase):
     folder = DOCS.parent / "packaging" / "completions"
 

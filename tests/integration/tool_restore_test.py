@@ -25,17 +25,16 @@ class Restore(Profile):
         return self.report("keys")["containers"]
 
     def test_every_container_and_certificate_is_listed_with_its_place(self):
-        out = self.restore(0, "untied.pfx", err="1 of the keys belong to none")
+        out = self.restore(0, "untied.pfx")
         self.assertRegex(out, re.compile(
             r"\Acontainer    kept\n"
             r"container    rnd-\S+\n"
             r"certificate  [0-9a-f]{40}  key  MY        CN=leaf\n"
-            r"certificate  [0-9a-f]{40}  -    ROOT      CN=ca\n\Z"))
+            r"certificate  [0-9a-f]{40}  -    ROOT      CN=ca\n"
+            r"1 of the keys belong to none of the certificates\n\Z"))
 
-    def test_a_key_without_a_certificate_is_warned_of_and_counted(self):
-        said = self.restore(0, "untied.pfx", "--quiet",
-                            err="1 of the keys belong to none of the certificates")
-        self.assertEqual(said, "")
+    def test_a_key_without_a_certificate_is_counted(self):
+        self.assertEqual(self.restore(0, "untied.pfx", "--quiet"), "")
         report = self.report("restore", "untied.pfx", "--pass-file", "password")
         self.assertEqual(report["keysWithoutCertificate"], 1)
 
@@ -81,7 +80,7 @@ class Restore(Profile):
             r"would restore key 2  no certificate\n"
             r"would restore certificate  \1  CN=leaf\n"
             r"would restore certificate  [0-9a-f]{40}  CN=ca\n\Z"))
-        self.assertEqual(self.restore(0, "untied.pfx", "--dry-run", "--quiet"), "")
+        self.assertEqual(self.restore(0, "untied.pfx", "--dry-run", "--quiet"), out)
         self.assertEqual(self.containers(), [])
 
     def test_a_dry_run_fails_where_the_restore_would_and_makes_nothing(self):
@@ -130,7 +129,7 @@ class Restore(Profile):
         self.stores_fail(r"certificate  [0-9a-f]{40}  key  MY        CN=leaf\n")
 
     def test_a_key_that_is_meant_for_the_machine_leaves_its_certificate_to_the_user(self):
-        out = self.restore(0, "machine-key.pfx", err="1 of the keys belong to none")
+        out = self.restore(0, "machine-key.pfx")
         self.assertRegex(out, re.compile(
             r"\Acontainer    kept \(machine\)\n"
             r"container    rnd-\S+ \(machine\)\n"

@@ -116,9 +116,10 @@ class Verify(unittest.TestCase):
         self.expect(run("verify", "-", "--pass-stdin", stdin=b"x"), 2, "", "standard input")
 
     def test_malformed_documents(self):
-        for content in (b"", b"hello, world", DOCUMENT.read_bytes()[:-30]):
+        for content, said in ((b"", "the file is empty"), (b"hello, world", "not a PFX document"),
+                              (DOCUMENT.read_bytes()[:-30], "cut off")):
             self.expect(run("verify", self.file("bad", content), "--pass-file", PASSWORD_FILE), 4,
-                        "", "no integrity value")
+                        "", said)
 
     def test_unknown_digest(self):
         oid = bytes.fromhex("06082a85030701010202")

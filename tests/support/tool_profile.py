@@ -41,11 +41,15 @@ class Profile(unittest.TestCase):
         path.write_bytes(content if isinstance(content, bytes) else content.encode())
         return path
 
-    def run_tool(self, *args, home=None, stdin=b"", env=None, **more):
-        environment = {**os.environ, "VELMORIX_HOME": str(home or self.home),
-                       "VELMORIX_MACHINE_HOME": str(self.folder / "machine"), **(env or {})}
-        return subprocess.run([self.tool, *map(str, args)], input=stdin, capture_output=True,
-                              check=False, cwd=self.folder, env=environment, **more)
+    def environment(self, home=None, env=None):
+        return {**os.environ, "VELMORIX_HOME": str(home or self.home),
+                "VELMORIX_MACHINE_HOME": str(self.folder / "machine"), **(env or {})}
+
+    def run_tool(self, *args, home=None, stdin=b"", env=None, before=(), **more):
+        """`before` is a command that runs the tool."""
+        return subprocess.run([*before, self.tool, *map(str, args)], input=stdin,
+                              capture_output=True, check=False, cwd=self.folder,
+                              env=self.environment(home, env), **more)
 
     def expect(self, code, *args, err=None, **more):
         """What the tool prints when it ends with that code; `err` stands in what it complains."""

@@ -6,11 +6,14 @@
 #include "mvlpfx/error_words.h"
 #include "mvlpfx/exit_codes.h"
 #include "mvlpfx/handles.h"
+#include "mvlpfx/interruption.h"
 #include "mvlpfx/report.h"
 
 namespace mvlpfx {
 
 namespace {
+
+constexpr char kGetAgain[] = "get the file again, whole";
 
 nlohmann::ordered_json Describe(PCCERT_CONTEXT certificate) {
     nlohmann::ordered_json row{{"thumbprint", Thumbprint(certificate)},
@@ -46,7 +49,8 @@ std::vector<BYTE> NextArmoured(std::string_view* text) {
     if (end == text->npos ||
         CryptStringToBinaryA(armoured.data(), length, CRYPT_STRING_BASE64HEADER, nullptr, &size,
                              nullptr, nullptr) == FALSE) {
-        throw ToolError(ExitCode::kMalformed, "a PEM block is not closed or holds no base64");
+        throw ToolError(ExitCode::kMalformed, "a PEM block is not closed or holds no base64", 0,
+                        kGetAgain);
     }
     std::vector<BYTE> encoded(size);
     CryptStringToBinaryA(armoured.data(), length, CRYPT_STRING_BASE64HEADER, encoded.data(), &size,
@@ -71,7 +75,9 @@ std::vector<std::vector<BYTE>> ReadCertificates(const std::string& file) {
         }
     }
     if (certificates.empty()) {
-        throw ToolError(ExitCode::kMalformed, "no certificate in it, neither DER nor PEM");
+        throw ToolError(ExitCode::kMalformed, "no certificate in it, neither DER nor PEM", 0,
+                        "name a .cer, .crt or .pem file of a certificate; 'mvlpfx restore' takes "
+                        "those of a document");
     }
     return certificates;
 }
@@ -85,7 +91,7 @@ std::vector<OwnedCertificate> Decode(const std::vector<std::vector<BYTE>>& encod
             throw ToolError(ExitCode::kMalformed,
                             "certificate " + std::to_string(certificates.size()) +
                                 " of it is no X.509 certificate",
-                            GetLastError());
+                            GetLastError(), kGetAgain);
         }
     }
     return certificates;
@@ -99,17 +105,35 @@ std::vector<BYTE> HashOf(const std::string& thumbprint) {
     return hash;
 }
 
+// `added` is what was added before.
+void Add(HCERTSTORE store, PCCERT_CONTEXT certificate, const CertsOptions& options,
+         const nlohmann::ordered_json& added) {
+    try {
+        RequireCall(CertAddCertificateContextToStore(store, certificate,
+                                                     CERT_STORE_ADD_USE_EXISTING, nullptr),
+                    "can't put a certificate into " + options.store);
+    } catch (ToolError& error) {
+        error.facts = {{"store", options.store}, {"added", added}};
+        throw;
+    }
+}
+
 }  // namespace
 
 void RunListCerts(const CertsOptions& options) {
     const OwnedStore store = OpenSystemStore(options.store, options.machine);
     auto rows = nlohmann::ordered_json::array();
-    ForEachCertificate(store.Get(), options.store, [&](PCCERT_CONTEXT certificate) {
-        rows.push_back(Describe(certificate));
-        if (!options.common.json) {
-            PrintRow(rows.back());
-        }
-    });
+    try {
+        ForEachCertificate(store.Get(), options.store, [&](PCCERT_CONTEXT certificate) {
+            rows.push_back(Describe(certificate));
+            if (!options.common.json) {
+                PrintRow(rows.back());
+            }
+        });
+    } catch (ToolError& error) {
+        error.facts = {{"store", options.store}, {"certificates", std::move(rows)}};
+        throw;
+    }
     if (options.common.json) {
         auto report = JsonReport("certs");
         report["exitCode"] = 0;
@@ -123,10 +147,10 @@ void RunAddCerts(const CertsOptions& options) {
     const std::vector<OwnedCertificate> certificates = Decode(ReadCertificates(options.file));
     const OwnedStore store = OpenSystemStore(options.store, options.machine);
     auto added = nlohmann::ordered_json::array();
+    DeferSignals();
     for (const OwnedCertificate& certificate : certificates) {
-        RequireCall(CertAddCertificateContextToStore(store.Get(), certificate.Get(),
-                                                     CERT_STORE_ADD_USE_EXISTING, nullptr),
-                    "can't put a certificate into " + options.store);
+        ThrowIfInterrupted();
+        Add(store.Get(), certificate.Get(), options, added);
         added.push_back(Thumbprint(certificate.Get()));
         if (!options.common.json && !options.common.quiet) {
             std::printf("%s\n", added.back().get_ref<const std::string&>().c_str());
@@ -148,6 +172,7 @@ void RunDeleteCert(const CertsOptions& options) {
     PCCERT_CONTEXT certificate = CertFindCertificateInStore(store.Get(), X509_ASN_ENCODING, 0,
                                                             CERT_FIND_SHA1_HASH, &blob, nullptr);
     RequireCall(certificate != nullptr, "no such certificate in " + options.store);
+    DeferSignals();
     // The call frees the context whatever it answers.
     RequireCall(CertDeleteCertificateFromStore(certificate),
                 "can't delete the certificate from " + options.store);

@@ -99,8 +99,8 @@ void RunRestore(const RestoreOptions& options);
 // Makes a key in a new container and a certificate that it signs itself, tied to it in "MY".
 void RunNew(const NewOptions& options);
 
-// Answers kProvider, having listed the rest, where files are no readable containers.
-ExitCode RunListKeys(const KeysOptions& options);
+// Lists the rest too where files are no readable containers, before it throws.
+void RunListKeys(const KeysOptions& options);
 // Deletes a container with its keys, for good. Certificates stay.
 void RunDeleteKey(const KeysOptions& options);
 

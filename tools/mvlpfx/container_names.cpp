@@ -1,6 +1,7 @@
 #include "mvlpfx/container_names.h"
 
 #include "mvlpfx/handles.h"
+#include "platform/csp_parameters.h"
 
 namespace mvlpfx {
 
@@ -28,6 +29,13 @@ std::vector<std::string> ContainerNames(bool machine) {
     RequireCall(AcquireContext(nullptr, CRYPT_VERIFYCONTEXT, machine, &context),
                 "can't reach the provider");
     return Enumerate(context.Get(), PP_ENUMCONTAINERS);
+}
+
+std::string ContainerFolder(bool machine) {
+    OwnedContext context;
+    return AcquireContext(nullptr, CRYPT_VERIFYCONTEXT, machine, &context)
+               ? TextParameter(context.Get(), PP_CONTAINER_FILE)
+               : "";
 }
 
 }  // namespace mvlpfx

@@ -148,7 +148,9 @@ OwnedStore Gather(const CreateOptions& options) {
         }
     });
     if (count == 0) {
-        throw ToolError(ExitCode::kOther, "no certificate of MY is meant by this");
+        throw ToolError(ExitCode::kOther, "no certificate of MY is meant by this", 0,
+                        "'mvlpfx certs' lists them; name one with --subject, --thumbprint or "
+                        "--container, or make one with 'mvlpfx new'");
     }
     return gathered;
 }
@@ -171,12 +173,33 @@ std::vector<std::uint8_t> CreateDocument(HCERTSTORE store, const Secret<wchar_t>
     }
 }
 
+// A certificate whose key can't be reached, and the reason: 0 where the provider has none.
+struct Keyless {
+    std::string thumbprint;
+    std::string subject;
+    DWORD reason;
+};
+
 struct Contents {
     std::size_t certificates = 0;
     std::size_t keys = 0;
-    // Certificates whose key was left out.
-    std::vector<std::string> keyless;
+    std::vector<Keyless> keyless;
 };
+
+// Reaches for the key as the module did.
+DWORD ReasonOf(PCCERT_CONTEXT certificate) {
+    HCRYPTPROV provider = 0;
+    DWORD keySpec = 0;
+    BOOL isCallers = FALSE;
+    if (CryptAcquireCertificatePrivateKey(certificate, CRYPT_ACQUIRE_USE_PROV_INFO_FLAG, nullptr,
+                                          &provider, &keySpec, &isCallers) == FALSE) {
+        return GetLastError();
+    }
+    if (isCallers != FALSE) {
+        CryptReleaseContext(provider, 0);
+    }
+    return 0;
+}
 
 // A number without a key would keep the keys behind it from finding their certificates in a
 // restore, so what has no key is not numbered.
@@ -198,21 +221,47 @@ Contents CompareWith(HCERTSTORE store, const std::vector<std::uint8_t>& document
     ForEachCertificate(store, "memory", [&](PCCERT_CONTEXT certificate) {
         ++contents.certificates;
         if (!KeyProvInfo(certificate).empty() && !numbers.contains(++number)) {
-            contents.keyless.push_back(SubjectText(certificate));
+            contents.keyless.push_back(
+                {Thumbprint(certificate), SubjectText(certificate), ReasonOf(certificate)});
         }
     });
     return contents;
 }
 
-[[noreturn]] void ThrowMissingKeys(const Contents& contents) {
-    std::string names;
-    for (const std::string& name : contents.keyless) {
-        names += "\n  " + Printable(name);
+nlohmann::ordered_json JsonOf(const std::vector<Keyless>& keyless) {
+    auto rows = nlohmann::ordered_json::array();
+    for (const Keyless& one : keyless) {
+        nlohmann::ordered_json row{{"thumbprint", one.thumbprint},
+                                   {"subject", one.subject},
+                                   {"errorWord", nullptr},
+                                   {"errorName", nullptr}};
+        if (one.reason != 0) {
+            row["errorWord"] = HexWord(one.reason);
+            row["errorName"] = NameOfErrorWord(one.reason);
+        }
+        rows.push_back(std::move(row));
     }
-    throw ToolError(ExitCode::kProvider,
-                    "nothing written, since these certificates' keys can't be reached "
-                    "(--allow-missing-keys leaves them out):" +
-                        names);
+    return rows;
+}
+
+std::string LineOf(const Keyless& keyless) {
+    return keyless.subject + ": " +
+           (keyless.reason == 0 ? "no key that the provider has"
+                                : DescribePlaceWord(keyless.reason).meaning);
+}
+
+[[noreturn]] void ThrowMissingKeys(const Contents& contents) {
+    const DWORD reason = contents.keyless.front().reason;
+    const std::string advice = reason == 0 ? "" : DescribePlaceWord(reason).advice;
+    ToolError error(
+        ExitCode::kProvider, "nothing written, since these certificates' keys can't be reached",
+        reason,
+        advice + (advice.empty() ? "" : "; or ") + "leave the keys out with --allow-missing-keys");
+    for (const Keyless& one : contents.keyless) {
+        error.lines.push_back(LineOf(one));
+    }
+    error.facts["withoutKey"] = JsonOf(contents.keyless);
+    throw error;
 }
 
 void Report(const CreateOptions& options, const Contents& contents) {
@@ -222,17 +271,14 @@ void Report(const CreateOptions& options, const Contents& contents) {
         report["exitCode"] = 0;
         report["keys"] = contents.keys;
         report["certificates"] = contents.certificates;
-        report["withoutKey"] = contents.keyless;
+        report["withoutKey"] = JsonOf(contents.keyless);
         PrintJson(report);
-        return;
-    }
-    for (const std::string& name : contents.keyless) {
-        std::fprintf(stderr, "mvlpfx create: the key of %s was left out\n",
-                     Printable(name).c_str());
-    }
-    if (!options.common.quiet) {
-        std::printf("%s: %zu keys, %zu certificates\n", options.output.c_str(), contents.keys,
-                    contents.certificates);
+    } else if (!options.common.quiet) {
+        std::printf("%s: %zu keys, %zu certificates\n", Printable(options.output).c_str(),
+                    contents.keys, contents.certificates);
+        for (const Keyless& one : contents.keyless) {
+            std::printf("left out the key of %s\n", Printable(LineOf(one)).c_str());
+        }
     }
 }
 

@@ -8,6 +8,7 @@
 #include <memory>
 
 #include "derlist/text_armour.h"
+#include "mvlpfx/error_words.h"
 #include "mvlpfx/exit_codes.h"
 #include "platform/cryptoapi.h"
 
@@ -23,6 +24,12 @@ struct CloseFile {
     }
 };
 
+[[noreturn]] void Fail(const char* what) {
+    const int error = errno;
+    throw ToolError(ExitCode::kFile, std::string(what) + std::strerror(error), 0,
+                    AdviceOfErrno(error));
+}
+
 constexpr std::size_t kLargest = std::numeric_limits<std::int32_t>::max();
 
 }  // namespace
@@ -32,7 +39,7 @@ std::vector<std::uint8_t> ReadDocument(const std::string& path) {
     const std::unique_ptr<std::FILE, CloseFile> file(
         standardInput ? stdin : std::fopen(path.c_str(), "rb"));
     if (file == nullptr) {
-        throw ToolError(ExitCode::kFile, std::string("can't open: ") + std::strerror(errno));
+        Fail("can't open: ");
     }
     std::vector<std::uint8_t> bytes;
     std::array<std::uint8_t, 65536> piece{};
@@ -48,7 +55,7 @@ std::vector<std::uint8_t> ReadDocument(const std::string& path) {
                      piece.begin() + static_cast<std::ptrdiff_t>(count));
     }
     if (std::ferror(file.get()) != 0) {
-        throw ToolError(ExitCode::kFile, std::string("can't read: ") + std::strerror(errno));
+        Fail("can't read: ");
     }
     return bytes;
 }

@@ -4,7 +4,7 @@
 #include <utility>
 
 #include "derlist/der_parser.h"
-#include "mvlpfx/exit_codes.h"
+#include "mvlpfx/document_fault.h"
 #include "mvlpfx/node_tree.h"
 #include "platform/cryptoapi.h"
 
@@ -184,7 +184,7 @@ DocumentOutline OutlineDocument(std::span<const std::uint8_t> document) {
     if (!parsed || !tree.HasTag(tree.Root(), kSequence) ||
         !tree.Number(tree.Child(tree.Root(), 0), &outline.version) ||
         tree.Oid(tree.Child(authSafe, 0)) != kData || !tree.HasTag(wrapper, kContext0)) {
-        throw ToolError(ExitCode::kMalformed, "not a PFX document");
+        ThrowNoPfx(document);
     }
     outline.mac = OutlineMac(tree);
     for (const std::size_t contentInfo : tree.Children(tree.Child(tree.Child(wrapper, 0), 0))) {

@@ -14,13 +14,13 @@ namespace mvlpfx {
 void ThrowLastError(const std::string& what) {
     const DWORD value = GetLastError();
     const ErrorWord word = DescribePlaceWord(value);
-    throw ToolError(word.exitCode, what + ": " + word.meaning, value);
+    throw ToolError(word.exitCode, what + ": " + word.meaning, value, word.advice);
 }
 
 void ThrowDocumentError(const std::string& what) {
     const DWORD value = GetLastError();
     const ErrorWord word = DescribeErrorWord(value);
-    throw ToolError(word.exitCode, what + ": " + word.meaning, value);
+    throw ToolError(word.exitCode, what + ": " + word.meaning, value, word.advice);
 }
 
 bool AcquireContext(const char* container, DWORD flags, bool machine, OwnedContext* context) {

@@ -174,7 +174,7 @@ void PrintTreeReport(const InfoOptions& options, const std::vector<TreeLine>& li
         report["exitCode"] = 0;
         report["tree"] = JsonOfTree(lines);
         PrintJson(report);
-    } else if (!options.common.quiet) {
+    } else {
         PrintTree(lines);
     }
 }
@@ -210,7 +210,7 @@ void RunInfo(const InfoOptions& options) {
                               : DescribeKeys(bytes);
     if (options.common.json) {
         PrintJsonOutline(options, outline, contents);
-    } else if (!options.common.quiet) {
+    } else {
         PrintTextOutline(options, outline, contents);
     }
 }

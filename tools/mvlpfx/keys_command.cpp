@@ -5,6 +5,7 @@
 #include "mvlpfx/error_words.h"
 #include "mvlpfx/exit_codes.h"
 #include "mvlpfx/handles.h"
+#include "mvlpfx/interruption.h"
 #include "mvlpfx/key_algorithms.h"
 #include "mvlpfx/report.h"
 #include "platform/csp_parameters.h"
@@ -76,7 +77,7 @@ void PrintContainer(const nlohmann::ordered_json& container) {
 
 }  // namespace
 
-ExitCode RunListKeys(const KeysOptions& options) {
+void RunListKeys(const KeysOptions& options) {
     OwnedContext context;
     RequireCall(AcquireContext(nullptr, CRYPT_VERIFYCONTEXT, options.machine, &context),
                 "can't reach the provider");
@@ -88,22 +89,25 @@ ExitCode RunListKeys(const KeysOptions& options) {
         }
     }
     const auto damaged = Enumerate(context.Get(), PP_ENUM_DAMAGED_CONTAINERS);
+    nlohmann::ordered_json facts{{"containers", std::move(containers)}, {"damaged", damaged}};
+    if (!damaged.empty()) {
+        ToolError error(ExitCode::kProvider, "files among the containers can't be read as such", 0,
+                        "make them yours and their mode 0600, put them back from a backup, or "
+                        "remove them");
+        error.lines = damaged;
+        error.facts = std::move(facts);
+        throw error;
+    }
     if (options.common.json) {
         auto report = JsonReport("keys");
-        report["exitCode"] =
-            static_cast<int>(damaged.empty() ? ExitCode::kDone : ExitCode::kProvider);
-        report["containers"] = std::move(containers);
-        report["damaged"] = damaged;
+        report["exitCode"] = 0;
+        report.update(facts);
         PrintJson(report);
-    } else {
-        for (const std::string& file : damaged) {
-            std::fprintf(stderr, "mvlpfx keys: %s is no readable container\n", file.c_str());
-        }
     }
-    return damaged.empty() ? ExitCode::kDone : ExitCode::kProvider;
 }
 
 void RunDeleteKey(const KeysOptions& options) {
+    DeferSignals();
     OwnedContext none;
     RequireCall(AcquireContext(options.name.c_str(), CRYPT_DELETEKEYSET, options.machine, &none),
                 "can't delete the container '" + options.name + "'");

@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <cstring>
 
+#include "mvlpfx/error_words.h"
 #include "mvlpfx/exit_codes.h"
 
 namespace mvlpfx {
@@ -14,8 +15,10 @@ void Descriptor::Close(int fd) {
 }
 
 void FailToRead(const std::string& what) {
+    const int error = errno;
     throw ToolError(ExitCode::kFile,
-                    "can't read the password from " + what + ": " + std::strerror(errno));
+                    "can't read the password from " + what + ": " + std::strerror(error), 0,
+                    AdviceOfErrno(error));
 }
 
 // Byte by byte: what stands behind the line belongs to whoever reads the descriptor next.
@@ -35,7 +38,8 @@ Secret<char> ReadLine(int fd, const std::string& what) {
         }
         if (line.Text().size() == kLongestLine) {
             throw ToolError(ExitCode::kWrongPassword, "the password from " + what + " is too long",
-                            ERROR_INVALID_PASSWORD);
+                            ERROR_INVALID_PASSWORD,
+                            DescribeErrorWord(ERROR_INVALID_PASSWORD).advice);
         }
         line.Text().push_back(byte);
     }

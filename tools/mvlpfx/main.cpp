@@ -1,12 +1,17 @@
 #include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <exception>
 #include <functional>
 #include <memory>
 #include <new>
-#include <type_traits>
+#include <string>
+#include <vector>
 
 #include "mvlpfx/commands.h"
+#include "mvlpfx/interruption.h"
 #include "mvlpfx/process.h"
 #include "mvlpfx/report.h"
 
@@ -16,7 +21,7 @@ using mvlpfx::ExitCode;
 
 void AddCommonOptions(CLI::App* command, mvlpfx::CommonOptions* options) {
     command->add_flag("--json", options->json, "Report as one line of JSON");
-    command->add_flag("--quiet", options->quiet, "Print nothing on success");
+    command->add_flag("--quiet", options->quiet, "Print nothing but lists and errors");
     command
         ->add_option("--max-iterations", options->maxIterations,
                      "Refuse documents that ask for more derivation iterations in all")
@@ -41,23 +46,42 @@ void AddPinOptions(CLI::App* command, mvlpfx::PinOptions* options, const std::st
     sources->require_option(0, 1);
 }
 
+std::string HelpAdvice(const std::string& command) {
+    return "'mvlpfx" + (command.empty() ? "" : " " + command) + " --help' shows what there is";
+}
+
+// What was printed may have met a full disk or a closed pipe.
+void RequireOutput() {
+    if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
+        throw mvlpfx::ToolError(
+            ExitCode::kFile, std::string("can't write to standard output: ") + std::strerror(errno),
+            0, "the command itself is done; look at where its output goes");
+    }
+}
+
 // `subject` is the file or object that the command is about.
 template <typename Options, typename Command>
 int Run(const std::string& command, const std::string& subject, Command run,
         const Options& options) {
-    const auto fail = [&](const mvlpfx::ToolError& error) {
+    const auto fail = [&](mvlpfx::ToolError error) {
+        if (error.exitCode == ExitCode::kUsage && error.advice.empty()) {
+            error.advice = HelpAdvice(command);
+        }
+        // What was printed before stands before it where both go to one place.
+        std::fflush(stdout);
         mvlpfx::PrintFailure(command, subject, error, options.common.json);
         return static_cast<int>(error.exitCode);
     };
     try {
-        if constexpr (std::is_same_v<decltype(run(options)), ExitCode>) {
-            return static_cast<int>(run(options));
-        } else {
-            run(options);
-            return static_cast<int>(ExitCode::kDone);
-        }
+        run(options);
+        RequireOutput();
+        return static_cast<int>(ExitCode::kDone);
     } catch (const mvlpfx::ToolError& error) {
         return fail(error);
+    } catch (const mvlpfx::Interrupted& interrupted) {
+        // What is left to do is to end by that signal.
+        constexpr int kOfSignals = 128;
+        return kOfSignals + interrupted.signal;
     } catch (const std::bad_alloc&) {
         return fail({ExitCode::kOther, "out of memory"});
     } catch (const std::exception& error) {
@@ -168,6 +192,9 @@ void AddKeys(CLI::App* app, Runner* runner) {
     command->require_subcommand(0, 1);
     command->add_flag("--machine", options->machine, "Those of the machine, not the user's");
     AddCommonOptions(command, &options->common);
+    command->footer(
+        "Examples: mvlpfx keys\n"
+        "          mvlpfx keys delete 'old key'");
     command->add_subcommand("list", "One line for each key")->fallthrough();
     auto* remove = command->add_subcommand("delete", "Delete a container with its keys, for good")
                        ->fallthrough();
@@ -187,6 +214,10 @@ void AddCerts(CLI::App* app, Runner* runner) {
     command->add_option("--store", options->store, "MY, CA or ROOT")->capture_default_str();
     command->add_flag("--machine", options->machine, "The machine's, not the user's");
     AddCommonOptions(command, &options->common);
+    command->footer(
+        "Examples: mvlpfx certs\n"
+        "          mvlpfx certs add issuer.pem --store CA\n"
+        "          mvlpfx certs delete 47af3ed914d70d31be5c4ab8584b9cb8124fe313");
     command->add_subcommand("list", "One line for each certificate")->fallthrough();
     auto* add = command->add_subcommand("add", "Add the certificates of a file")->fallthrough();
     add->add_option("FILE", options->file, "DER or PEM, or - for standard input")->required();
@@ -205,6 +236,7 @@ void AddRegistration(CLI::App* app, Runner* runner) {
     const auto add = [=](const char* name, const char* description, auto run) {
         auto options = std::make_shared<mvlpfx::CommonOptions>();
         auto* command = app->add_subcommand(name, description);
+        command->footer(std::string("Example: mvlpfx ") + name);
         AddCommonOptions(command, options.get());
         command->callback([=] {
             *runner = [=] { return Run(name, "", run, mvlpfx::RegistrationOptions{*options}); };
@@ -213,6 +245,18 @@ void AddRegistration(CLI::App* app, Runner* runner) {
     add("register", "Let programs find the module's functions by OID", mvlpfx::RunRegister);
     add("unregister", "Undo what undoing takes back; what register entered stays",
         mvlpfx::RunUnregister);
+}
+
+// Wrong usage, told as --json asks wherever it stands.
+int FailToParse(const CLI::App& app, const CLI::ParseError& error, int argc, char** argv) {
+    const std::vector<std::string> arguments(argv + 1, argv + argc);
+    const auto named = app.get_subcommands([&](const CLI::App* command) {
+        return !arguments.empty() && command->get_name() == arguments[0];
+    });
+    const std::string command = named.empty() ? "" : arguments[0];
+    const mvlpfx::ToolError usage(ExitCode::kUsage, error.what(), 0, HelpAdvice(command));
+    mvlpfx::PrintFailure(command, "", usage, std::ranges::count(arguments, "--json") != 0);
+    return static_cast<int>(ExitCode::kUsage);
 }
 
 }  // namespace
@@ -225,7 +269,8 @@ int main(int argc, char** argv) {
         "Exit codes: 0 done, 1 other failure, 2 usage, 3 wrong password, 4 malformed document,\n"
         "5 unsupported algorithm, 6 more iterations than allowed, 7 file can't be read or "
         "written,\n"
-        "8 provider or container, 9 exists already.");
+        "8 provider or container, 9 exists already; 128 and the number of the signal that ended "
+        "it.");
     Runner runner;
     AddNew(&app, &runner);
     AddKeys(&app, &runner);
@@ -238,7 +283,9 @@ int main(int argc, char** argv) {
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
-        return app.exit(error) == 0 ? 0 : static_cast<int>(ExitCode::kUsage);
+        return error.get_exit_code() == 0 ? app.exit(error) : FailToParse(app, error, argc, argv);
     }
-    return runner();
+    const int code = runner();
+    mvlpfx::DeliverSignals();
+    return code;
 }

@@ -1,11 +1,14 @@
 #include <array>
 #include <cstdio>
 #include <ctime>
+#include <optional>
 
 #include "mvlpfx/commands.h"
+#include "mvlpfx/container_names.h"
 #include "mvlpfx/error_words.h"
 #include "mvlpfx/exit_codes.h"
 #include "mvlpfx/handles.h"
+#include "mvlpfx/interruption.h"
 #include "mvlpfx/key_algorithms.h"
 #include "mvlpfx/report.h"
 #include "mvlpfx/self_signed.h"
@@ -46,14 +49,6 @@ std::string RandomName(bool machine) {
     return name;
 }
 
-// Where containers lie, for a person who has to mend what is wrong there.
-std::string ContainerFolder(bool machine) {
-    OwnedContext context;
-    return AcquireContext(nullptr, CRYPT_VERIFYCONTEXT, machine, &context)
-               ? TextParameter(context.Get(), PP_CONTAINER_FILE)
-               : "";
-}
-
 // A container that goes again unless all is done.
 class NewContainer {
   public:
@@ -81,13 +76,10 @@ class NewContainer {
     OwnedContext context_;
 };
 
-void SetPin(HCRYPTPROV context, const PinOptions& options) {
-    if (options.IsNamed()) {
-        const Secret<char> pin = ReadPin(options);
-        RequireCall(CryptSetProvParam(context, PP_SIGNATURE_PIN,
-                                      reinterpret_cast<const BYTE*>(pin.Text().c_str()), 0),
-                    "can't set the container's PIN");
-    }
+void SetPin(HCRYPTPROV context, const Secret<char>& pin) {
+    RequireCall(CryptSetProvParam(context, PP_SIGNATURE_PIN,
+                                  reinterpret_cast<const BYTE*>(pin.Text().c_str()), 0),
+                "can't set the container's PIN");
 }
 
 OwnedKey GenerateKey(HCRYPTPROV context, const NewOptions& options, const KeyAlgorithm& algorithm) {
@@ -141,13 +133,21 @@ void RunNew(const NewOptions& options) {
     const OwnedStore store = OpenSystemStore("MY", options.machine);
     const std::string name =
         options.container.empty() ? RandomName(options.machine) : options.container;
+    std::optional<Secret<char>> pin;
+    if (options.pin.IsNamed()) {
+        pin.emplace(ReadPin(options.pin));
+    }
+    DeferSignals();
     NewContainer container(name, options.machine);
-    SetPin(container.Get(), options.pin);
+    if (pin) {
+        SetPin(container.Get(), *pin);
+    }
     const OwnedKey key = GenerateKey(container.Get(), options, algorithm);
     const OwnedCertificate certificate =
         SignCertificate(container.Get(), options, std::move(subject));
     RequireCall(CryptSetKeyParam(key.Get(), KP_CERTIFICATE, certificate.Get()->pbCertEncoded, 0),
                 "can't put the certificate beside the key");
+    ThrowIfInterrupted();
     RequireCall(CertAddCertificateContextToStore(store.Get(), certificate.Get(), CERT_STORE_ADD_NEW,
                                                  nullptr),
                 "can't put the certificate into MY");

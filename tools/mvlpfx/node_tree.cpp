@@ -17,6 +17,7 @@ NodeTree::NodeTree(const pkisdk::DerList& list) {
         const std::size_t number = nodes_.size();
         const auto depth = static_cast<std::size_t>(node.depth);
         nodes_.push_back(&node);
+        parent_.push_back(depth == 0 ? kNone : latestAtDepth[depth - 1]);
         firstChild_.push_back(kNone);
         nextSibling_.push_back(kNone);
         if (depth < latestAtDepth.size()) {
@@ -43,6 +44,22 @@ std::vector<std::size_t> NodeTree::Children(std::size_t node) const {
         children.push_back(child);
     }
     return children;
+}
+
+std::size_t NodeTree::Parent(std::size_t node) const {
+    return node < Size() ? parent_[node] : kNone;
+}
+
+std::size_t NodeTree::NextSibling(std::size_t node) const {
+    return node < Size() ? nextSibling_[node] : kNone;
+}
+
+std::uint8_t NodeTree::Tag(std::size_t node) const {
+    return node < Size() ? nodes_[node]->tag : 0;
+}
+
+std::uint32_t NodeTree::Offset(std::size_t node) const {
+    return node < Size() ? nodes_[node]->offset : 0;
 }
 
 bool NodeTree::HasTag(std::size_t node, std::uint8_t tag) const {

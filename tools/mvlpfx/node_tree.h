@@ -24,8 +24,14 @@ class NodeTree {
     // The `index`-th child, counted from 0.
     std::size_t Child(std::size_t node, std::size_t index) const;
     std::vector<std::size_t> Children(std::size_t node) const;
+    std::size_t Parent(std::size_t node) const;
+    std::size_t NextSibling(std::size_t node) const;
 
     bool HasTag(std::size_t node, std::uint8_t tag) const;
+    // 0 for no node.
+    std::uint8_t Tag(std::size_t node) const;
+    // Of the identifier octet, in bytes from the document's start; 0 for no node.
+    std::uint32_t Offset(std::size_t node) const;
     std::int32_t Depth(std::size_t node) const;
     std::uint32_t Length(std::size_t node) const;
     // Dotted text of an OBJECT IDENTIFIER; empty for any other node.
@@ -35,6 +41,7 @@ class NodeTree {
 
   private:
     std::vector<const pkisdk::DerNode*> nodes_;
+    std::vector<std::size_t> parent_;
     std::vector<std::size_t> firstChild_;
     std::vector<std::size_t> nextSibling_;
 };

@@ -8,7 +8,9 @@
 #include <cstring>
 #include <filesystem>
 
+#include "mvlpfx/error_words.h"
 #include "mvlpfx/exit_codes.h"
+#include "mvlpfx/interruption.h"
 #include "state/state_files.h"
 
 namespace mvlpfx {
@@ -17,9 +19,11 @@ namespace {
 
 [[noreturn]] void Fail(const std::string& path, int error) {
     if (error == EEXIST) {
-        throw ToolError(ExitCode::kExists, "'" + path + "' exists already; --force replaces it");
+        throw ToolError(ExitCode::kExists, "'" + path + "' exists already", 0,
+                        "--force replaces it");
     }
-    throw ToolError(ExitCode::kFile, "can't write '" + path + "': " + std::strerror(error));
+    throw ToolError(ExitCode::kFile, "can't write '" + path + "': " + std::strerror(error), 0,
+                    AdviceOfErrno(error));
 }
 
 // A file of its own name, removed again unless it has taken another.
@@ -69,8 +73,10 @@ class TemporaryFile {
 }  // namespace
 
 void WriteOutputFile(const std::string& path, std::span<const std::uint8_t> bytes, bool replaces) {
+    DeferSignals();
     TemporaryFile file(path);
     file.Write(bytes);
+    ThrowIfInterrupted();
     file.TakeName(replaces);
 }
 

@@ -9,8 +9,8 @@ namespace mvlpfx {
 
 // Writes `bytes` to `path` as a whole: to a temporary file beside it that only its owner may read,
 // which is flushed and then takes the name. A file that is there already is replaced where
-// `replaces`, else left as it is. Throws ToolError: kExists, kFile with the system's reason. What
-// was there before a failure stays.
+// `replaces`, else left as it is. Throws ToolError: kExists, kFile with the system's reason; and
+// Interrupted. What was there before a failure stays.
 void WriteOutputFile(const std::string& path, std::span<const std::uint8_t> bytes, bool replaces);
 
 }  // namespace mvlpfx

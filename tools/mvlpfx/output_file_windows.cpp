@@ -1,5 +1,6 @@
 #include "mvlpfx/exit_codes.h"
 #include "mvlpfx/handles.h"
+#include "mvlpfx/interruption.h"
 #include "mvlpfx/output_file.h"
 #include "state/file_security_windows.h"
 
@@ -13,7 +14,8 @@ namespace {
 
 [[noreturn]] void Fail(const std::string& path, DWORD error) {
     if (error == ERROR_ALREADY_EXISTS || error == ERROR_FILE_EXISTS) {
-        throw ToolError(ExitCode::kExists, "'" + path + "' exists already; --force replaces it");
+        throw ToolError(ExitCode::kExists, "'" + path + "' exists already", 0,
+                        "--force replaces it");
     }
     throw ToolError(ExitCode::kFile, "can't write '" + path + "': " +
                                          std::system_category().message(static_cast<int>(error)));
@@ -79,8 +81,10 @@ class TemporaryFile {
 }  // namespace
 
 void WriteOutputFile(const std::string& path, std::span<const std::uint8_t> bytes, bool replaces) {
+    DeferSignals();
     TemporaryFile file(path);
     file.Write(bytes);
+    ThrowIfInterrupted();
     file.TakeName(replaces);
 }
 

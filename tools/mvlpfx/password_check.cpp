@@ -1,5 +1,6 @@
 #include "mvlpfx/password_check.h"
 
+#include "mvlpfx/document_fault.h"
 #include "mvlpfx/document_keys.h"
 #include "mvlpfx/document_outline.h"
 #include "mvlpfx/error_words.h"
@@ -14,28 +15,36 @@ namespace {
 // A count of 0 stands for the module's default.
 constexpr std::uint64_t kIterationsForZero = 2000;
 
-void CheckIterations(std::uint64_t count, std::uint64_t allowed) {
+void CheckIterations(std::span<const std::uint8_t> document, std::uint64_t count,
+                     std::uint64_t allowed) {
     const std::uint64_t iterations = count == 0 ? kIterationsForZero : count;
     if (iterations > allowed) {
-        throw ToolError(ExitCode::kTooManyIterations,
+        ToolError error(ExitCode::kTooManyIterations,
                         "the document asks for " + std::to_string(iterations) +
-                            " iterations; --max-iterations allows " + std::to_string(allowed));
+                            " iterations; --max-iterations allows " + std::to_string(allowed),
+                        0,
+                        "if you trust where it comes from and have the time, allow as many with "
+                        "--max-iterations");
+        error.place = FindIterations(document);
+        throw error;
     }
 }
 
-void CheckMac(const MacOutline& mac, std::uint64_t maxIterations) {
+void CheckMac(std::span<const std::uint8_t> document, std::uint64_t maxIterations) {
+    const MacOutline mac = OutlineMac(document);
     if (!mac.present) {
-        throw ToolError(ExitCode::kMalformed,
-                        "the document has no integrity value (MacData) to check the password by",
-                        static_cast<DWORD>(NTE_BAD_DATA));
+        ThrowNoMac(document);
     }
     if (!mac.digestKnown) {
-        throw ToolError(ExitCode::kUnsupported,
+        const ErrorWord word = DescribeErrorWord(static_cast<DWORD>(CRYPT_E_NOT_FOUND));
+        ToolError error(word.exitCode,
                         "the digest algorithm of the integrity value is " + mac.digestName +
                             ", which is not one of the provider's",
-                        static_cast<DWORD>(CRYPT_E_NOT_FOUND));
+                        word.value, word.advice);
+        error.place = FindDigest(document);
+        throw error;
     }
-    CheckIterations(mac.iterations, maxIterations);
+    CheckIterations(document, mac.iterations, maxIterations);
 }
 
 void RequireTwoSources(const std::string& file, const PasswordOptions& source) {
@@ -62,27 +71,31 @@ std::uint32_t VerifyDocument(const std::vector<std::uint8_t>& document,
     return error;
 }
 
+void ThrowVerifyError(std::uint32_t error) {
+    const ErrorWord word = DescribeErrorWord(error);
+    throw ToolError(word.exitCode, word.meaning, error, word.advice);
+}
+
 void CheckContentIterations(const std::vector<std::uint8_t>& document,
                             const CommonOptions& common) {
-    CheckIterations(CountContentIterations(document), common.maxIterations);
+    CheckIterations(document, CountContentIterations(document), common.maxIterations);
 }
 
 void CheckRestorable(const std::vector<std::uint8_t>& document, const std::string& file,
                      const PasswordOptions& source, const CommonOptions& common) {
     RequireTwoSources(file, source);
-    CheckMac(OutlineMac(document), common.maxIterations);
-    CheckIterations(CountIterations(document), common.maxIterations);
+    CheckMac(document, common.maxIterations);
+    CheckIterations(document, CountIterations(document), common.maxIterations);
 }
 
 Secret<wchar_t> CheckPassword(const std::vector<std::uint8_t>& bytes, const std::string& file,
                               const PasswordOptions& source, const CommonOptions& common) {
     RequireTwoSources(file, source);
-    CheckMac(OutlineMac(bytes), common.maxIterations);
+    CheckMac(bytes, common.maxIterations);
     auto password = ReadPassword(source, "Password for " + file + ": ");
     const DWORD error = VerifyDocument(bytes, password, common.quiet);
     if (error != 0) {
-        const ErrorWord word = DescribeErrorWord(error);
-        throw ToolError(word.exitCode, word.meaning, error);
+        ThrowVerifyError(error);
     }
     return password;
 }

@@ -31,4 +31,7 @@ void CheckRestorable(const std::vector<std::uint8_t>& document, const std::strin
 std::uint32_t VerifyDocument(const std::vector<std::uint8_t>& document,
                              const Secret<wchar_t>& password, bool quiet);
 
+// Throws the ToolError of a word that VerifyDocument answered.
+[[noreturn]] void ThrowVerifyError(std::uint32_t error);
+
 }  // namespace mvlpfx

@@ -2,6 +2,7 @@
 
 #include "mvlpfx/commands.h"
 #include "mvlpfx/error_words.h"
+#include "mvlpfx/interruption.h"
 #include "mvlpfx/mvlpfx.h"
 #include "mvlpfx/report.h"
 
@@ -10,14 +11,6 @@ namespace mvlpfx {
 namespace {
 
 constexpr char kOid[] = "1.2.643.2.4.12.2.1";
-
-// What an HRESULT says of a system's error word; other failures are words themselves.
-ErrorWord DescribeResult(HRESULT result) {
-    constexpr std::uint32_t kSystemMask = 0xFFFF0000;
-    constexpr std::uint32_t kOfSystem = 0x80070000;
-    const auto word = static_cast<std::uint32_t>(result);
-    return DescribePlaceWord((word & kSystemMask) == kOfSystem ? word & ~kSystemMask : word);
-}
 
 void Report(const RegistrationOptions& options, const char* command, bool isRegistered,
             const char* text) {
@@ -37,15 +30,18 @@ void Report(const RegistrationOptions& options, const char* command, bool isRegi
 }  // namespace
 
 void RunRegister(const RegistrationOptions& options) {
+    DeferSignals();
     const HRESULT result = DllRegisterServer();
     if (result < 0) {
-        const ErrorWord word = DescribeResult(result);
-        throw ToolError(word.exitCode, word.meaning, static_cast<std::uint32_t>(result));
+        const ErrorWord word = DescribePlaceWord(static_cast<std::uint32_t>(result));
+        throw ToolError(word.exitCode, std::string("can't register: ") + word.meaning,
+                        static_cast<std::uint32_t>(result), word.advice);
     }
     Report(options, "register", true, "registered under 1.2.643.2.4.12.2.1");
 }
 
 void RunUnregister(const RegistrationOptions& options) {
+    DeferSignals();
     DllUnregisterServer();
     Report(options, "unregister", false, "done; entries made by register stay");
 }

@@ -3,6 +3,7 @@
 #include <cstdio>
 
 #include "mvlpfx/error_words.h"
+#include "mvlpfx/interruption.h"
 
 namespace mvlpfx {
 
@@ -13,10 +14,14 @@ constexpr int kSchema = 1;
 }  // namespace
 
 nlohmann::ordered_json JsonReport(const std::string& command) {
-    return {{"schema", kSchema}, {"command", command}};
+    nlohmann::ordered_json report{{"schema", kSchema}, {"command", nullptr}};
+    if (!command.empty()) {
+        report["command"] = command;
+    }
+    return report;
 }
 
-std::string Printable(std::string text, bool keepsLines) {
+std::string Printable(std::string text) {
     constexpr unsigned char kDelete = 0x7F;
     // In UTF-8 the controls from U+0080 to U+009F are this octet and one more.
     constexpr unsigned char kLeadOfUpperControls = 0xC2;
@@ -25,7 +30,7 @@ std::string Printable(std::string text, bool keepsLines) {
         const bool isUpper = i != 0 && octet >= 0x80 && octet < 0xA0 &&
                              static_cast<unsigned char>(text[i - 1]) == kLeadOfUpperControls;
         const bool isControl = octet < ' ' || octet == kDelete || isUpper;
-        if (isControl && !(keepsLines && text[i] == '\n')) {
+        if (isControl) {
             text[i] = '?';
             text[i - (isUpper ? 1 : 0)] = '?';
         }
@@ -33,33 +38,63 @@ std::string Printable(std::string text, bool keepsLines) {
     return text;
 }
 
-void PrintJson(const nlohmann::ordered_json& report) {
+void PrintJson(nlohmann::ordered_json report) {
+    if (const int signal = PendingSignal(); signal != 0) {
+        constexpr int kOfSignals = 128;
+        report["exitCode"] = kOfSignals + signal;
+    }
     // A file name may hold bytes that are no UTF-8, which JSON can't.
     const std::string text =
         report.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
     std::printf("%s\n", text.c_str());
 }
 
+void AddFailure(nlohmann::ordered_json* report, const ToolError& error) {
+    nlohmann::ordered_json& json = *report;
+    const auto textOrNull = [](const std::string& text) {
+        return text.empty() ? nlohmann::ordered_json() : nlohmann::ordered_json(text);
+    };
+    json["exitCode"] = static_cast<int>(error.exitCode);
+    json["message"] = error.what();
+    json["advice"] = textOrNull(error.advice);
+    json["errorWord"] = textOrNull(error.errorWord == 0 ? "" : HexWord(error.errorWord));
+    json["errorName"] = textOrNull(NameOfErrorWord(error.errorWord));
+    json["found"] = nullptr;
+    json["where"] = nullptr;
+    if (error.place) {
+        json["found"] = error.place->found;
+        json["where"] = {{"offset", error.place->offset}, {"path", error.place->path}};
+    }
+    json.update(error.facts);
+}
+
 void PrintFailure(const std::string& command, const std::string& subject, const ToolError& error,
                   bool json) {
-    if (!json) {
-        const std::string where = subject.empty() ? "" : Printable(subject) + ": ";
-        const std::string word = error.errorWord == 0 ? "" : " (" + HexWord(error.errorWord) + ")";
-        std::fprintf(stderr, "mvlpfx %s: %s%s%s\n", command.c_str(), where.c_str(),
-                     Printable(error.what(), true).c_str(), word.c_str());
+    if (json) {
+        auto report = JsonReport(command);
+        if (!subject.empty()) {
+            report["subject"] = subject;
+        }
+        AddFailure(&report, error);
+        PrintJson(report);
         return;
     }
-    auto report = JsonReport(command);
-    if (!subject.empty()) {
-        report["subject"] = subject;
+    const std::string where = subject.empty() ? "" : Printable(subject) + ": ";
+    const std::string word = error.errorWord == 0 ? "" : " (" + HexWord(error.errorWord) + ")";
+    std::fprintf(stderr, "mvlpfx%s%s: %s%s%s\n", command.empty() ? "" : " ", command.c_str(),
+                 where.c_str(), Printable(error.what()).c_str(), word.c_str());
+    std::vector<std::string> lines = error.lines;
+    if (error.place) {
+        const std::string path = error.place->path.empty() ? "" : ", " + error.place->path;
+        lines.push_back("found " + error.place->found + " at offset " +
+                        std::to_string(error.place->offset) + path);
     }
-    report["exitCode"] = static_cast<int>(error.exitCode);
-    report["message"] = error.what();
-    if (error.errorWord != 0) {
-        report["errorWord"] = HexWord(error.errorWord);
-        report["errorName"] = NameOfErrorWord(error.errorWord);
+    if (!error.advice.empty()) {
+        lines.push_back("what to do: " + error.advice);
     }
-    PrintJson(report);
+    for (const std::string& line : lines) {
+        std::fprintf(stderr, "  %s\n", Printable(line).c_str());
+    }
 }
 
 }  // namespace mvlpfx

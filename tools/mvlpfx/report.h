@@ -8,18 +8,22 @@
 
 namespace mvlpfx {
 
-// The start of every JSON report: the schema's number and the command.
+// The start of every JSON report: the schema's number and the command, null for none.
 nlohmann::ordered_json JsonReport(const std::string& command);
 
+// Adds the members of a failure, `exitCode` among them: each of them, null where there is nothing.
+void AddFailure(nlohmann::ordered_json* report, const ToolError& error);
+
 // The text with "?" in the place of each control character: names in documents and stores are
-// others' words, and must not reach a terminal as commands. Line ends stay where `keepsLines`.
-std::string Printable(std::string text, bool keepsLines = false);
+// others' words, and must not reach a terminal as commands.
+std::string Printable(std::string text);
 
-// One line of JSON on standard output.
-void PrintJson(const nlohmann::ordered_json& report);
+// One line of JSON on standard output. A signal that waits to end the process has its exit code.
+void PrintJson(nlohmann::ordered_json report);
 
-// A failure: a line on standard error, or a report on standard output for --json. `subject` is the
-// file or object at which the command failed, or empty.
+// A failure: on standard error what happened, what else there is to tell and what to do; or a
+// report on standard output for --json. `subject` is the file or object at which the command
+// failed, or empty.
 void PrintFailure(const std::string& command, const std::string& subject, const ToolError& error,
                   bool json);
 

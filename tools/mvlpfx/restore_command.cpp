@@ -7,6 +7,7 @@
 #include "mvlpfx/container_names.h"
 #include "mvlpfx/document_file.h"
 #include "mvlpfx/handles.h"
+#include "mvlpfx/interruption.h"
 #include "mvlpfx/mvlpfx.h"
 #include "mvlpfx/password_check.h"
 #include "mvlpfx/report.h"
@@ -86,6 +87,15 @@ nlohmann::ordered_json Describe(HCERTSTORE store, const RestoreOptions& options)
     return rows;
 }
 
+nlohmann::ordered_json Facts(const nlohmann::ordered_json& certificates,
+                             const std::vector<std::string>& containers) {
+    const auto tied = std::ranges::count_if(
+        certificates, [](const auto& row) { return row["hasKey"].template get<bool>(); });
+    return {{"containers", containers},
+            {"certificates", certificates},
+            {"keysWithoutCertificate", std::max<std::ptrdiff_t>(std::ssize(containers) - tied, 0)}};
+}
+
 void PrintCertificates(const nlohmann::ordered_json& rows) {
     for (const auto& row : rows) {
         const std::string places = row.value("stores", "");
@@ -96,46 +106,51 @@ void PrintCertificates(const nlohmann::ordered_json& rows) {
     }
 }
 
-void Report(const RestoreOptions& options, const nlohmann::ordered_json& certificates,
-            const std::vector<std::string>& containers) {
-    const auto tied = std::ranges::count_if(
-        certificates, [](const auto& row) { return row["hasKey"].template get<bool>(); });
-    const auto untied = std::max<std::ptrdiff_t>(std::ssize(containers) - tied, 0);
+void PrintFacts(const nlohmann::ordered_json& facts) {
+    for (const auto& name : facts["containers"]) {
+        std::printf("container    %s\n", Printable(name).c_str());
+    }
+    PrintCertificates(facts["certificates"]);
+    const auto untied = facts["keysWithoutCertificate"].get<std::ptrdiff_t>();
+    if (untied != 0) {
+        std::printf("%td of the keys belong to none of the certificates\n", untied);
+    }
+}
+
+void Report(const RestoreOptions& options, const nlohmann::ordered_json& facts) {
     if (options.common.json) {
         auto report = JsonReport("restore");
         report["subject"] = options.file;
         report["exitCode"] = 0;
-        report["containers"] = containers;
-        report["certificates"] = certificates;
-        report["keysWithoutCertificate"] = untied;
+        report.update(facts);
         PrintJson(report);
-        return;
-    }
-    if (!options.common.quiet) {
-        for (const std::string& name : containers) {
-            std::printf("container    %s\n", Printable(name).c_str());
-        }
-        PrintCertificates(certificates);
-    }
-    if (untied != 0) {
-        std::fprintf(stderr, "mvlpfx restore: %td of the keys belong to none of the certificates\n",
-                     untied);
+    } else if (!options.common.quiet) {
+        PrintFacts(facts);
     }
 }
 
-void CheckPlacement(const RestoreOptions& options, DWORD error) {
-    if (!options.keysOnly && error != 0) {
-        SetLastError(error);
+// What was restored is told of a failure too.
+[[noreturn]] void ThrowPlacementError(const RestoreOptions& options, DWORD word,
+                                      nlohmann::ordered_json facts) {
+    if (!options.common.json) {
+        PrintFacts(facts);
+    }
+    SetLastError(word);
+    try {
         ThrowDocumentError(
             "the keys are restored, but not every certificate could be put into its store");
+    } catch (ToolError& error) {
+        error.facts = std::move(facts);
+        throw;
     }
 }
 
 }  // namespace
 
 void RunRestore(const RestoreOptions& options) {
-    std::vector<std::uint8_t> document = WithoutArmour(ReadDocument(options.file));
+    std::vector<std::uint8_t> document = ReadDocument(options.file);
     CheckRestorable(document, options.file, options.password, options.common);
+    document = WithoutArmour(std::move(document));
     const Secret<wchar_t> password =
         ReadPassword(options.password, "Password for " + options.file + ": ");
     if (options.dryRun) {
@@ -144,13 +159,19 @@ void RunRestore(const RestoreOptions& options) {
     }
     const std::vector<std::string> before = AllContainers();
     DWORD error = 0;
+    // The module takes nothing back, so what it has begun is ended, and told, before a signal ends
+    // the process.
+    DeferSignals();
     const OwnedStore store = Restore(options, &document, password, &error);
     const std::vector<std::string> made = NewContainers(before, AllContainers());
     if (!store) {
-        ThrowRestoreError(error, document, made);
+        ThrowRestoreError(error, document, {made, ContainerFolder(options.machine)});
     }
-    Report(options, Describe(store.Get(), options), made);
-    CheckPlacement(options, error);
+    nlohmann::ordered_json facts = Facts(Describe(store.Get(), options), made);
+    if (!options.keysOnly && error != 0) {
+        ThrowPlacementError(options, error, std::move(facts));
+    }
+    Report(options, facts);
 }
 
 }  // namespace mvlpfx

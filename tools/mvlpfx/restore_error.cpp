@@ -1,42 +1,75 @@
 #include "mvlpfx/restore_error.h"
 
+#include <optional>
+
+#include "mvlpfx/document_fault.h"
 #include "mvlpfx/document_keys.h"
 #include "mvlpfx/error_words.h"
-#include "mvlpfx/exit_codes.h"
-#include "mvlpfx/report.h"
 #include "platform/cryptoapi.h"
 
 namespace mvlpfx {
 
 namespace {
 
-std::string MeaningOf(const ErrorWord& word, std::span<const std::uint8_t> document) {
+bool LacksPrfParameters(const std::optional<DocumentPlace>& place) {
+    return place && place->path.ends_with(".prf") && place->found.ends_with(" without parameters");
+}
+
+ToolError MalformedError(const ErrorWord& word, std::span<const std::uint8_t> document) {
+    const std::string part = FindMalformedPart(document);
+    ToolError error(word.exitCode, part.empty() ? word.meaning : word.meaning + (": " + part),
+                    word.value, word.advice);
+    error.place = FindMisshapen(document);
+    if (LacksPrfParameters(error.place)) {
+        error.advice =
+            "its pseudo-random function (PRF) has no parameters, which GnuTLS leaves out: have it "
+            "made again with the NULL there, as OpenSSL's GOST engine writes it";
+    }
+    return error;
+}
+
+ToolError ErrorOf(const ErrorWord& word, std::span<const std::uint8_t> document,
+                  const RestoreTrace& trace) {
     switch (static_cast<HRESULT>(word.value)) {
-        case NTE_BAD_DATA:
-            return "the document lacks encrypted certificates or a part for keys, or a key in it "
-                   "is damaged";
-        case NTE_BAD_ALGID:
-            return "a key or the certificates are encrypted in a way that the provider does not "
-                   "know";
-        case CRYPT_E_ASN1_CORRUPT: {
-            const std::string part = FindMalformedPart(document);
-            return part.empty() ? word.meaning : word.meaning + (": " + part);
+        case NTE_BAD_DATA: {
+            ToolError error(word.exitCode,
+                            "the document lacks encrypted certificates or a part for keys, or a "
+                            "key in it is damaged",
+                            word.value, word.advice);
+            error.place = FindLack(document, trace.containers.size());
+            return error;
         }
+        case NTE_BAD_ALGID: {
+            ToolError error(word.exitCode,
+                            "a key or the certificates are encrypted in a way that the provider "
+                            "does not know",
+                            word.value,
+                            "have it made again with GOST 28147-89 and a GOST HMAC: openssl pkcs12 "
+                            "-export -keypbe gost89 -certpbe gost89 -macalg md_gost12_512");
+            error.place = FindUnknownAlgorithm(document);
+            return error;
+        }
+        case CRYPT_E_ASN1_CORRUPT:
+            return MalformedError(word, document);
         default:
-            return word.meaning;
+            return {word.exitCode,
+                    word.exitCode == ExitCode::kFile
+                        ? "can't make a container in " + trace.folder + ": " + word.meaning
+                        : word.meaning,
+                    word.value, word.advice};
     }
 }
 
 }  // namespace
 
-void ThrowRestoreError(std::uint32_t error, std::span<const std::uint8_t> document,
-                       const std::vector<std::string>& made) {
-    const ErrorWord word = DescribeErrorWord(error);
-    std::string message = MeaningOf(word, document);
-    for (const std::string& name : made) {
-        message += "\n  the container " + Printable(name) + " was made and stays";
+void ThrowRestoreError(std::uint32_t word, std::span<const std::uint8_t> document,
+                       const RestoreTrace& trace) {
+    ToolError error = ErrorOf(DescribeErrorWord(word), document, trace);
+    for (const std::string& name : trace.containers) {
+        error.lines.push_back("the container " + name + " was made and stays");
     }
-    throw ToolError(word.exitCode, message, error);
+    error.facts["containers"] = trace.containers;
+    throw error;
 }
 
 }  // namespace mvlpfx

@@ -8,8 +8,6 @@
 #include "mvlpfx/certificate_walk.h"
 #include "mvlpfx/document_contents.h"
 #include "mvlpfx/document_keys.h"
-#include "mvlpfx/error_words.h"
-#include "mvlpfx/exit_codes.h"
 #include "mvlpfx/password_check.h"
 #include "mvlpfx/report.h"
 #include "mvlpfx/restore_error.h"
@@ -27,8 +25,7 @@ void RequireFit(const std::vector<std::uint8_t>& document, const Secret<wchar_t>
                 bool quiet) {
     const std::uint32_t error = VerifyDocument(document, password, quiet);
     if (error != 0) {
-        const ErrorWord word = DescribeErrorWord(error);
-        throw ToolError(word.exitCode, word.meaning, error);
+        ThrowVerifyError(error);
     }
 }
 
@@ -132,7 +129,7 @@ void PreviewRestore(const RestoreOptions& options, const std::vector<std::uint8_
         report["keys"] = keys;
         report["certificates"] = certificates;
         PrintJson(report);
-    } else if (!options.common.quiet) {
+    } else {
         PrintRows(keys, certificates);
     }
 }

@@ -7,19 +7,41 @@
 #include <cstdio>
 #include <future>
 
+#include "mvlpfx/interruption.h"
+
 namespace mvlpfx {
 
-void RunWithSpinner(const std::function<void()>& work, bool quiet) {
+namespace {
+
+// Turns the spinner and looks for signals until the work is done.
+void Watch(std::future<void>* done) {
     using namespace std::chrono_literals;
+    constexpr std::array kFrames = {'|', '/', '-', '\\'};
+    constexpr char kText[] = "deriving the key";
+    constexpr std::size_t kQuietFrames = 10;
+    const bool hasSpinner = isatty(STDERR_FILENO) != 0;
+    bool isTold = false;
+    std::size_t frame = 0;
+    for (; done->wait_for(100ms) != std::future_status::ready; ++frame) {
+        if (!isTold && PendingSignal() != 0) {
+            std::fputs("\rmvlpfx: interrupted; what is begun is ended first\n", stderr);
+            isTold = true;
+        }
+        if (hasSpinner && frame >= kQuietFrames) {
+            std::fprintf(stderr, "\r%s %c", kText, kFrames[frame % kFrames.size()]);
+        }
+    }
+    if (hasSpinner && frame > kQuietFrames) {
+        std::fprintf(stderr, "\r%*s\r", int{sizeof(kText)} + 1, "");
+    }
+}
+
+}  // namespace
+
+void RunWithSpinner(const std::function<void()>& work, bool quiet) {
     auto done = std::async(std::launch::async, work);
-    if (!quiet && isatty(STDERR_FILENO) != 0 && done.wait_for(1s) != std::future_status::ready) {
-        constexpr std::array kFrames = {'|', '/', '-', '\\'};
-        std::size_t frame = 0;
-        do {
-            std::fprintf(stderr, "\rderiving the key %c", kFrames[frame]);
-            frame = (frame + 1) % kFrames.size();
-        } while (done.wait_for(100ms) != std::future_status::ready);
-        std::fputs("\r\033[K", stderr);
+    if (!quiet) {
+        Watch(&done);
     }
     done.get();
 }

@@ -21,20 +21,31 @@ OwnedHandle OpenConsole(const char* name) {
                                    nullptr));
 }
 
-// Turns echo off, and back on whatever happens.
+// For Ctrl-C to restore: its handler has nothing else to reach it by.
+HANDLE openConsole = INVALID_HANDLE_VALUE;
+DWORD modeBefore = 0;
+
+// Leaves the ending of the process to the next handler.
+BOOL WINAPI RestoreMode(DWORD) {
+    SetConsoleMode(openConsole, modeBefore);
+    return FALSE;
+}
+
+// Turns echo off, and back on whatever happens. There is one at a time.
 class NoEcho {
   public:
-    explicit NoEcho(HANDLE console) : console_(console) {
-        GetConsoleMode(console_, &before_);
-        SetConsoleMode(console_, before_ & ~DWORD{ENABLE_ECHO_INPUT});
+    explicit NoEcho(HANDLE console) {
+        GetConsoleMode(console, &modeBefore);
+        openConsole = console;
+        SetConsoleCtrlHandler(&RestoreMode, TRUE);
+        SetConsoleMode(console, modeBefore & ~DWORD{ENABLE_ECHO_INPUT});
     }
     NoEcho(const NoEcho&) = delete;
     NoEcho& operator=(const NoEcho&) = delete;
-    ~NoEcho() { SetConsoleMode(console_, before_); }
-
-  private:
-    HANDLE console_;
-    DWORD before_ = 0;
+    ~NoEcho() {
+        SetConsoleMode(openConsole, modeBefore);
+        SetConsoleCtrlHandler(&RestoreMode, FALSE);
+    }
 };
 
 void Write(HANDLE console, const std::string& text) {
@@ -48,9 +59,8 @@ Secret<char> AskOnTerminal(const std::string& prompt) {
     const OwnedHandle input = OpenConsole("CONIN$");
     const OwnedHandle output = OpenConsole("CONOUT$");
     if (input.Get() == INVALID_HANDLE_VALUE || output.Get() == INVALID_HANDLE_VALUE) {
-        throw ToolError(ExitCode::kUsage,
-                        "no password: there is no console to ask on, so name one of --pass-file, "
-                        "--pass-fd, --pass-env or --pass-stdin");
+        throw ToolError(ExitCode::kUsage, "no password, and there is no console to ask on", 0,
+                        "name one of --pass-file, --pass-fd, --pass-env or --pass-stdin");
     }
     const NoEcho quiet(input.Get());
     FlushConsoleInputBuffer(input.Get());

@@ -1,7 +1,5 @@
 #include "mvlpfx/tree_view.h"
 
-#include "mvlpfx/report.h"
-
 #include <algorithm>
 #include <array>
 #include <cstdio>
@@ -10,7 +8,8 @@
 
 #include "derlist/der_parser.h"
 #include "foundation/object_id.h"
-#include "mvlpfx/exit_codes.h"
+#include "mvlpfx/document_fault.h"
+#include "mvlpfx/report.h"
 
 namespace mvlpfx {
 
@@ -39,20 +38,6 @@ constexpr std::array<std::pair<std::uint8_t, const char*>, 17> kUniversalTypes =
     {0x30, "SEQUENCE"},
     {0x31, "SET"},
 }};
-
-std::string TypeName(std::uint8_t tag) {
-    for (const auto& [known, name] : kUniversalTypes) {
-        if (known == tag) {
-            return name;
-        }
-    }
-    if ((tag & 0xC0) == 0x80 && (tag & 0x1F) != 0x1F) {
-        return "[" + std::to_string(tag & 0x1F) + "]";
-    }
-    std::array<char, 9> text{};
-    std::snprintf(text.data(), text.size(), "tag 0x%02X", tag);
-    return text.data();
-}
 
 std::string Hex(std::span<const std::uint8_t> bytes) {
     constexpr char kDigits[] = "0123456789ABCDEF";
@@ -88,12 +73,26 @@ std::string ValueOf(const pkisdk::DerNode& node) {
 
 }  // namespace
 
+std::string TypeName(std::uint8_t tag) {
+    for (const auto& [known, name] : kUniversalTypes) {
+        if (known == tag) {
+            return name;
+        }
+    }
+    if ((tag & 0xC0) == 0x80 && (tag & 0x1F) != 0x1F) {
+        return "[" + std::to_string(tag & 0x1F) + "]";
+    }
+    std::array<char, 9> text{};
+    std::snprintf(text.data(), text.size(), "tag 0x%02X", tag);
+    return text.data();
+}
+
 std::vector<TreeLine> TreeOf(std::span<const std::uint8_t> document) {
     pkisdk::DerList list;
     if (pkisdk::ParseDerList(document.data(), static_cast<std::int32_t>(document.size()), &list) ==
             0 ||
         list.empty()) {
-        throw ToolError(ExitCode::kMalformed, "not a DER document");
+        ThrowNoDer(document, list);
     }
     std::vector<TreeLine> lines;
     for (auto node = list.begin(); node != list.end(); ++node) {

@@ -12,10 +12,13 @@ namespace mvlpfx {
 struct TreeLine {
     std::uint32_t offset;  // of the identifier octet, in the DER that text forms decode to
     std::int32_t depth;
-    std::string type;      // "SEQUENCE", "[0]", "tag 0x7F"
+    std::string type;      // as TypeName gives it
     std::uint32_t length;  // bytes of the value
     std::string value;     // of an element without elements inside; empty where there is none
 };
+
+// "SEQUENCE", "[0]", "tag 0x7F"
+std::string TypeName(std::uint8_t tag);
 
 // Throws ToolError (kMalformed) for bytes that do not read as DER.
 std::vector<TreeLine> TreeOf(std::span<const std::uint8_t> document);

@@ -17,7 +17,7 @@ void RunVerify(const VerifyOptions& options) {
         report["fits"] = true;
         PrintJson(report);
     } else if (!options.common.quiet) {
-        std::printf("%s: the password fits\n", options.file.c_str());
+        std::printf("%s: the password fits\n", Printable(options.file).c_str());
     }
 }
 

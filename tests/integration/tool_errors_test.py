@@ -1,0 +1,353 @@
+#!/usr/bin/env python3
+"""What a person is told of each error, in text and in JSON.
+
+tool_errors_test.py MVLPFX SUPPORT PEERS WRITER
+"""
+import base64
+import json
+import os
+import pathlib
+import subprocess
+import sys
+import unittest
+
+sys.path.insert(0, sys.argv[2])
+from tool_profile import Profile  # noqa: E402
+
+Profile.tool = sys.argv[1]
+PEERS = pathlib.Path(sys.argv[3])
+DOCUMENTS = PEERS.parent / "documents"
+WRITER = sys.argv[4]
+DOCUMENT = PEERS / "openssl-three-2012-256.pfx"
+PASSWORD = DOCUMENT.with_suffix(".password")
+
+# Root passes by the modes of files, unless it goes without these capabilities.
+AS_ANYONE = ([] if os.geteuid() != 0 else
+             ["setpriv", "--bounding-set", "-dac_override,-dac_read_search"])
+
+
+def element(tag, *content):
+    """DER of less than 128 bytes."""
+    content = b"".join(content)
+    assert len(content) < 0x80
+    return bytes([tag, len(content)]) + content
+
+
+class Errors(Profile):
+    def setUp(self):
+        super().setUp()
+        self.file("wrong", "wrong\n")
+        self.file("pin", "2468\n")
+        self.file("wrong-pin", "1357\n")
+
+    def written(self, name):
+        subprocess.run([WRITER, self.folder], check=True)
+        self.file("password", "Password1\n")
+        return self.folder / name
+
+    def without_log(self, said):
+        """What the layers below tell the system log, and the tool's own lines."""
+        log = [line for line in said.splitlines() if line.startswith("mvlpfx: ")]
+        return [log, *(line for line in said.splitlines() if line not in log)]
+
+    def tells(self, code, args, *, happened, advised, name=None, lines=(), subject=None, where=None,
+              found=None, is_logged=False, **more):
+        """That text and JSON say the same: `where` is a path and the bytes at its offset in the
+        document that the command is about."""
+        result = self.run_tool(*args, **more)
+        self.assertEqual((result.returncode, result.stdout), (code, b""), result)
+        log, first, *rest = self.without_log(result.stderr.decode())
+        self.assertEqual(bool(log), is_logged, result)
+        self.assertTrue(first.startswith(f"mvlpfx {args[0]}: "), result)
+        self.assertIn(happened, first)
+        (advice,) = [line for line in rest if line.startswith("  what to do: ")]
+        self.assertIn(advised, advice)
+        for line in lines:
+            self.assertIn("  " + line, rest)
+
+        result = self.run_tool(*args, "--json", **more)
+        self.assertEqual(result.returncode, code, result)
+        self.assertEqual(self.without_log(result.stderr.decode())[1:], [])
+        report = json.loads(result.stdout)
+        self.assertEqual((report["schema"], report["command"], report["exitCode"]),
+                         (1, args[0], code))
+        self.assertEqual(report.get("subject"), None if subject is None else str(subject))
+        self.assertIn(happened, report["message"])
+        self.assertIn(advised, report["advice"])
+        self.assertEqual(report["errorName"], name)
+        if name is None:
+            self.assertIsNone(report["errorWord"])
+        else:
+            self.assertIn(f"({report['errorWord']})", first)
+        self.assertEqual(report["found"], found)
+        if where is None:
+            self.assertIsNone(report["where"])
+        else:
+            path, octets = where
+            offset = report["where"]["offset"]
+            self.assertEqual(report["where"]["path"], path)
+            read = pathlib.Path(subject).read_bytes()
+            self.assertEqual(read[offset:offset + max(1, len(octets))], octets)
+            told = f"  found {found} at offset {offset}" + (f", {path}" if path else "")
+            self.assertIn(told, rest)
+        return report
+
+    # Of documents.
+
+    def test_wrong_password(self):
+        for command in (["verify"], ["info"], ["restore"], ["restore", "--dry-run"]):
+            with self.subTest(command):
+                self.tells(3, [command[0], DOCUMENT, "--pass-file", "wrong", *command[1:]],
+                           happened="wrong password, or the document was changed",
+                           advised="try the password again", name="NTE_KEYSET_ENTRY_BAD",
+                           subject=DOCUMENT)
+
+    def test_no_integrity_value(self):
+        plain = DOCUMENTS / "openssl_p256_plain.pfx"
+        for command in ("verify", "restore"):
+            with self.subTest(command):
+                report = self.tells(4, [command, plain, "--pass-file", "password"],
+                                    happened="no integrity value (MacData)",
+                                    advised="-macalg md_gost12_512", name="NTE_BAD_DATA",
+                                    subject=plain, found="the end", where=("macData", b""))
+                self.assertEqual(report["where"]["offset"], plain.stat().st_size)
+
+    def test_unknown_digest(self):
+        other = DOCUMENTS / "openssl_p256.pfx"
+        for command in ("verify", "restore"):
+            with self.subTest(command):
+                self.tells(5, [command, other, "--pass-file", "password"],
+                           happened="the digest algorithm of the integrity value is SHA-256",
+                           advised="made again with a GOST digest", name="CRYPT_E_NOT_FOUND",
+                           subject=other, found="2.16.840.1.101.3.4.2.1",
+                           where=("macData.mac.digestAlgorithm.algorithm",
+                                  bytes.fromhex("0609608648016503040201")))
+
+    def test_unknown_cipher(self):
+        document = self.written("unknown-second-cipher.pfx")
+        for options in ([], ["--dry-run"]):
+            with self.subTest(options):
+                report = self.tells(
+                    5, ["restore", document, "--pass-file", "password", *options],
+                    happened="encrypted in a way that the provider does not know",
+                    advised="-keypbe gost89", name="NTE_BAD_ALGID", subject=document,
+                    found="1.2.643.2.2.127",
+                    where=("authSafe.contents[2].bags[2].bagValue.encryptionAlgorithm.parameters."
+                           "encryptionScheme.algorithm", bytes.fromhex("06062a850302027f")))
+                # The first key has its container before the second is looked at.
+                self.assertEqual(len(report["containers"]), 0 if options else 1)
+
+    def test_missing_prf_parameters(self):
+        document = PEERS / "gnutls-2012-256.pfx"
+        self.tells(4, ["restore", document, "--pass-file", document.with_suffix(".password")],
+                   happened="PBES2Sheme.KezDeriv",
+                   advised="pseudo-random function (PRF) has no parameters",
+                   name="CRYPT_E_ASN1_CORRUPT", subject=document,
+                   found="SEQUENCE without parameters",
+                   where=("authSafe.contents[1].encryptedContentInfo.contentEncryptionAlgorithm."
+                          "parameters.keyDerivationFunc.parameters.prf", b"\x30\x0a\x06\x08"))
+
+    def test_too_many_iterations(self):
+        document = PEERS / "openssl-600000.pfx"
+        source = ["--pass-file", document.with_suffix(".password"), "--max-iterations", "599999"]
+        self.tells(6, ["verify", document, *source],
+                   happened="asks for 600000 iterations; --max-iterations allows 599999",
+                   advised="allow as many with --max-iterations", subject=document,
+                   found="600000 iterations",
+                   where=("macData.iterations", bytes.fromhex("0203" "0927c0")))
+        bag = self.written("hollow-bag.pfx")
+        self.tells(6, ["restore", bag, "--pass-file", "password", "--max-iterations", "3000"],
+                   happened="--max-iterations allows 3000",
+                   advised="allow as many with --max-iterations", subject=bag,
+                   found="3000 iterations",
+                   where=("authSafe.contents[2].bags[2].bagValue.encryptionAlgorithm.parameters."
+                          "keyDerivationFunc.parameters.iterationCount",
+                          bytes.fromhex("02020bb8")))
+
+    def test_a_file_that_is_no_document(self):
+        text = self.file("notes.txt", "some notes: 1, 2, 3\n")
+        empty = self.file("empty", "")
+        other = self.file("other", element(0x30, element(0x30, element(2, b"\x01"))))
+        cut = self.file("cut", DOCUMENT.read_bytes()[:-30])
+        size = DOCUMENT.stat().st_size
+        for command in (["verify", "--pass-file", "password"], ["info"],
+                        ["restore", "--pass-file", "password"]):
+            name = None if command[0] == "info" else "NTE_BAD_DATA"
+            with self.subTest(command):
+                self.tells(4, [command[0], text, *command[1:]], name=name, subject=text,
+                           happened="not a PFX document", advised="name a .pfx or .p12 file",
+                           found="byte 0x73", where=("", b"s"))
+                self.tells(4, [command[0], empty, *command[1:]], name=name, subject=empty,
+                           happened="the file is empty", advised="name a .pfx or .p12 file")
+                self.tells(4, [command[0], other, *command[1:]], name=name, subject=other,
+                           happened="DER of another kind", advised="mvlpfx info --tree",
+                           found="SEQUENCE in the place of version", where=("version", b"\x30"))
+                self.tells(4, [command[0], cut, *command[1:]], name=name, subject=cut,
+                           happened=f"cut off: of {size} bytes {size - 30} are there",
+                           advised="copy or download it again", found="the end", where=("", b""))
+
+    def test_pem_of_another_kind(self):
+        body = base64.encodebytes(element(0x30, element(2, b"\x01"))).decode()
+        for kind, advice in (("CERTIFICATE", "mvlpfx certs add"),
+                             ("PRIVATE KEY", "openssl pkcs12 -export")):
+            header = f"-----BEGIN {kind}-----"
+            for before in ("", "Bag Attributes: none\n"):
+                pem = self.file("other.pem", f"{before}{header}\n{body}-----END {kind}-----\n")
+                for command in (["verify", "--pass-file", "password"], ["info"],
+                                ["restore", "--pass-file", "password"]):
+                    with self.subTest(kind, command=command, before=before):
+                        self.tells(4, [command[0], pem, *command[1:]],
+                                   name=None if command[0] == "info" else "NTE_BAD_DATA",
+                                   happened=f"not a PFX document but PEM text of kind {kind}",
+                                   advised=advice, subject=pem, found=header,
+                                   where=("", header.encode()))
+
+    def test_password_too_long(self):
+        long = PEERS / "openssl-33-bytes.pfx"
+        for command in (["verify"], ["restore"], ["restore", "--dry-run"]):
+            with self.subTest(command):
+                self.tells(3, [command[0], long, "--pass-file", long.with_suffix(".password"),
+                               *command[1:]],
+                           happened="the password must have 1 to 32 bytes",
+                           advised="take another password", name="ERROR_INVALID_PASSWORD",
+                           subject=long)
+        self.new("one", "--exportable")
+        self.file("long", "p" * 33)
+        self.tells(3, ["create", "-o", "out.pfx", "--pass-file", "long"],
+                   happened="the password must have 1 to 32 bytes",
+                   advised="take another password", name="ERROR_INVALID_PASSWORD",
+                   subject="out.pfx")
+
+    def test_a_damaged_key(self):
+        document = self.written("damaged-second-key.pfx")
+        report = self.tells(4, ["restore", document, "--pass-file", "password"],
+                            happened="a key in it is damaged", advised="get the document again",
+                            name="NTE_BAD_DATA", subject=document,
+                            found="a key that is no GOST key once it is decrypted",
+                            where=("authSafe.contents[2].bags[2].bagValue.encryptedData",
+                                   b"\x04\x03"))
+        self.assertEqual(len(report["containers"]), 2)
+
+    def test_an_attribute_that_is_malformed(self):
+        for name, found, path, octets in (
+                ("malformed-attribute.pfx", "SEQUENCE without attrType", "", b"\x30\x00"),
+                ("attribute-without-value.pfx", "SET without a value", ".attrValues",
+                 b"\x31\x00")):
+            document = self.written(name)
+            with self.subTest(name):
+                self.tells(4, ["restore", document, "--pass-file", "password", "--dry-run"],
+                           happened="an encrypted part of the document is malformed",
+                           advised="get the document again", name="CRYPT_E_ASN1_CORRUPT",
+                           subject=document, found=found,
+                           where=("authSafe.contents[2].bags[2].bagAttributes[1]" + path, octets))
+
+    # Of keys and containers.
+
+    def create(self, *options, code=8, **expected):
+        report = self.tells(code, ["create", "-o", "out.pfx", "--pass-file", "password", *options],
+                            subject="out.pfx", **expected)
+        self.assertFalse((self.folder / "out.pfx").exists())
+        return report
+
+    def test_key_not_exportable(self):
+        self.new("stays")
+        self.create(happened="a key is not exportable", advised="with --exportable",
+                    name="XENROLL_E_KEY_NOT_EXPORTABLE")
+
+    def test_container_exists(self):
+        self.new("box")
+        self.tells(9, ["new", "--subject", "CN=x", "--container", "box"], subject="box",
+                   happened="can't make the container 'box' in " + str(self.home),
+                   advised="choose another name with --container", name="NTE_EXISTS")
+
+    def test_document_exists(self):
+        self.new("one", "--exportable")
+        there = self.file("out.pfx", "mine")
+        self.tells(9, ["create", "-o", "out.pfx", "--pass-file", "password"], subject="out.pfx",
+                   happened="'out.pfx' exists already", advised="--force replaces it")
+        self.assertEqual(there.read_text(), "mine")
+
+    def test_no_such_container(self):
+        self.tells(8, ["keys", "delete", "none"], subject="none",
+                   happened="there is no such container", advised="'mvlpfx keys' lists",
+                   name="NTE_BAD_KEYSET")
+
+    def test_pin_missing(self):
+        self.new("guarded", "--exportable", "--pin-file", "pin")
+        self.create(happened="a container has a PIN, and none was given",
+                    advised="--pin-file, --pin-fd or --pin-env",
+                    name="SCARD_W_CARD_NOT_AUTHENTICATED")
+
+    def test_pin_wrong(self):
+        thumbprint = self.new("guarded", "--exportable", "--pin-file", "pin")
+        report = self.create("--pin-file", "wrong-pin",
+                             happened="nothing written, since these certificates' keys can't be "
+                                      "reached",
+                             lines=["CN=guarded, C=RU: the PIN is wrong"],
+                             advised="the PIN that the container was made with",
+                             name="SCARD_W_WRONG_CHV")
+        self.assertEqual(report["withoutKey"], [
+            {"thumbprint": thumbprint, "subject": "CN=guarded, C=RU", "errorWord": "0x8010006B",
+             "errorName": "SCARD_W_WRONG_CHV"}])
+
+    # Of files.
+
+    def test_a_file_that_may_not_be_read(self):
+        closed = self.file("closed.pfx", DOCUMENT.read_bytes())
+        closed.chmod(0)
+        for command in (["verify", "--pass-file", PASSWORD], ["info"],
+                        ["restore", "--pass-file", PASSWORD]):
+            self.tells(7, [command[0], closed, *command[1:]], before=AS_ANYONE, subject=closed,
+                       happened="can't open: Permission denied", advised="its owner and mode")
+        self.file("closed-password", "x").chmod(0)
+        self.tells(7, ["verify", DOCUMENT, "--pass-file", "closed-password"], before=AS_ANYONE,
+                   happened="can't read the password from 'closed-password': Permission denied",
+                   advised="its owner and mode", subject=DOCUMENT)
+
+    def test_a_file_that_is_not_there(self):
+        self.tells(7, ["verify", "nowhere.pfx", "--pass-file", PASSWORD], subject="nowhere.pfx",
+                   happened="can't open: No such file", advised="look for the name")
+
+    def test_a_file_that_may_not_be_written(self):
+        self.new("one", "--exportable")
+        folder = self.folder / "closed"
+        folder.mkdir()
+        folder.chmod(0o500)
+        self.tells(7, ["create", "-o", "closed/out.pfx", "--pass-file", "password"],
+                   before=AS_ANYONE, happened="can't write 'closed/out.pfx': Permission denied",
+                   advised="its owner and mode", subject="closed/out.pfx")
+        self.assertEqual(list(folder.iterdir()), [])
+
+    def test_a_key_folder_that_may_not_be_written(self):
+        self.new("one")
+        keys = self.home / "keys"
+        keys.chmod(0o500)
+        self.tells(7, ["new", "--subject", "CN=x", "--container", "two"], before=AS_ANYONE,
+                   happened=f"can't make the container 'two' in {keys}: no right",
+                   advised="its owner and mode", name="ERROR_ACCESS_DENIED", subject="two",
+                   is_logged=True)
+        self.tells(7, ["restore", DOCUMENT, "--pass-file", PASSWORD], before=AS_ANYONE,
+                   happened=f"can't make a container in {keys}: no right",
+                   advised="its owner and mode", name="ERROR_ACCESS_DENIED", subject=DOCUMENT,
+                   is_logged=True)
+        keys.chmod(0o700)
+        self.assertEqual([c["container"] for c in self.report("keys")["containers"]], ["one"])
+
+    def test_a_key_folder_that_may_not_be_read(self):
+        self.new("one")
+        keys = self.home / "keys"
+        keys.chmod(0)
+        self.tells(7, ["keys"], before=AS_ANYONE, happened="no right to the file or folder",
+                   advised="its owner and mode", name="ERROR_ACCESS_DENIED", is_logged=True)
+        keys.chmod(0o700)
+
+    def test_output_that_is_lost(self):
+        with open("/dev/full", "wb") as full:
+            result = subprocess.run([self.tool, "info", DOCUMENT], stdout=full,
+                                    stderr=subprocess.PIPE, check=False)
+        self.assertEqual(result.returncode, 7, result)
+        self.assertIn(b"can't write to standard output: No space left", result.stderr)
+
+
+if __name__ == "__main__":
+    unittest.main(argv=sys.argv[:1])

@@ -1,0 +1,231 @@
+#!/usr/bin/env python3
+"""What a signal leaves of a command that it ends: tool_signals_test.py MVLPFX SUPPORT WRITER PEERS"""
+import json
+import os
+import pathlib
+import pty
+import signal
+import subprocess
+import sys
+import termios
+import time
+import unittest
+
+sys.path.insert(0, sys.argv[2])
+from tool_profile import Profile  # noqa: E402
+
+Profile.tool = sys.argv[1]
+WRITER = sys.argv[3]
+DOCUMENTS = pathlib.Path(sys.argv[4])
+# Takes seconds to derive a key for.
+SLOW = DOCUMENTS / "openssl-600000.pfx"
+SLOW_PASSWORD = SLOW.with_suffix(".password")
+ROUNDS = 40
+
+
+class Signals(Profile):
+    """Each command meets the signal at moments spread over the time that it takes."""
+
+    def start(self, *args, home=None):
+        return subprocess.Popen([self.tool, *map(str, args)], cwd=self.folder,
+                                env=self.environment(home), stdin=subprocess.DEVNULL,
+                                stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+
+    def seconds(self, *args, home=None):
+        begin = time.monotonic()
+        process = self.start(*args, home=home)
+        process.communicate()
+        self.assertEqual(process.returncode, 0)
+        return time.monotonic() - begin
+
+    def interrupt(self, moment, number, *args, home=None):
+        """The status and what was printed; a process that was quicker than the signal has 0."""
+        process = self.start(*args, home=home)
+        time.sleep(moment)
+        process.send_signal(number)
+        out, said = process.communicate(timeout=60)
+        self.assertIn(process.returncode, (0, -number), said)
+        return process.returncode, out.decode()
+
+    def moments(self, length):
+        """Some before it begins, some behind its end, and the number of the signal."""
+        numbers = (signal.SIGINT, signal.SIGTERM, signal.SIGHUP)
+        return [(1.1 * length * i / (ROUNDS - 1), numbers[i % 3]) for i in range(ROUNDS)]
+
+    def left_over(self, folder):
+        """Names of files that are there for a while alone."""
+        return [path for path in pathlib.Path(folder).rglob("*")
+                if path.name == ".unfinished" or ".pfx." in path.name]
+
+    def keys(self, home):
+        """Names of containers, each of which has its key."""
+        containers = self.report("keys", home=home)["containers"]
+        for container in containers:
+            self.assertEqual(len(container["keys"]), 1, container)
+        return [container["container"] for container in containers]
+
+    def test_new_leaves_all_or_nothing(self):
+        home = self.folder / "home"
+        args = ("new", "--subject", "CN=x", "--exportable", "--container")
+        length = self.seconds(*args, "first", home=home)
+        ended = 0
+        for i, (moment, number) in enumerate(self.moments(length)):
+            status, out = self.interrupt(moment, number, *args, f"box{i}", home=home)
+            ended += status != 0
+            made = f"box{i}" in self.keys(home)
+            thumbprints = [row["thumbprint"] for row in self.report("certs",
+                                                                    home=home)["certificates"]]
+            # What is made is told, and has a certificate that is tied to it.
+            self.assertEqual(out.strip() in thumbprints, made)
+            self.assertEqual(bool(out), made)
+            self.assertEqual(len(thumbprints), len(self.keys(home)))
+            self.assertEqual(self.left_over(home), [])
+            if status == 0:
+                self.assertTrue(made)
+        self.assertGreater(ended, 0)
+        tied = [row["container"] for row in self.report("certs", home=home)["certificates"]]
+        self.assertEqual(sorted(tied), sorted(
+            c["uniqueName"] for c in self.report("keys", home=home)["containers"]))
+
+    def test_create_leaves_a_whole_document_or_none(self):
+        self.new("one", "--exportable")
+        args = ("create", "-o", "out.pfx", "--pass-file", "password")
+        length = self.seconds(*args)
+        out = self.folder / "out.pfx"
+        whole = 0
+        for moment, number in self.moments(length):
+            out.unlink(missing_ok=True)
+            status, _ = self.interrupt(moment, number, *args)
+            if out.exists():
+                whole += 1
+                self.expect(0, "verify", "out.pfx", "--pass-file", "password")
+            else:
+                self.assertNotEqual(status, 0)
+            self.assertEqual(self.left_over(self.folder), [])
+        self.assertLess(whole, ROUNDS)
+
+    def test_create_leaves_the_document_that_it_would_replace(self):
+        self.new("one", "--exportable")
+        args = ("create", "-o", "out.pfx", "--force", "--pass-file", "password")
+        length = self.seconds(*args)
+        for moment, number in self.moments(length):
+            self.interrupt(moment, number, *args)
+            self.expect(0, "verify", "out.pfx", "--pass-file", "password")
+            self.assertEqual(self.left_over(self.folder), [])
+
+    def test_restore_leaves_all_or_nothing_and_tells_it(self):
+        subprocess.run([WRITER, self.folder], check=True)
+        self.file("password", "Password1\n")
+        args = ("restore", "untied.pfx", "--pass-file", "password", "--json")
+        length = self.seconds(*args, home=self.folder / "first")
+        restored = 0
+        for i, (moment, number) in enumerate(self.moments(length)):
+            home = self.folder / f"home{i}"
+            home.mkdir()
+            status, out = self.interrupt(moment, number, *args, home=home)
+            names = self.keys(home)
+            certificates = self.report("certs", home=home)["certificates"]
+            if not out:
+                self.assertEqual((names, certificates, status), ([], [], -number))
+                continue
+            restored += 1
+            report = json.loads(out)
+            self.assertIn(report["exitCode"], (0, 128 + number))
+            self.assertEqual(sorted(report["containers"]), sorted(names))
+            self.assertEqual((len(names), len(certificates)), (2, 1))
+            self.assertEqual(self.left_over(home), [])
+        self.assertLess(restored, ROUNDS)
+
+    def test_a_restore_under_way_says_that_it_is_ended_first(self):
+        process = self.start("restore", SLOW, "--pass-file", SLOW_PASSWORD)
+        time.sleep(1)
+        process.send_signal(signal.SIGINT)
+        out, said = process.communicate(timeout=60)
+        self.assertEqual(process.returncode, -signal.SIGINT)
+        self.assertIn(b"interrupted; what is begun is ended first", said)
+        self.assertEqual(out.decode().split()[:2], ["container", *self.keys(self.home)])
+
+    def test_certs_add_leaves_whole_certificates(self):
+        self.openssl("req", "-x509", "-newkey", "rsa:2048", "-nodes", "-subj", "/CN=plain",
+                     "-keyout", "key", "-out", "cert.pem")
+        length = self.seconds("certs", "add", "cert.pem", home=self.folder / "first")
+        for i, (moment, number) in enumerate(self.moments(length)):
+            home = self.folder / f"home{i}"
+            status, out = self.interrupt(moment, number, "certs", "add", "cert.pem", home=home)
+            there = self.report("certs", home=home)["certificates"]
+            self.assertEqual(out.split(), [row["thumbprint"] for row in there])
+            self.assertEqual(self.left_over(home), [])
+
+    def test_a_derivation_that_makes_nothing_ends_at_once(self):
+        for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
+            begin = time.monotonic()
+            status, out = self.interrupt(0.3, number, "verify", SLOW, "--pass-file",
+                                         SLOW_PASSWORD)
+            self.assertEqual((status, out), (-number, ""))
+        self.assertEqual(self.left_over(self.folder), [])
+
+    def test_a_shell_tells_130(self):
+        script = ('"$0" verify "$1" --pass-file "$2" & sleep 0.3; kill -TERM $!; wait $!; echo $?')
+        result = subprocess.run(["bash", "-c", script, self.tool, SLOW,
+                                 SLOW_PASSWORD], capture_output=True,
+                                check=False)
+        self.assertEqual(result.stdout, b"143\n")
+        # A shell's jobs in the background ignore SIGINT, so this one has a shell of its own.
+        script = 'trap : INT; "$0" verify "$1" --pass-file "$2"; echo $?'
+        shell = subprocess.Popen(["bash", "-c", script, self.tool, SLOW,
+                                  SLOW_PASSWORD], stdout=subprocess.PIPE,
+                                 stderr=subprocess.DEVNULL, start_new_session=True)
+        time.sleep(0.5)
+        os.killpg(shell.pid, signal.SIGINT)
+        self.assertEqual(shell.communicate(timeout=30)[0], b"130\n")
+
+    def test_an_ignored_hangup_ends_nothing(self):
+        process = subprocess.Popen(
+            ["bash", "-c", 'trap "" HUP; exec "$0" verify "$1" --pass-file "$2"', self.tool,
+             SLOW, SLOW_PASSWORD],
+            stdout=subprocess.PIPE)
+        time.sleep(0.5)
+        process.send_signal(signal.SIGHUP)
+        self.assertIn(b"the password fits", process.communicate(timeout=60)[0])
+        self.assertEqual(process.returncode, 0)
+
+
+class Terminal(Profile):
+    def prompted(self):
+        """A process that asks for a password on a terminal, with echo off."""
+        child, terminal = pty.fork()
+        if child == 0:
+            # The terminal outlives the tool, as it does under a shell.
+            os.execvp("bash", ["bash", "-c", 'trap : INT TERM HUP QUIT; "$0" verify "$1"; '
+                               'echo "status $?"; sleep 1', self.tool,
+                               DOCUMENTS / "openssl-three-2012-256.pfx"])
+        shown = b""
+        while b"Password for" not in shown:
+            shown += os.read(terminal, 1024)
+        return child, terminal
+
+    def echoes(self, terminal):
+        return bool(termios.tcgetattr(terminal)[3] & termios.ECHO)
+
+    def test_echo_comes_back(self):
+        for key, number in ((b"\x03", signal.SIGINT), (b"\x1c", signal.SIGQUIT),
+                            (None, signal.SIGTERM), (None, signal.SIGHUP)):
+            with self.subTest(number):
+                child, terminal = self.prompted()
+                self.assertFalse(self.echoes(terminal))
+                if key is not None:
+                    os.write(terminal, key)
+                else:
+                    os.killpg(os.tcgetpgrp(terminal), number)
+                shown = b""
+                while b"status " not in shown:
+                    shown += os.read(terminal, 1024)
+                self.assertIn(f"status {128 + number}".encode(), shown)
+                self.assertTrue(self.echoes(terminal))
+                os.kill(child, signal.SIGKILL)
+                os.waitpid(child, 0)
+                os.close(terminal)
+
+
+if __name__ == "__main__":
+    unittest.main(argv=sys.argv[:1])

@@ -1,0 +1,387 @@
+#include "mvlpfx/document_fault.h"
+
+#include <algorithm>
+#include <array>
+#include <iterator>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "derlist/der_parser.h"
+#include "mvlpfx/document_file.h"
+#include "mvlpfx/document_syntax.h"
+#include "mvlpfx/node_tree.h"
+#include "mvlpfx/tree_view.h"
+#include "pfximport/bag_identifiers.h"
+#include "platform/cryptoapi.h"
+
+namespace mvlpfx {
+
+namespace {
+
+constexpr std::uint8_t kInteger = 0x02;
+constexpr std::uint8_t kOctetString = 0x04;
+constexpr std::uint8_t kOid = 0x06;
+constexpr std::uint8_t kBmpString = 0x1E;
+constexpr std::uint8_t kSequence = 0x30;
+constexpr std::uint32_t kVectorSize = 8;
+
+constexpr char kTakeAnother[] =
+    "name a .pfx or .p12 file; 'mvlpfx info --tree' shows what any DER file holds";
+
+struct ParsedDocument {
+    explicit ParsedDocument(std::span<const std::uint8_t> bytes)
+        : isWhole(pkisdk::ParseDerList(bytes.data(), static_cast<std::int32_t>(bytes.size()),
+                                       &list) != 0),
+          tree(list) {}
+
+    pkisdk::DerList list;
+    bool isWhole;
+    NodeTree tree;
+};
+
+DocumentPlace PlaceOf(const NodeTree& tree, std::size_t node, std::string found) {
+    return {tree.Offset(node), PathOf(tree, node), std::move(found)};
+}
+
+// The element that holds the `number`-th of these identifiers, counted from 1.
+std::size_t HolderOf(const NodeTree& tree, const char* oid, std::size_t number = 1) {
+    for (std::size_t node = 0; node < tree.Size(); ++node) {
+        if (tree.Oid(node) == oid && --number == 0) {
+            return tree.Parent(node);
+        }
+    }
+    return NodeTree::kNone;
+}
+
+// SEQUENCE { version, SEQUENCE { contentType, ... }, ... }
+bool IsShapedAsPfx(const NodeTree& tree) {
+    return tree.HasTag(tree.Root(), kSequence) &&
+           tree.HasTag(tree.Child(tree.Root(), 0), kInteger) &&
+           tree.HasTag(tree.Child(tree.Child(tree.Root(), 1), 0), kOid);
+}
+
+// The kind that a PEM header in the text names, and where that stands; empty where there is none.
+std::string_view PemKind(std::string_view text, std::size_t* offset) {
+    constexpr std::string_view kBegin = "-----BEGIN ";
+    constexpr std::size_t kLongest = 64;
+    *offset = text.find(kBegin);
+    if (*offset == text.npos || (*offset != 0 && text[*offset - 1] != '\n')) {
+        return {};
+    }
+    const std::string_view rest = text.substr(*offset + kBegin.size(), kLongest);
+    const std::size_t end = rest.find("-----");
+    return end == rest.npos ? std::string_view() : rest.substr(0, end);
+}
+
+[[noreturn]] void Throw(const std::string& message, const std::string& advice,
+                        std::optional<DocumentPlace> place, std::uint32_t word) {
+    ToolError error(ExitCode::kMalformed, message, word, advice);
+    error.place = std::move(place);
+    throw error;
+}
+
+void RefuseOtherPem(std::span<const std::uint8_t> document, std::uint32_t word) {
+    std::size_t offset = 0;
+    const std::string kind(
+        PemKind({reinterpret_cast<const char*>(document.data()), document.size()}, &offset));
+    if (kind.empty() || kind == "PKCS12" || kind == "PFX") {
+        return;
+    }
+    const bool isCertificate = kind.find("CERTIFICATE") != kind.npos;
+    Throw("not a PFX document but PEM text of kind " + kind,
+          isCertificate ? "'mvlpfx certs add' takes certificates; for this name a .pfx or .p12 file"
+                        : "name a .pfx or .p12 file; 'openssl pkcs12 -export' makes one of a key "
+                          "and its certificates",
+          DocumentPlace{static_cast<std::uint32_t>(offset), "", "-----BEGIN " + kind + "-----"},
+          word);
+}
+
+// How long the SEQUENCE with which the bytes begin says it is, header included; 0 where they begin
+// otherwise or its length is not definite.
+std::uint64_t AnnouncedSize(std::span<const std::uint8_t> der) {
+    if (der.size() < 2 || der[0] != kSequence || der[1] == 0x80) {
+        return 0;
+    }
+    const std::size_t octets = der[1] < 0x80 ? 0 : der[1] & 0x7F;
+    if (octets > sizeof(std::uint32_t) || der.size() < 2 + octets) {
+        return 0;
+    }
+    std::uint64_t length = octets == 0 ? der[1] : 0;
+    for (const std::uint8_t octet : der.subspan(2, octets)) {
+        length = length << 8 | octet;
+    }
+    return 2 + octets + length;
+}
+
+void RefuseCutOff(std::span<const std::uint8_t> document, std::uint32_t word) {
+    const std::vector<std::uint8_t> der = WithoutArmour({document.begin(), document.end()});
+    const std::uint64_t announced = AnnouncedSize(der);
+    if (announced > der.size()) {
+        Throw("the document is cut off: of " + std::to_string(announced) + " bytes " +
+                  std::to_string(der.size()) + " are there",
+              "copy or download it again, as binary",
+              DocumentPlace{static_cast<std::uint32_t>(der.size()), "", "the end"}, word);
+    }
+}
+
+std::string FirstByte(std::span<const std::uint8_t> document) {
+    std::array<char, 10> text{};
+    std::snprintf(text.data(), text.size(), "byte 0x%02X", document[0]);
+    return text.data();
+}
+
+// The first that a PFX has otherwise.
+DocumentPlace FindOtherShape(const NodeTree& tree) {
+    const std::size_t version = tree.Child(tree.Root(), 0);
+    const std::size_t authSafe = tree.Child(tree.Root(), 1);
+    const auto wanted = [&](std::size_t node, const std::string& name) {
+        return node == NodeTree::kNone
+                   ? PlaceOf(tree, tree.Root(),
+                             TypeName(tree.Tag(tree.Root())) + " without " + name)
+                   : PlaceOf(tree, node, TypeName(tree.Tag(node)) + " in the place of " + name);
+    };
+    if (!tree.HasTag(tree.Root(), kSequence)) {
+        return wanted(tree.Root(), "the document");
+    }
+    return tree.HasTag(version, kInteger) ? wanted(authSafe, "authSafe")
+                                          : wanted(version, "version");
+}
+
+// What an AlgorithmIdentifier of PBES2 names.
+struct Scheme {
+    Scheme(const NodeTree& tree, std::size_t algorithm) {
+        const std::size_t parameters = tree.Child(algorithm, 1);
+        derivation = tree.Child(tree.Child(parameters, 0), 1);
+        iterations = tree.Child(derivation, 1);
+        prf = tree.Child(tree.Child(derivation, 2), 0);
+        cipher = tree.Child(tree.Child(parameters, 1), 0);
+        vector = tree.Child(tree.Child(tree.Child(parameters, 1), 1), 0);
+    }
+
+    std::size_t derivation;
+    std::size_t iterations;
+    std::size_t prf;
+    std::size_t cipher;
+    std::size_t vector;
+};
+
+// EncryptedData of the first encrypted content.
+std::size_t EncryptedData(const NodeTree& tree) {
+    return tree.Child(tree.Child(HolderOf(tree, pkisdk::kEncryptedDataOid), 1), 0);
+}
+
+// The bags that a restore takes for those of keys.
+std::vector<std::size_t> KeyBags(const NodeTree& tree) {
+    std::vector<std::size_t> bags;
+    for (std::size_t node = 0; node < tree.Size(); ++node) {
+        const std::size_t bag = tree.Parent(node);
+        if (tree.Oid(node) == pkisdk::kShroudedKeyBagOid && bag != NodeTree::kNone &&
+            tree.Child(bag, 1) != NodeTree::kNone) {
+            bags.push_back(bag);
+        }
+    }
+    return bags;
+}
+
+std::size_t EncryptedKey(const NodeTree& tree, std::size_t bag) {
+    return tree.Child(tree.Child(bag, 1), 0);
+}
+
+std::vector<Scheme> SchemesOf(const NodeTree& tree) {
+    std::vector<Scheme> schemes{Scheme(tree, tree.Child(tree.Child(EncryptedData(tree), 1), 1))};
+    for (const std::size_t bag : KeyBags(tree)) {
+        schemes.emplace_back(tree, tree.Child(EncryptedKey(tree, bag), 0));
+    }
+    return schemes;
+}
+
+bool IsKnownCipher(std::string oid) {
+    return CryptFindOIDInfo(CRYPT_OID_INFO_OID_KEY, oid.data(), 0) != nullptr;
+}
+
+bool IsKnownPrf(const std::string& oid) {
+    return oid == "1.2.643.2.2.10" || oid == "1.2.643.7.1.1.4.1" || oid == "1.2.643.7.1.1.4.2";
+}
+
+DocumentPlace PlaceOf(const NodeTree& tree, const Misshapen& misshapen) {
+    const std::string type = TypeName(tree.Tag(misshapen.node));
+    return PlaceOf(
+        tree, misshapen.node,
+        type + (misshapen.isMissing ? " without " : " in the place of ") + misshapen.wanted);
+}
+
+// The identifier and the name of a key must have values of their types.
+std::optional<DocumentPlace> FindMisshapenValue(const NodeTree& tree, std::size_t bag) {
+    for (const std::size_t attribute : tree.Children(tree.Child(bag, 2))) {
+        const std::string oid = tree.Oid(tree.Child(attribute, 0));
+        const bool isId = oid == pkisdk::kLocalKeyIdOid;
+        if (!isId && oid != pkisdk::kFriendlyNameOid) {
+            continue;
+        }
+        const std::size_t value = tree.Child(tree.Child(attribute, 1), 0);
+        if (value == NodeTree::kNone) {
+            return PlaceOf(tree, tree.Child(attribute, 1), "SET without a value");
+        }
+        if (!tree.HasTag(value, isId ? kOctetString : kBmpString)) {
+            return PlaceOf(tree, value,
+                           TypeName(tree.Tag(value)) + " in the place of " +
+                               (isId ? "the key's identifier" : "the friendly name"));
+        }
+    }
+    return std::nullopt;
+}
+
+// What keeps the parts of a scheme's encrypted value from being decrypted, of what can be seen.
+std::optional<DocumentPlace> FindShortVector(const NodeTree& tree, const Scheme& scheme) {
+    if (!tree.HasTag(scheme.vector, kOctetString) || tree.Length(scheme.vector) >= kVectorSize) {
+        return std::nullopt;
+    }
+    return PlaceOf(tree, scheme.vector,
+                   "initialisation vector of " + std::to_string(tree.Length(scheme.vector)) +
+                       " bytes, of 8 that the cipher reads");
+}
+
+}  // namespace
+
+void ThrowNoPfx(std::span<const std::uint8_t> document, std::uint32_t word) {
+    if (document.empty()) {
+        Throw("not a PFX document: the file is empty", kTakeAnother, std::nullopt, word);
+    }
+    RefuseOtherPem(document, word);
+    const ParsedDocument read(document);
+    if (!read.isWhole) {
+        RefuseCutOff(document, word);
+        Throw("not a PFX document: neither DER nor base64 of it", kTakeAnother,
+              DocumentPlace{0, "", FirstByte(document)}, word);
+    }
+    Throw("not a PFX document but DER of another kind", kTakeAnother, FindOtherShape(read.tree),
+          word);
+}
+
+void ThrowNoDer(std::span<const std::uint8_t> document, const pkisdk::DerList& read) {
+    if (document.empty()) {
+        Throw("not a DER document: the file is empty", "", std::nullopt, 0);
+    }
+    RefuseCutOff(document, 0);
+    const NodeTree tree(read);
+    DocumentPlace place{0, "", FirstByte(document)};
+    if (tree.Size() != 0) {
+        place = PlaceOf(tree, tree.Last(), TypeName(tree.Tag(tree.Last())));
+    }
+    Throw("not a DER document", "name a file that holds DER, PEM or base64", std::move(place), 0);
+}
+
+void ThrowNoMac(std::span<const std::uint8_t> document) {
+    constexpr auto kWord = static_cast<std::uint32_t>(NTE_BAD_DATA);
+    const ParsedDocument read(document);
+    if (!read.isWhole || !IsShapedAsPfx(read.tree)) {
+        ThrowNoPfx(document, kWord);
+    }
+    const NodeTree& tree = read.tree;
+    const std::size_t tail = tree.Child(tree.Root(), 2);
+    Throw("the document has no integrity value (MacData) to check the password by",
+          "have it made again with one, of a GOST digest: openssl pkcs12 -export -macalg "
+          "md_gost12_512",
+          tail == NodeTree::kNone
+              ? DocumentPlace{EncodedNodeSize(*read.list.begin()), "macData", "the end"}
+              : PlaceOf(tree, tail, TypeName(tree.Tag(tail)) + " that is no MacData"),
+          kWord);
+}
+
+std::optional<DocumentPlace> FindDigest(std::span<const std::uint8_t> document) {
+    const ParsedDocument read(document);
+    const NodeTree& tree = read.tree;
+    const auto top = tree.Children(tree.Root());
+    if (top.empty()) {
+        return std::nullopt;
+    }
+    const std::size_t algorithm = tree.Child(tree.Child(top.back(), 0), 0);
+    return PlaceOf(tree, tree.Child(algorithm, 0), tree.Oid(tree.Child(algorithm, 0)));
+}
+
+std::optional<DocumentPlace> FindIterations(std::span<const std::uint8_t> document) {
+    const ParsedDocument read(document);
+    const NodeTree& tree = read.tree;
+    std::vector<std::size_t> nodes{tree.Last()};
+    for (const Scheme& scheme : SchemesOf(tree)) {
+        nodes.push_back(scheme.iterations);
+    }
+    std::size_t greatest = NodeTree::kNone;
+    std::uint64_t iterations = 0;
+    for (const std::size_t node : nodes) {
+        std::uint64_t count = 0;
+        if (tree.Number(node, &count) && (greatest == NodeTree::kNone || count > iterations)) {
+            greatest = node;
+            iterations = count;
+        }
+    }
+    if (greatest == NodeTree::kNone) {
+        return std::nullopt;
+    }
+    return PlaceOf(tree, greatest, std::to_string(iterations) + " iterations");
+}
+
+std::optional<DocumentPlace> FindUnknownAlgorithm(std::span<const std::uint8_t> document) {
+    const ParsedDocument read(document);
+    const NodeTree& tree = read.tree;
+    for (const Scheme& scheme : SchemesOf(tree)) {
+        if (!IsKnownCipher(tree.Oid(scheme.cipher)) && scheme.cipher != NodeTree::kNone) {
+            return PlaceOf(tree, scheme.cipher, tree.Oid(scheme.cipher));
+        }
+        if (scheme.prf != NodeTree::kNone && !IsKnownPrf(tree.Oid(scheme.prf))) {
+            return PlaceOf(tree, scheme.prf, tree.Oid(scheme.prf));
+        }
+        if (scheme.prf == NodeTree::kNone && scheme.derivation != NodeTree::kNone) {
+            return PlaceOf(tree, scheme.derivation, TypeName(tree.Tag(scheme.derivation)));
+        }
+    }
+    return std::nullopt;
+}
+
+std::optional<DocumentPlace> FindMisshapen(std::span<const std::uint8_t> document) {
+    const ParsedDocument read(document);
+    const NodeTree& tree = read.tree;
+    if (const std::size_t content = EncryptedData(tree); content != NodeTree::kNone) {
+        if (const auto misshapen = FindMisshapenContent(tree, content)) {
+            return PlaceOf(tree, *misshapen);
+        }
+    }
+    for (const std::size_t bag : KeyBags(tree)) {
+        if (const auto misshapen = FindMisshapenBag(tree, bag)) {
+            return PlaceOf(tree, *misshapen);
+        }
+        if (auto place = FindMisshapenValue(tree, bag)) {
+            return place;
+        }
+    }
+    return std::nullopt;
+}
+
+std::optional<DocumentPlace> FindLack(std::span<const std::uint8_t> document,
+                                      std::size_t containers) {
+    const ParsedDocument read(document);
+    const NodeTree& tree = read.tree;
+    const std::size_t authSafe = tree.Child(tree.Root(), 1);
+    if (HolderOf(tree, pkisdk::kEncryptedDataOid) == NodeTree::kNone) {
+        return PlaceOf(tree, authSafe, "no encrypted certificates");
+    }
+    const std::vector<Scheme> schemes = SchemesOf(tree);
+    if (auto place = FindShortVector(tree, schemes.front())) {
+        return place;
+    }
+    if (HolderOf(tree, pkisdk::kDataOid, 2) == NodeTree::kNone) {
+        return PlaceOf(tree, authSafe, "no content for keys");
+    }
+    const std::vector<std::size_t> bags = KeyBags(tree);
+    if (containers == 0 || containers > bags.size()) {
+        return std::nullopt;
+    }
+    if (auto place = FindShortVector(tree, schemes[containers])) {
+        return place;
+    }
+    return PlaceOf(tree, tree.Child(EncryptedKey(tree, bags[containers - 1]), 1),
+                   "a key that is no GOST key once it is decrypted");
+}
+
+}  // namespace mvlpfx

@@ -1,0 +1,44 @@
+// Why a document is refused, and where in it the cause is.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <span>
+
+#include "derlist/der_list.h"
+#include "mvlpfx/exit_codes.h"
+
+namespace mvlpfx {
+
+// All take what was read from the file, text forms too, and throw or answer what is to be told of
+// it. The places are found after the fact, by looking for what leads to the word that was met; none
+// is told where nothing is found.
+
+// What is no PFX document: an empty file, PEM of another kind, other text, DER that is cut off or
+// of another kind. `word` is the one that was met.
+[[noreturn]] void ThrowNoPfx(std::span<const std::uint8_t> document, std::uint32_t word = 0);
+
+// The same for what does not read as DER; `read` holds what could be read.
+[[noreturn]] void ThrowNoDer(std::span<const std::uint8_t> document, const pkisdk::DerList& read);
+
+// What has no integrity value where it should stand; for what is no PFX as ThrowNoPfx.
+[[noreturn]] void ThrowNoMac(std::span<const std::uint8_t> document);
+
+// The identifier of the integrity value's digest.
+std::optional<DocumentPlace> FindDigest(std::span<const std::uint8_t> document);
+
+// The greatest count of iterations.
+std::optional<DocumentPlace> FindIterations(std::span<const std::uint8_t> document);
+
+// The first cipher or pseudo-random function that the provider does not know.
+std::optional<DocumentPlace> FindUnknownAlgorithm(std::span<const std::uint8_t> document);
+
+// The first element that keeps an encrypted part from being read.
+std::optional<DocumentPlace> FindMisshapen(std::span<const std::uint8_t> document);
+
+// What a restore lacks that has made containers for so many keys: encrypted certificates, a part
+// for keys, or the key for which the last container was.
+std::optional<DocumentPlace> FindLack(std::span<const std::uint8_t> document,
+                                      std::size_t containers);
+
+}  // namespace mvlpfx
