@@ -99,7 +99,7 @@ TEST_F(LogMessages, WithoutFieldsGoToNoSink) {
 }
 
 TEST_F(LogMessages, OfALogThatWasNeverSetUpGoNowhere) {
-    static LogContext context;
+    LogContext context;
     EXPECT_NE(LogMessage(&context, 8, 0, nullptr, 0, nullptr, "%s", "m"), 0);
     context.level = 8;
     EXPECT_EQ(LogMessage(&context, 8, 0, nullptr, 0, nullptr, "%s", "m"), 0);
