@@ -8,7 +8,7 @@ namespace provider {
 namespace {
 
 // Many times what a key with attributes and masks takes; what is larger is no key.
-constexpr std::size_t kLargestInfo = 64 * 1024;
+constexpr std::size_t kLargestInfo = std::size_t{64} * 1024;
 
 static_assert(sizeof(BLOBHEADER) == kBlobHeaderSize);
 

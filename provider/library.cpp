@@ -18,7 +18,7 @@ namespace {
 constexpr int kSecureMemorySize = 1024 * 1024;
 
 // More than the secret numbers of one operation take.
-constexpr std::size_t kRoomForOperation = 16 * 1024;
+constexpr std::size_t kRoomForOperation = std::size_t{16} * 1024;
 
 // The library locks its secure memory where the system lets it, and it is used all the same where
 // it does not: many systems let a process lock next to nothing. But a core file would show it. The
