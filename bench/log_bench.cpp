@@ -51,7 +51,7 @@ BENCHMARK(UnwantedBySinksWithoutWatchedKey);
 
 // The difference is one poll.
 void UnwantedWithWatchedKey(benchmark::State& state) {
-    const LogSurroundings surroundings("level = 61\n");
+    const LogSurroundings surroundings({{"level", 61}});
     TestLog log;
     log.Start();
     RequireWatch(log, true);
@@ -62,7 +62,7 @@ void UnwantedWithWatchedKey(benchmark::State& state) {
 BENCHMARK(UnwantedWithWatchedKey);
 
 void LineToTheFile(benchmark::State& state) {
-    const LogSurroundings surroundings("file_level = 8\n");
+    const LogSurroundings surroundings({{"file_level", 8}});
     TestLog log;
     log.Start();
     for (auto _ : state) {

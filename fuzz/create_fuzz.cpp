@@ -5,7 +5,6 @@
 #include <cstdint>
 #include <cstdlib>
 #include <random>
-#include <string>
 #include <vector>
 
 #include "asn/asn_object_readable.h"
@@ -15,51 +14,22 @@
 #include "pfxcrypto/document_oids.h"
 #include "schema/pfx_key_bag.h"
 #include "support/containers_in_csp.h"
-#include "support/key_store.h"
+#include "support/one_key_store.h"
 #include "support/platform_calls.h"
 #include "support/safe_bags.h"
-#include "support/scoped_environment.h"
 #include "support/store_content.h"
 
 namespace {
 
+using fuzz::kPassword;
 using test_support::Bytes;
 using test_support::PlatformCalls;
 using test_support::StoreContent;
-
-constexpr wchar_t kPassword[] = L"Password1";
 
 void Require(bool condition) {
     if (!condition) {
         std::abort();
     }
-}
-
-// A store of one key, and what is in it. The keys are the user's; restored ones are the machine's.
-class Source {
-  public:
-    explicit Source(ALG_ID algorithm) {
-        store_.AddKey("key " + std::to_string(algorithm), algorithm);
-        store_.Add(test_support::MakeCertificate("ca", "root"));
-        content_ = test_support::ReadStore(store_.Get());
-        Require(content_.size() == 2);
-    }
-    HCERTSTORE Store() const { return store_.Get(); }
-    const StoreContent& Content() const { return content_; }
-
-  private:
-    test_support::KeyStore store_;
-    StoreContent content_;
-};
-
-const Source& ChooseSource(unsigned choice) {
-    // The files of containers in memory are those of a provider built for it.
-    static const test_support::ScopedSettings settings(
-        "['SOFTWARE\\Microsoft\\Cryptography\\Defaults\\Provider\\"
-        "Velmorix Cryptographic Service Provider']\n"
-        "Type = 2\n'Image Path' = '" MVLPFX_FUZZ_CSP "'\n");
-    static const Source sources[] = {Source(0x2E23), Source(0x2E49), Source(0x2E3D)};
-    return sources[choice % std::size(sources)];
 }
 
 // Both generators from here on give what follows from the input.
@@ -72,14 +42,6 @@ void ReplaceRandom(const Bytes& input) {
             octet = static_cast<BYTE>(octets());
         }
     });
-}
-
-Bytes Create(HCERTSTORE store) {
-    Bytes document(4096);
-    PfxBlob pfx{static_cast<DWORD>(document.size()), document.data()};
-    Require(UzCreatePFX(store, &pfx, kPassword, 0) && GetLastError() == 0);
-    document.resize(pfx.cbData);
-    return document;
 }
 
 // Throws where the bag can't be read.
@@ -109,10 +71,10 @@ void RequireRestore(const PfxBlob& pfx, const StoreContent& content) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const Bytes input(data, data + size);
     const unsigned choice = input.empty() ? 0 : input[0];
-    const Source& source = ChooseSource(choice & 0x1FU);
+    const fuzz::OneKeyStore& source = fuzz::ChooseStore(choice & 0x1FU);
     PlatformCalls::Get().Reset();
     ReplaceRandom(input);
-    Bytes document = Create(source.Store());
+    Bytes document = fuzz::Create(source.Get(), 0);
     PlatformCalls::Get().Reset();
     const PfxBlob pfx{static_cast<DWORD>(document.size()), document.data()};
     Require(UzVerifyPswPFX(&pfx, kPassword));

@@ -9,6 +9,7 @@
 #include "derlist/der_parser.h"
 #include "derlist/der_queries.h"
 #include "support/der_list_comparison.h"
+#include "support/der_mutator.h"
 
 namespace {
 
@@ -34,6 +35,10 @@ std::uint64_t Seed(std::span<const std::uint8_t> document) {
 }
 
 }  // namespace
+
+std::size_t OctetsBeforeDocument(std::span<const std::uint8_t> /*input*/) {
+    return 0;
+}
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const std::span<const std::uint8_t> document(data, size);

@@ -9,9 +9,10 @@
 
 #include "mvlpfx/mvlpfx.h"
 #include "support/containers_in_csp.h"
+#include "support/der_mutator.h"
 #include "support/platform_calls.h"
+#include "support/provider_in_memory.h"
 #include "support/safe_bags.h"
-#include "support/scoped_environment.h"
 
 namespace {
 
@@ -50,6 +51,10 @@ Bytes DocumentOfPrivateKey(const Bytes& privateKey) {
                                      test_support::PlainContentInfo({key.Build()})});
 }
 
+unsigned KindOf(std::uint8_t first) {
+    return (first & 0x3FU) % kKinds;
+}
+
 Bytes MakeDocument(unsigned kind, const Bytes& rest) {
     switch (kind) {
         case kBags:
@@ -71,23 +76,19 @@ void RequireClosed(DWORD error) {
     calls.ReleaseContexts();
 }
 
-// The files of containers in memory are those of a provider built for it.
-void LoadProviderInMemory() {
-    static const test_support::ScopedSettings settings(
-        "['SOFTWARE\\Microsoft\\Cryptography\\Defaults\\Provider\\"
-        "Velmorix Cryptographic Service Provider']\n"
-        "Type = 2\n'Image Path' = '" MVLPFX_FUZZ_CSP "'\n");
-}
-
 }  // namespace
 
+std::size_t OctetsBeforeDocument(std::span<const std::uint8_t> input) {
+    return KindOf(input[0]) == kBags ? 3 : 1;
+}
+
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    LoadProviderInMemory();
+    fuzz::LoadProviderInMemory();
     if (size == 0) {
         return 0;
     }
     const Bytes rest(data + 1, data + size);
-    Bytes document = MakeDocument((data[0] & 0x3FU) % kKinds, rest);
+    Bytes document = MakeDocument(KindOf(data[0]), rest);
     const DWORD flags = ((data[0] & kExportable) != 0 ? CRYPT_EXPORTABLE : 0U) |
                         ((data[0] & kMachine) != 0 ? CRYPT_MACHINE_KEYSET : 0U);
     const PfxBlob pfx{static_cast<DWORD>(document.size()), document.data()};

@@ -191,15 +191,11 @@ HRESULT ListContainerFiles(ContainerScope scope, std::vector<std::string>* fileN
     if (status != S_OK || !folder.IsOpen()) {
         return status;
     }
-    std::error_code error;
-    std::filesystem::directory_iterator entry(path, error);
-    for (; !error && entry != std::filesystem::directory_iterator(); entry.increment(error)) {
-        std::string name = entry->path().filename().string();
-        if (IsContainerFileName(name)) {
-            fileNames->push_back(std::move(name));
-        }
+    if (!state::ListFolder(path, fileNames)) {
+        return ReportErrno(path, errno);
     }
-    return error ? ReportErrno(path, error.value()) : S_OK;
+    std::erase_if(*fileNames, [](const std::string& name) { return !IsContainerFileName(name); });
+    return S_OK;
 }
 
 HRESULT ChangeContainerFiles(ContainerScope scope,

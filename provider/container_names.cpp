@@ -29,9 +29,8 @@ bool IsHex(std::string_view text) {
 }
 
 std::string HashOf(std::string_view name) {
-    SetUpLibrary();
     std::array<BYTE, kHashSize> hash{};
-    gcry_md_hash_buffer(GCRY_MD_SHA256, hash.data(), name.data(), name.size());
+    HashAtOnce(GCRY_MD_SHA256, {reinterpret_cast<const BYTE*>(name.data()), name.size()}, hash);
     return ToHex(hash);
 }
 

@@ -100,9 +100,8 @@ bool HasMac(const SealKeys& keys, const ContainerImage& image) {
 }
 
 ContainerMac ComputeChecksum(std::span<const BYTE> octets) {
-    SetUpLibrary();
     ContainerMac value{};
-    gcry_md_hash_buffer(GCRY_MD_STRIBOG256, value.data(), octets.data(), octets.size());
+    HashAtOnce(GCRY_MD_STRIBOG256, octets, value);
     return value;
 }
 

@@ -3,6 +3,7 @@
 #include <gcrypt.h>
 
 #include "provider/library.h"
+#include "provider/library_error.h"
 #include "provider/library_number.h"
 
 namespace provider {
@@ -13,10 +14,8 @@ namespace {
 CurveContext OpenCurve(const GostCurve& curve) {
     RequireSecureMemory();
     gcry_ctx_t context = nullptr;
-    if (gcry_mpi_ec_new(&context, nullptr, curve.libraryName) != 0) {
-        return nullptr;
-    }
-    return CurveContext(context);
+    const bool isKnown = IsDone(gcry_mpi_ec_new(&context, nullptr, curve.libraryName));
+    return CurveContext(isKnown ? context : nullptr);
 }
 
 // A copy, since the library's own is no plain number to calculate with.
@@ -37,10 +36,8 @@ Point MakePoint(const Number& x, const Number& y) {
 template <typename... Arguments>
 Expression Build(const char* format, Arguments... arguments) {
     gcry_sexp_t expression = nullptr;
-    if (gcry_sexp_build(&expression, nullptr, format, arguments...) != 0) {
-        return nullptr;
-    }
-    return Expression(expression);
+    const bool isBuilt = IsDone(gcry_sexp_build(&expression, nullptr, format, arguments...));
+    return Expression(isBuilt ? expression : nullptr);
 }
 
 Expression BuildHash(std::span<const BYTE> hashValue) {
@@ -229,7 +226,7 @@ bool VerifyHashValue(const GostCurve& curve, std::span<const BYTE> publicKey,
     const Expression hash = BuildHash(hashValue);
     const Expression claim = Build("(sig-val (gost (r %M) (s %M)))", r.get(), s.get());
     return key != nullptr && hash != nullptr && claim != nullptr &&
-           gcry_pk_verify(claim.get(), hash.get(), key.get()) == 0;
+           IsDone(gcry_pk_verify(claim.get(), hash.get(), key.get()));
 }
 
 }  // namespace provider

@@ -71,4 +71,14 @@ void RequireSecureMemory() {
     gcry_free(room);
 }
 
+void HashAtOnce(int libraryId, std::span<const BYTE> octets, std::span<BYTE> hash) {
+    SetUpLibrary();
+    gcry_buffer_t buffer{};
+    buffer.data = const_cast<BYTE*>(octets.data());
+    buffer.len = octets.size();
+    if (gcry_md_hash_buffers(libraryId, 0, hash.data(), &buffer, 1) != 0) {
+        throw std::bad_alloc();
+    }
+}
+
 }  // namespace provider

@@ -3,6 +3,8 @@
 
 #include <gcrypt.h>
 
+#include <new>
+
 #include "platform/cryptoapi.h"
 
 namespace provider {
@@ -17,6 +19,15 @@ inline HRESULT StatusOf(gcry_error_t error) {
         default:
             return NTE_FAIL;
     }
+}
+
+// Whether a call went through; std::bad_alloc where it is memory that it lacked, which says nothing
+// about what it was given.
+inline bool IsDone(gcry_error_t error) {
+    if (gcry_err_code(error) == GPG_ERR_ENOMEM) {
+        throw std::bad_alloc();
+    }
+    return error == 0;
 }
 
 }  // namespace provider

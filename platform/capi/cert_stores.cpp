@@ -64,8 +64,8 @@ CertificateFolder FolderOf(DWORD location, const std::string& name) {
 }
 
 // What both walks do with the previous context: it is freed whatever becomes of the call.
-PCCERT_CONTEXT Walk(HCERTSTORE handle, PCCERT_CONTEXT previous,
-                    const std::function<Store::Search()>& makeSearch) {
+template <typename MakeSearch>
+PCCERT_CONTEXT Walk(HCERTSTORE handle, PCCERT_CONTEXT previous, const MakeSearch& makeSearch) {
     const std::shared_ptr<CertificateObject> before = Contexts::Get().Find(previous);
     PCCERT_CONTEXT const next = Answer<PCCERT_CONTEXT>(nullptr, [&] {
         const std::shared_ptr<Store> store = Stores::Get().Find(handle);

@@ -101,16 +101,18 @@ Bytes GetBytes(const CertificateObject& certificate, DWORD number) {
     return found->second;
 }
 
+// Needs no memory: its lack would look like that of the property.
 void GetKeyProvInfo(const CertificateObject& certificate, void* out, DWORD* size) {
-    const Properties properties = certificate.CopyProperties();
-    Require(properties.keyProvInfo.has_value(), CRYPT_E_NOT_FOUND);
-    const auto needed = static_cast<DWORD>(properties.keyProvInfo->BlockSize());
-    const DWORD room = *size;
-    *size = needed;
-    if (out != nullptr) {
-        Require(room >= needed, ERROR_MORE_DATA);
-        properties.keyProvInfo->WriteBlock(static_cast<BYTE*>(out));
-    }
+    certificate.ReadProperties([=](const Properties& properties) {
+        Require(properties.keyProvInfo.has_value(), CRYPT_E_NOT_FOUND);
+        const auto needed = static_cast<DWORD>(properties.keyProvInfo->BlockSize());
+        const DWORD room = *size;
+        *size = needed;
+        if (out != nullptr) {
+            Require(room >= needed, ERROR_MORE_DATA);
+            properties.keyProvInfo->WriteBlock(static_cast<BYTE*>(out));
+        }
+    });
 }
 
 void SetKeyContext(CertificateObject* certificate, DWORD number, DWORD flags, const void* data) {

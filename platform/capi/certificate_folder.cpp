@@ -3,6 +3,7 @@
 #include <syslog.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <system_error>
 #include <utility>
 
@@ -37,20 +38,19 @@ std::string CertificateFolder::NameOf(const Sha1& thumbprint) {
 }
 
 std::map<std::string, FileState> CertificateFolder::List() const {
+    std::vector<std::string> names;
+    if (!state::ListFolder(path_, &names) && errno != ENOENT) {
+        const int error = errno;
+        syslog(LOG_ERR, "%s: %s", path_.c_str(), std::generic_category().message(error).c_str());
+        ThrowWord(WordOfErrno(error));
+    }
     std::map<std::string, FileState> files;
-    std::error_code error;
-    std::filesystem::directory_iterator it(path_, error);
-    for (; !error && it != std::filesystem::directory_iterator(); it.increment(error)) {
-        std::string name = it->path().filename().string();
+    for (std::string& name : names) {
         if (IsName(name)) {
-            if (const std::optional<FileState> state = StateOf(it->path())) {
+            if (const std::optional<FileState> state = StateOf(path_ / name)) {
                 files.emplace(std::move(name), *state);
             }
         }
-    }
-    if (error && error != std::errc::no_such_file_or_directory) {
-        syslog(LOG_ERR, "%s: %s", path_.c_str(), error.message().c_str());
-        ThrowWord(WordOfErrno(error.value()));
     }
     return files;
 }

@@ -40,9 +40,12 @@ CertificateObject::CertificateObject(std::shared_ptr<const CertificateContent> c
       place_(std::move(place)),
       context_{encodingType, const_cast<BYTE*>(content_->encoded.data()),
                static_cast<DWORD>(content_->encoded.size()), &content_->info.Get(), place_.handle},
-      properties_(std::move(properties)) {}
+      properties_(std::move(properties)) {
+    Contexts::Get().Enter(&context_);
+}
 
 CertificateObject::~CertificateObject() {
+    Contexts::Get().Withdraw(&context_);
     ReleaseKey(keyContext_, isKeyOwned_);
 }
 
@@ -88,10 +91,20 @@ Contexts& Contexts::Get() {
     return contexts;
 }
 
+void Contexts::Enter(PCCERT_CONTEXT context) {
+    const std::lock_guard lock(mutex_);
+    entries_.try_emplace(context);
+}
+
+void Contexts::Withdraw(PCCERT_CONTEXT context) {
+    const std::lock_guard lock(mutex_);
+    entries_.erase(context);
+}
+
 PCCERT_CONTEXT Contexts::Hold(const std::shared_ptr<CertificateObject>& object) {
     std::shared_ptr<Store> store = object->WhereIs().store.lock();
     const std::lock_guard lock(mutex_);
-    Entry& entry = entries_[object->Context()];
+    Entry& entry = entries_.at(object->Context());
     if (entry.references == 0) {
         entry.object = object;
         entry.store = std::move(store);
@@ -111,16 +124,16 @@ void Contexts::Release(PCCERT_CONTEXT context) {
     Entry last;
     const std::lock_guard lock(mutex_);
     const auto found = entries_.find(context);
-    if (found != entries_.end() && --found->second.references == 0) {
-        last = std::move(found->second);
-        entries_.erase(found);
+    if (found != entries_.end() && found->second.references != 0 &&
+        --found->second.references == 0) {
+        std::swap(last, found->second);
     }
 }
 
 bool Contexts::AnyOf(HCERTSTORE store) {
     const std::lock_guard lock(mutex_);
     for (const auto& [context, entry] : entries_) {
-        if (context->hCertStore == store) {
+        if (entry.references != 0 && context->hCertStore == store) {
             return true;
         }
     }
@@ -130,12 +143,9 @@ bool Contexts::AnyOf(HCERTSTORE store) {
 void Contexts::ForgetAllOf(HCERTSTORE store) {
     std::vector<Entry> gone;
     const std::lock_guard lock(mutex_);
-    for (auto it = entries_.begin(); it != entries_.end();) {
-        if (it->first->hCertStore == store) {
-            gone.push_back(std::move(it->second));
-            it = entries_.erase(it);
-        } else {
-            ++it;
+    for (auto& [context, entry] : entries_) {
+        if (entry.references != 0 && context->hCertStore == store) {
+            std::swap(gone.emplace_back(), entry);
         }
     }
 }

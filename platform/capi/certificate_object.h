@@ -53,6 +53,12 @@ class CertificateObject {
     const Place& WhereIs() const { return place_; }
 
     Properties CopyProperties() const;
+    // Answers what `read` makes of them, which no other thread changes meanwhile.
+    template <typename Read>
+    auto ReadProperties(Read read) const {
+        const std::lock_guard lock(mutex_);
+        return read(properties_);
+    }
     void ChangeProperties(const std::function<void(Properties*)>& change);
 
     // The key context kept with the certificate; a handle of 0 for none. The caller does not
@@ -84,6 +90,12 @@ class Contexts {
   public:
     static Contexts& Get();
 
+    // Makes room for an object's context, so that holding it later can't fail: a walk that failed
+    // would look like the end of its store. Throws std::bad_alloc.
+    void Enter(PCCERT_CONTEXT context);
+    // At the object's end.
+    void Withdraw(PCCERT_CONTEXT context);
+
     // One reference more to the object.
     PCCERT_CONTEXT Hold(const std::shared_ptr<CertificateObject>& object);
     // Null for what is no live context.
@@ -94,6 +106,7 @@ class Contexts {
     void ForgetAllOf(HCERTSTORE store);
 
   private:
+    // Without references nobody holds the context, and there are no pointers.
     struct Entry {
         std::shared_ptr<CertificateObject> object;
         std::shared_ptr<Store> store;

@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cstdlib>
 #include <iterator>
 #include <memory>
+#include <new>
 #include <string>
 
 #include "capi/registry.h"
@@ -168,7 +170,9 @@ UINT CodePageOfLocale(std::string_view locale) {
     return CodePageOfCodeset(rest.substr(0, rest.find('@')));
 }
 
-UINT AnsiCodePage() {
+namespace {
+
+UINT CodePageOfUser() {
     const UINT named = CodePageOfSettings();
     if (named != 0) {
         return named;
@@ -180,6 +184,21 @@ UINT AnsiCodePage() {
         }
     }
     return CP_UTF8;
+}
+
+}  // namespace
+
+UINT AnsiCodePage() {
+    static std::atomic<UINT> last{CP_UTF8};
+    try {
+        const UINT page = CodePageOfUser();
+        last = page;
+        return page;
+    } catch (const std::bad_alloc&) {
+        // Who asks for the page is not told of failures, and under another page than before the
+        // same text would be another.
+        return last;
+    }
 }
 
 }  // namespace capi

@@ -54,6 +54,25 @@ const EVP_MD* DigestByNumber(ALG_ID algorithm) {
     }
 }
 
+[[noreturn]] void FailToDigest() {
+    const bool lacksMemory = ERR_GET_REASON(ERR_peek_last_error()) == ERR_R_MALLOC_FAILURE;
+    ERR_clear_error();
+    ThrowWord(lacksMemory ? ERROR_NOT_ENOUGH_MEMORY : NTE_FAIL);
+}
+
+const EVP_MD& RequireFetched(const EVP_MD* digest) {
+    if (digest == nullptr) {
+        FailToDigest();
+    }
+    return *digest;
+}
+
+void Digest(const EVP_MD& digest, std::span<const BYTE> data, BYTE* hash) {
+    if (EVP_Digest(data.data(), data.size(), hash, nullptr, &digest, nullptr) != 1) {
+        FailToDigest();
+    }
+}
+
 }  // namespace
 
 X509Pointer DecodeX509(std::span<const BYTE> encoded) {
@@ -263,11 +282,10 @@ std::span<const BYTE> FindExtension(const CERT_INFO& info, const char* oid) {
 }
 
 Sha1 Sha1Of(std::span<const BYTE> data) {
-    // EVP_sha1() would be looked for anew each time.
-    static const EVP_MD* const sha1 = EVP_MD_fetch(nullptr, "SHA1", nullptr);
+    // EVP_sha1() would be looked for anew each time. One that was not found is looked for again.
+    static const EVP_MD& sha1 = RequireFetched(EVP_MD_fetch(nullptr, "SHA1", nullptr));
     Sha1 hash{};
-    Require(EVP_Digest(data.data(), data.size(), hash.data(), nullptr, sha1, nullptr) == 1,
-            NTE_FAIL);
+    Digest(sha1, data, hash.data());
     return hash;
 }
 
@@ -277,8 +295,7 @@ Bytes DigestOf(ALG_ID algorithm, std::span<const BYTE> data) {
         return {};
     }
     Bytes hash(static_cast<std::size_t>(EVP_MD_get_size(digest)));
-    Require(EVP_Digest(data.data(), data.size(), hash.data(), nullptr, digest, nullptr) == 1,
-            NTE_FAIL);
+    Digest(*digest, data, hash.data());
     return hash;
 }
 

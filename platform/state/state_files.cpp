@@ -1,11 +1,14 @@
 #include "state/state_files.h"
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <memory>
+#include <string_view>
 #include <utility>
 
 namespace state {
@@ -75,6 +78,27 @@ bool MakeFolders(const std::filesystem::path& folder, mode_t mode) {
         return false;
     }
     return MakeFolders(folder.parent_path(), mode) && MakeFolder(folder, mode);
+}
+
+bool ListFolder(const std::filesystem::path& folder, std::vector<std::string>* names) {
+    struct Close {
+        void operator()(DIR* opened) const { closedir(opened); }
+    };
+    const std::unique_ptr<DIR, Close> opened(opendir(folder.c_str()));
+    if (opened == nullptr) {
+        return false;
+    }
+    while (true) {
+        errno = 0;
+        const dirent* const entry = readdir(opened.get());
+        if (entry == nullptr) {
+            return errno == 0;
+        }
+        const std::string_view name(entry->d_name);
+        if (name != "." && name != "..") {
+            names->emplace_back(name);
+        }
+    }
 }
 
 bool WriteAll(int descriptor, std::span<const BYTE> bytes) {

@@ -5,6 +5,8 @@
 
 #include <filesystem>
 #include <span>
+#include <string>
+#include <vector>
 
 #include "cryptoapi.h"
 #include "state/state_folders.h"
@@ -34,6 +36,9 @@ class FileDescriptor {
 
 // Makes a folder that is not there, and those above it, with `mode`.
 bool MakeFolders(const std::filesystem::path& folder, mode_t mode);
+// Adds the names in a folder, but for "." and "..", in no order. Throws std::bad_alloc, where the
+// standard library's walk would end the process.
+bool ListFolder(const std::filesystem::path& folder, std::vector<std::string>* names);
 bool WriteAll(int descriptor, std::span<const BYTE> bytes);
 // Fills the whole of `bytes`; a file that ends before gives EIO.
 bool ReadAll(int descriptor, std::span<BYTE> bytes);

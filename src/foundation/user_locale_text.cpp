@@ -1,8 +1,12 @@
 #include "foundation/user_locale_text.h"
 
+#include <algorithm>
 #include <climits>
 #include <cstddef>
+#include <cstdint>
 #include <cwchar>
+#include <locale>
+#include <stdexcept>
 
 #include "foundation/code_page_text.h"
 #include "foundation/custom_codecvt.h"
@@ -13,6 +17,22 @@ namespace pkisdk {
 namespace {
 
 using Facet = tools2::CustomTCodeCvtWcharToChar;
+
+bool LibraryHasUserLocale() {
+    try {
+        return std::locale("").name() != "C";
+    } catch (const std::runtime_error&) {
+        return false;
+    }
+}
+
+// Behind a facet of a locale that the C++ library lacks stands its "C" conversion, which on some
+// systems takes every octet for a character.
+template <typename Text>
+bool IsInUserLocale(const Text& converted) {
+    const auto isAscii = [](auto unit) { return static_cast<std::uint32_t>(unit) <= 0x7F; };
+    return std::all_of(converted.begin(), converted.end(), isAscii) || LibraryHasUserLocale();
+}
 
 // Takes the facet's word where it has one for the whole text.
 bool ConvertOut(std::wstring_view text, std::string* bytes) {
@@ -28,7 +48,7 @@ bool ConvertOut(std::wstring_view text, std::string* bytes) {
         return false;
     }
     bytes->resize(static_cast<std::size_t>(toNext - bytes->data()));
-    return true;
+    return IsInUserLocale(*bytes);
 }
 
 bool ConvertIn(std::string_view text, std::wstring* wide) {
@@ -44,7 +64,7 @@ bool ConvertIn(std::string_view text, std::wstring* wide) {
         return false;
     }
     wide->resize(static_cast<std::size_t>(toNext - wide->data()));
-    return true;
+    return IsInUserLocale(*wide);
 }
 
 }  // namespace

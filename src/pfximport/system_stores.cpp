@@ -1,15 +1,21 @@
 #include "pfximport/system_stores.h"
 
-#include <set>
-#include <string_view>
+#include <algorithm>
+#include <cstddef>
+#include <cstdlib>
+#include <memory>
+#include <span>
 #include <utility>
-#include <vector>
 
 #include "pfxcrypto/handle_guards.h"
 
 namespace pkisdk {
 
 namespace {
+
+struct FreeMemory {
+    void operator()(CRYPT_KEY_PROV_INFO* record) const { std::free(record); }
+};
 
 bool HasKey(PCCERT_CONTEXT certificate) {
     DWORD size = 0;
@@ -18,10 +24,13 @@ bool HasKey(PCCERT_CONTEXT certificate) {
         size < sizeof(CRYPT_KEY_PROV_INFO)) {
         return false;
     }
-    std::vector<CRYPT_KEY_PROV_INFO> record(size / sizeof(CRYPT_KEY_PROV_INFO) + 1);
-    return CertGetCertificateContextProperty(certificate, CERT_KEY_PROV_INFO_PROP_ID, record.data(),
+    // Where there is no memory the certificate is passed over, and the walk goes on.
+    const std::unique_ptr<CRYPT_KEY_PROV_INFO, FreeMemory> record(
+        static_cast<CRYPT_KEY_PROV_INFO*>(std::calloc(1, size)));
+    return record != nullptr &&
+           CertGetCertificateContextProperty(certificate, CERT_KEY_PROV_INFO_PROP_ID, record.get(),
                                              &size) != FALSE &&
-           record.front().pwszContainerName != nullptr;
+           record->pwszContainerName != nullptr;
 }
 
 CertStore OpenSystemStore(const wchar_t* name, std::uint32_t flags) {
@@ -40,30 +49,46 @@ CertContext FindIssuer(HCERTSTORE source, PCCERT_CONTEXT subject) {
     return CertContext(CertGetIssuerCertificateFromStore(source, subject, nullptr, &noChecks));
 }
 
-std::string_view EncodedOf(const CertContext& certificate) {
-    return {reinterpret_cast<const char*>(certificate.Get()->pbCertEncoded),
-            certificate.Get()->cbCertEncoded};
+// Whether the search for an issuer ended without one, and did not fail. The last of a chain is
+// trusted from here on, so that it is not enough that the next one was not seen.
+bool HasEnded() {
+    const DWORD word = GetLastError();
+    return word == static_cast<DWORD>(CRYPT_E_NOT_FOUND) ||
+           word == static_cast<DWORD>(CRYPT_E_SELF_SIGNED);
+}
+
+bool AreSame(const CertContext& one, const CertContext& other) {
+    return std::ranges::equal(std::span(one.Get()->pbCertEncoded, one.Get()->cbCertEncoded),
+                              std::span(other.Get()->pbCertEncoded, other.Get()->cbCertEncoded));
 }
 
 void AddIssuers(HCERTSTORE source, PCCERT_CONTEXT certificate, const CertStore& ca,
                 const CertStore& root) {
     CertContext issuer = FindIssuer(source, certificate);
-    if (!issuer) {
-        return;
-    }
-    // Certificates that are one another's issuers would lead round for ever.
-    std::vector<CertContext> held;
-    std::set<std::string_view> passed;
-    CertContext next = FindIssuer(source, issuer.Get());
-    while (next) {
-        if (!passed.insert(EncodedOf(issuer)).second) {
+    // Certificates that are one another's issuers would lead round for ever. One that was passed is
+    // kept to be known again, another after twice as many steps each time, so that no circle is too
+    // long for it.
+    CertContext passed;
+    std::size_t steps = 1;
+    for (std::size_t left = steps; issuer; --left) {
+        if (passed && AreSame(passed, issuer)) {
+            return;
+        }
+        CertContext next = FindIssuer(source, issuer.Get());
+        if (!next) {
+            if (HasEnded()) {
+                Add(root, issuer.Get(), CERT_STORE_ADD_USE_EXISTING);
+            }
             return;
         }
         Add(ca, issuer.Get(), CERT_STORE_ADD_USE_EXISTING);
-        held.push_back(std::exchange(issuer, std::move(next)));
-        next = FindIssuer(source, issuer.Get());
+        if (left == 1) {
+            passed = std::move(issuer);
+            steps *= 2;
+            left = steps + 1;
+        }
+        issuer = std::move(next);
     }
-    Add(root, issuer.Get(), CERT_STORE_ADD_USE_EXISTING);
 }
 
 // Answers the error word.

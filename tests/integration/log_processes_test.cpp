@@ -16,7 +16,7 @@ constexpr int kLines = 10'000;
 
 TEST(LogProcesses, EightOf10000LinesEachLoseNoneAndTearNone) {
     const test_support::LogSurroundings surroundings(
-        "file_level = 8\nfile_field = 0x10\nfile_max = 96\n");
+        {{"file_level", 8}, {"file_field", 0x10}, {"file_max", 96}});
     std::vector<pid_t> children;
     for (int process = 0; process < kProcesses; ++process) {
         const pid_t child = fork();

@@ -21,14 +21,14 @@ using test_support::Refused;
 
 extern "C" {
 
-void OutputDebugStringA(LPCSTR text) {
+void STAND_IN(OutputDebugStringA)(LPCSTR text) {
     LogCalls::Get().debugOutput.emplace_back(text);
     // What a real one may do.
     SetLastError(1);
     _set_errno(1);
 }
 
-DWORD GetTempPathA(DWORD size, LPSTR buffer) {
+DWORD STAND_IN(GetTempPathA)(DWORD size, LPSTR buffer) {
     LogCalls& calls = LogCalls::Get();
     calls.temporaryRooms.push_back(size);
     if (Refused("GetTempPathA")) {
@@ -46,55 +46,57 @@ DWORD GetTempPathA(DWORD size, LPSTR buffer) {
     return length;
 }
 
-HMODULE GetModuleHandleA(LPCSTR name) {
+HMODULE STAND_IN(GetModuleHandleA)(LPCSTR name) {
     return Refused("GetModuleHandleA") ? nullptr : REAL(GetModuleHandleA)(name);
 }
 
-FARPROC GetProcAddress(HMODULE module, LPCSTR name) {
+FARPROC STAND_IN(GetProcAddress)(HMODULE module, LPCSTR name) {
     return Refused("GetProcAddress") ? nullptr : REAL(GetProcAddress)(module, name);
 }
 
-HANDLE CreateEventA(LPSECURITY_ATTRIBUTES security, BOOL isManual, BOOL isSignalled, LPCSTR name) {
+HANDLE STAND_IN(CreateEventA)(LPSECURITY_ATTRIBUTES security, BOOL isManual, BOOL isSignalled,
+                              LPCSTR name) {
     LogCalls::Get().events.push_back({security != nullptr, isManual, isSignalled, name != nullptr});
     return Refused("CreateEventA") ? nullptr
                                    : REAL(CreateEventA)(security, isManual, isSignalled, name);
 }
 
-DWORD WaitForSingleObject(HANDLE object, DWORD milliseconds) {
+DWORD STAND_IN(WaitForSingleObject)(HANDLE object, DWORD milliseconds) {
     return Refused("WaitForSingleObject") ? DWORD{WAIT_FAILED}
                                           : REAL(WaitForSingleObject)(object, milliseconds);
 }
 
-BOOL ResetEvent(HANDLE event) {
+BOOL STAND_IN(ResetEvent)(HANDLE event) {
     return Refused("ResetEvent") ? FALSE : REAL(ResetEvent)(event);
 }
 
-HANDLE CreateFileA(LPCSTR name, DWORD access, DWORD share, LPSECURITY_ATTRIBUTES security,
-                   DWORD disposition, DWORD attributes, HANDLE form) {
+HANDLE STAND_IN(CreateFileA)(LPCSTR name, DWORD access, DWORD share, LPSECURITY_ATTRIBUTES security,
+                             DWORD disposition, DWORD attributes, HANDLE form) {
     LogCalls::Get().openings.push_back({name, access, share, disposition, attributes});
     return Refused("CreateFileA")
                ? INVALID_HANDLE_VALUE
                : REAL(CreateFileA)(name, access, share, security, disposition, attributes, form);
 }
 
-BOOL LockFileEx(HANDLE file, DWORD flags, DWORD reserved, DWORD low, DWORD high,
-                LPOVERLAPPED start) {
+BOOL STAND_IN(LockFileEx)(HANDLE file, DWORD flags, DWORD reserved, DWORD low, DWORD high,
+                          LPOVERLAPPED start) {
     LogCalls::Get().lockings.push_back(
         {flags, low, high, ULONGLONG{start->OffsetHigh} << 32 | start->Offset});
     return Refused("LockFileEx") ? FALSE
                                  : REAL(LockFileEx)(file, flags, reserved, low, high, start);
 }
 
-DWORD SetFilePointer(HANDLE file, LONG distance, PLONG high, DWORD method) {
+DWORD STAND_IN(SetFilePointer)(HANDLE file, LONG distance, PLONG high, DWORD method) {
     return Refused("SetFilePointer") ? DWORD{INVALID_SET_FILE_POINTER}
                                      : REAL(SetFilePointer)(file, distance, high, method);
 }
 
-BOOL WriteFile(HANDLE file, LPCVOID data, DWORD size, LPDWORD written, LPOVERLAPPED overlapped) {
+BOOL STAND_IN(WriteFile)(HANDLE file, LPCVOID data, DWORD size, LPDWORD written,
+                         LPOVERLAPPED overlapped) {
     return Refused("WriteFile") ? FALSE : REAL(WriteFile)(file, data, size, written, overlapped);
 }
 
-BOOL CloseHandle(HANDLE handle) {
+BOOL STAND_IN(CloseHandle)(HANDLE handle) {
     // Closed all the same, as it would otherwise stay open.
     const bool isRefused = Refused("CloseHandle");
     return REAL(CloseHandle)(handle) && !isRefused;

@@ -1,44 +1,15 @@
 #include "support/memory_search.h"
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <cstring>
-#include <fstream>
-#include <sstream>
-#include <string>
+
+#include "support/readable_memory.h"
 
 namespace test_support {
 
 namespace {
 
 constexpr std::size_t kChunk = std::size_t{1} << 20;
-// The sanitizers' own tables are larger, and hold no data.
-constexpr std::size_t kLargestMapping = std::size_t{1} << 32;
-
-struct Mapping {
-    std::size_t start;
-    std::size_t end;
-};
-
-std::vector<Mapping> ReadableMappings() {
-    std::ifstream maps("/proc/self/maps");
-    std::vector<Mapping> found;
-    for (std::string line; std::getline(maps, line);) {
-        Mapping mapping{};
-        char dash = 0;
-        std::string rights;
-        std::istringstream(line) >> std::hex >> mapping.start >> dash >> mapping.end >> rights;
-        const bool isKernels = line.find("[v") != std::string::npos;
-        if (rights.starts_with('r') && !isKernels &&
-            mapping.end - mapping.start < kLargestMapping) {
-            found.push_back(mapping);
-        }
-    }
-    return found;
-}
-
 void Wipe(std::vector<BYTE>* octets) {
     std::memset(octets->data(), 0, octets->size());
     asm volatile("" : : "r"(octets->data()) : "memory");
@@ -78,17 +49,14 @@ bool Sought::IsIn(std::span<const BYTE> octets) const {
 bool Sought::IsInMemory() const {
     const std::size_t overlap = needles_[0].size();
     std::vector<BYTE> chunk(kChunk);
-    const int memory = open("/proc/self/mem", O_RDONLY | O_CLOEXEC);
     bool isFound = false;
-    for (const Mapping& mapping : ReadableMappings()) {
-        for (std::size_t at = mapping.start; at < mapping.end && !isFound; at += kChunk - overlap) {
-            const std::size_t size = std::min(kChunk, mapping.end - at);
-            const ssize_t got = pread(memory, chunk.data(), size, static_cast<off_t>(at));
-            isFound = got > 0 && IsIn(std::span(chunk).first(static_cast<std::size_t>(got)));
+    for (const MemoryRange& range : ReadableMemory()) {
+        for (std::size_t at = range.start; at < range.end && !isFound; at += kChunk - overlap) {
+            const auto piece = std::span(chunk).first(std::min(kChunk, range.end - at));
+            isFound = IsIn(piece.first(CopyMemoryAt(at, piece)));
             Wipe(&chunk);
         }
     }
-    close(memory);
     return isFound;
 }
 

@@ -105,8 +105,8 @@ using test_support::Refused;
 
 extern "C" {
 
-BOOL CryptAcquireContextA(HCRYPTPROV* provider, LPCSTR container, LPCSTR name, DWORD type,
-                          DWORD flags) {
+BOOL STAND_IN(CryptAcquireContextA)(HCRYPTPROV* provider, LPCSTR container, LPCSTR name, DWORD type,
+                                    DWORD flags) {
     if (Refused("CryptAcquireContextA")) {
         return FALSE;
     }
@@ -119,7 +119,7 @@ BOOL CryptAcquireContextA(HCRYPTPROV* provider, LPCSTR container, LPCSTR name, D
     return done;
 }
 
-BOOL CryptReleaseContext(HCRYPTPROV provider, DWORD flags) {
+BOOL STAND_IN(CryptReleaseContext)(HCRYPTPROV provider, DWORD flags) {
     const BOOL done = REAL(CryptReleaseContext)(provider, flags);
     if (done) {
         if (const auto open = Calls().contexts_.find(provider); open != Calls().contexts_.end()) {
@@ -131,7 +131,7 @@ BOOL CryptReleaseContext(HCRYPTPROV provider, DWORD flags) {
     return done;
 }
 
-BOOL CryptGenKey(HCRYPTPROV provider, ALG_ID algorithm, DWORD flags, HCRYPTKEY* key) {
+BOOL STAND_IN(CryptGenKey)(HCRYPTPROV provider, ALG_ID algorithm, DWORD flags, HCRYPTKEY* key) {
     if (Refused("CryptGenKey")) {
         return FALSE;
     }
@@ -142,13 +142,13 @@ BOOL CryptGenKey(HCRYPTPROV provider, ALG_ID algorithm, DWORD flags, HCRYPTKEY* 
     return done;
 }
 
-BOOL CryptDestroyKey(HCRYPTKEY key) {
+BOOL STAND_IN(CryptDestroyKey)(HCRYPTKEY key) {
     const BOOL done = REAL(CryptDestroyKey)(key);
     Calls().keyOwners_.erase(key);
     return done;
 }
 
-BOOL CryptSetKeyParam(HCRYPTKEY key, DWORD parameter, const BYTE* data, DWORD flags) {
+BOOL STAND_IN(CryptSetKeyParam)(HCRYPTKEY key, DWORD parameter, const BYTE* data, DWORD flags) {
     if (Refused("CryptSetKeyParam", {parameter, true})) {
         return FALSE;
     }
@@ -165,7 +165,7 @@ BOOL CryptSetKeyParam(HCRYPTKEY key, DWORD parameter, const BYTE* data, DWORD fl
     return REAL(CryptSetKeyParam)(key, parameter, data, flags);
 }
 
-BOOL CryptGenRandom(HCRYPTPROV provider, DWORD size, BYTE* buffer) {
+BOOL STAND_IN(CryptGenRandom)(HCRYPTPROV provider, DWORD size, BYTE* buffer) {
     if (Refused("CryptGenRandom")) {
         return FALSE;
     }
@@ -176,8 +176,8 @@ BOOL CryptGenRandom(HCRYPTPROV provider, DWORD size, BYTE* buffer) {
     return done;
 }
 
-BOOL CryptCreateHash(HCRYPTPROV provider, ALG_ID algorithm, HCRYPTKEY key, DWORD flags,
-                     HCRYPTHASH* hash) {
+BOOL STAND_IN(CryptCreateHash)(HCRYPTPROV provider, ALG_ID algorithm, HCRYPTKEY key, DWORD flags,
+                               HCRYPTHASH* hash) {
     if (Refused("CryptCreateHash")) {
         return FALSE;
     }
@@ -186,22 +186,23 @@ BOOL CryptCreateHash(HCRYPTPROV provider, ALG_ID algorithm, HCRYPTKEY key, DWORD
     return done;
 }
 
-BOOL CryptDestroyHash(HCRYPTHASH hash) {
+BOOL STAND_IN(CryptDestroyHash)(HCRYPTHASH hash) {
     const BOOL done = REAL(CryptDestroyHash)(hash);
     Calls().Closed(&PlatformCalls::hashes_, done);
     return done;
 }
 
-BOOL CryptHashData(HCRYPTHASH hash, const BYTE* data, DWORD size, DWORD flags) {
+BOOL STAND_IN(CryptHashData)(HCRYPTHASH hash, const BYTE* data, DWORD size, DWORD flags) {
     return Refused("CryptHashData") ? FALSE : REAL(CryptHashData)(hash, data, size, flags);
 }
 
-BOOL CryptSetHashParam(HCRYPTHASH hash, DWORD parameter, const BYTE* data, DWORD flags) {
+BOOL STAND_IN(CryptSetHashParam)(HCRYPTHASH hash, DWORD parameter, const BYTE* data, DWORD flags) {
     return Refused("CryptSetHashParam") ? FALSE
                                         : REAL(CryptSetHashParam)(hash, parameter, data, flags);
 }
 
-BOOL CryptGetHashParam(HCRYPTHASH hash, DWORD parameter, BYTE* data, DWORD* size, DWORD flags) {
+BOOL STAND_IN(CryptGetHashParam)(HCRYPTHASH hash, DWORD parameter, BYTE* data, DWORD* size,
+                                 DWORD flags) {
     if (Refused("CryptGetHashParam")) {
         return FALSE;
     }
@@ -214,7 +215,7 @@ BOOL CryptGetHashParam(HCRYPTHASH hash, DWORD parameter, BYTE* data, DWORD* size
     return REAL(CryptGetHashParam)(hash, parameter, data, size, flags);
 }
 
-PCCRYPT_OID_INFO CryptFindOIDInfo(DWORD keyType, void* key, DWORD group) {
+PCCRYPT_OID_INFO STAND_IN(CryptFindOIDInfo)(DWORD keyType, void* key, DWORD group) {
     if (Refused("CryptFindOIDInfo")) {
         return nullptr;
     }
@@ -229,7 +230,7 @@ PCCRYPT_OID_INFO CryptFindOIDInfo(DWORD keyType, void* key, DWORD group) {
     return REAL(CryptFindOIDInfo)(keyType, key, group);
 }
 
-LSTATUS RegOpenKeyExA(HKEY key, LPCSTR path, DWORD options, REGSAM access, HKEY* opened) {
+LSTATUS STAND_IN(RegOpenKeyExA)(HKEY key, LPCSTR path, DWORD options, REGSAM access, HKEY* opened) {
     if (Refused("RegOpenKeyExA")) {
         return static_cast<LSTATUS>(Calls().Error());
     }
@@ -238,16 +239,16 @@ LSTATUS RegOpenKeyExA(HKEY key, LPCSTR path, DWORD options, REGSAM access, HKEY*
     return status;
 }
 
-LSTATUS RegCloseKey(HKEY key) {
+LSTATUS STAND_IN(RegCloseKey)(HKEY key) {
     const LSTATUS status = REAL(RegCloseKey)(key);
     Calls().Closed(&PlatformCalls::registryKeys_, status == ERROR_SUCCESS);
     return status;
 }
 
-LSTATUS RegQueryInfoKeyA(HKEY key, LPSTR className, LPDWORD classSize, LPDWORD reserved,
-                         LPDWORD subKeys, LPDWORD longestSubKey, LPDWORD longestClass,
-                         LPDWORD values, LPDWORD longestName, LPDWORD longestData, LPDWORD security,
-                         PFILETIME written) {
+LSTATUS STAND_IN(RegQueryInfoKeyA)(HKEY key, LPSTR className, LPDWORD classSize, LPDWORD reserved,
+                                   LPDWORD subKeys, LPDWORD longestSubKey, LPDWORD longestClass,
+                                   LPDWORD values, LPDWORD longestName, LPDWORD longestData,
+                                   LPDWORD security, PFILETIME written) {
     if (Refused("RegQueryInfoKeyA")) {
         return static_cast<LSTATUS>(Calls().Error());
     }
@@ -256,8 +257,8 @@ LSTATUS RegQueryInfoKeyA(HKEY key, LPSTR className, LPDWORD classSize, LPDWORD r
                                   written);
 }
 
-LSTATUS RegEnumValueA(HKEY key, DWORD index, LPSTR name, LPDWORD nameSize, LPDWORD reserved,
-                      LPDWORD type, LPBYTE data, LPDWORD dataSize) {
+LSTATUS STAND_IN(RegEnumValueA)(HKEY key, DWORD index, LPSTR name, LPDWORD nameSize,
+                                LPDWORD reserved, LPDWORD type, LPBYTE data, LPDWORD dataSize) {
     if (Refused("RegEnumValueA")) {
         return static_cast<LSTATUS>(Calls().Error());
     }
@@ -279,21 +280,22 @@ LSTATUS RegEnumValueA(HKEY key, DWORD index, LPSTR name, LPDWORD nameSize, LPDWO
     return status;
 }
 
-int MultiByteToWideChar(UINT codePage, DWORD flags, LPCSTR text, int length, LPWSTR out, int room) {
+int STAND_IN(MultiByteToWideChar)(UINT codePage, DWORD flags, LPCSTR text, int length, LPWSTR out,
+                                  int room) {
     return Refused("MultiByteToWideChar")
                ? 0
                : REAL(MultiByteToWideChar)(codePage, flags, text, length, out, room);
 }
 
-int WideCharToMultiByte(UINT codePage, DWORD flags, LPCWSTR text, int length, LPSTR out, int room,
-                        LPCSTR defaultChar, LPBOOL usedDefault) {
+int STAND_IN(WideCharToMultiByte)(UINT codePage, DWORD flags, LPCWSTR text, int length, LPSTR out,
+                                  int room, LPCSTR defaultChar, LPBOOL usedDefault) {
     return Refused("WideCharToMultiByte")
                ? 0
                : REAL(WideCharToMultiByte)(codePage, flags, text, length, out, room, defaultChar,
                                            usedDefault);
 }
 
-LPVOID HeapAlloc(HANDLE heap, DWORD flags, SIZE_T size) {
+LPVOID STAND_IN(HeapAlloc)(HANDLE heap, DWORD flags, SIZE_T size) {
     if (Calls().Fails("HeapAlloc")) {
         return nullptr;
     }
@@ -302,13 +304,13 @@ LPVOID HeapAlloc(HANDLE heap, DWORD flags, SIZE_T size) {
     return block;
 }
 
-BOOL HeapFree(HANDLE heap, DWORD flags, LPVOID block) {
+BOOL STAND_IN(HeapFree)(HANDLE heap, DWORD flags, LPVOID block) {
     const BOOL done = REAL(HeapFree)(heap, flags, block);
     Calls().Closed(&PlatformCalls::heapBlocks_, done && block != nullptr);
     return done;
 }
 
-int rand() noexcept {
+int STAND_IN(rand)() noexcept {
     const auto& draw = Calls().runtimeRandom_;
     return draw ? draw() : REAL(rand)();
 }

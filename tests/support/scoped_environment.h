@@ -10,6 +10,13 @@
 
 namespace test_support {
 
+// Names the folder of temporary files.
+#ifdef _WIN32
+inline constexpr char kTemporaryFolderVariable[] = "TMP";
+#else
+inline constexpr char kTemporaryFolderVariable[] = "TMPDIR";
+#endif
+
 // Sets a variable, or removes it where no value is given, and restores it at the end.
 class ScopedVariable {
   public:

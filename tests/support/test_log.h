@@ -11,6 +11,7 @@
 #include "log/log_config.h"
 #include "log/log_message.h"
 #include "log/log_record.h"
+#include "support/log_settings.h"
 #include "support/scoped_environment.h"
 
 namespace test_support {
@@ -19,11 +20,6 @@ inline constexpr std::uint32_t kLogLevel = 61;
 inline constexpr std::uint32_t kLogFields = 179;
 inline constexpr std::uint32_t kDebugIndex = 1;
 inline constexpr std::uint32_t kFileIndex = 2;
-
-// The text of a settings file with these lines for the log.
-inline std::string LogSettings(const std::string& lines, const std::string& name = "mvlpfx64") {
-    return "['Software\\Wow6432Node\\Velmorix\\Logs\\" + name + "']\n" + lines;
-}
 
 inline std::string ContentOf(const std::string& path) {
     std::ifstream file(path, std::ios::binary);
@@ -86,12 +82,13 @@ class TestLog {
 // Settings and a temporary directory of the test's own.
 class LogSurroundings {
   public:
-    explicit LogSurroundings(const std::optional<std::string>& lines = std::nullopt)
-        : settings_(lines ? std::optional(LogSettings(*lines)) : std::nullopt),
-          variable_("TMPDIR", (folder_ / "").string()) {}
+    // Without settings.
+    LogSurroundings() : variable_(kTemporaryFolderVariable, (folder_ / "").string()) {}
+    explicit LogSurroundings(const LogSettings& settings) : LogSurroundings() { Set(settings); }
 
-    void Set(const std::string& lines) const { settings_.Write(LogSettings(lines)); }
-    const ScopedSettings& Settings() const { return settings_; }
+    void Set(const LogSettings& settings, const std::string& log = "mvlpfx64") {
+        settings_.Set(log, settings);
+    }
     std::string Path(const std::string& name = "mvlpfx64.log") const {
         return (folder_ / name).string();
     }
@@ -99,7 +96,7 @@ class LogSurroundings {
 
   private:
     ScopedFolder folder_;
-    ScopedSettings settings_;
+    LogSettingsStore settings_;
     ScopedVariable variable_;
 };
 

@@ -1,10 +1,11 @@
 // The user's locale is that of the environment: the tests named after one run under it.
 #include "foundation/user_locale_text.h"
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include <clocale>
 #include <locale>
+#include <map>
 #include <string>
 #include <string_view>
 
@@ -19,6 +20,7 @@ namespace {
 using support::Wide;
 
 constexpr UINT kKoi8r = 20866;
+constexpr UINT kWindows1251 = 1251;
 
 TEST(UserLocaleText, EmptyTextIsEmptyBothWays) {
     EXPECT_EQ(ToUserLocale(L""), "");
@@ -50,10 +52,13 @@ TEST(UserLocaleText, TextThatPassesTheConvertersCountIsRefusedUnread) {
 }
 
 TEST(UserLocaleText, ProcessLocaleIsNeitherAskedNorChanged) {
-    if (GetACP() != CP_UTF8 && GetACP() != kKoi8r) {
-        GTEST_SKIP() << "needs a user's locale in UTF-8 or KOI8-R";
+    const std::map<UINT, std::string> letters = {
+        {CP_UTF8, "\xD0\x96"}, {kKoi8r, "\xF6"}, {kWindows1251, "\xC6"}};
+    const auto letter = letters.find(GetACP());
+    if (letter == letters.end()) {
+        GTEST_SKIP() << "needs a user's locale in UTF-8, KOI8-R or Windows-1251";
     }
-    const std::string narrow = GetACP() == kKoi8r ? "\xF6" : "\xD0\x96";
+    const std::string& narrow = letter->second;
     for (const std::string name : {"C", "C.UTF-8"}) {
         const support::ProcessLocale locale(name);
         ASSERT_EQ(std::setlocale(LC_ALL, nullptr), name);
@@ -70,6 +75,8 @@ TEST(UserLocaleText, InUtf8) {
     }
     EXPECT_EQ(ToUserLocale(Wide({0x416, 0x1F600})), "\xD0\x96\xF0\x9F\x98\x80");
     EXPECT_EQ(FromUserLocale("\xD0\x96\xF0\x9F\x98\x80"), Wide({0x416, 0x1F600}));
+    EXPECT_EQ(ToUserLocale(Wide({0xE9})), "\xC3\xA9");
+    EXPECT_EQ(FromUserLocale("\xC3\xA9"), Wide({0xE9}));
     EXPECT_EQ(ToUserLocale(Wide({0x416, 0xD83D})), "\xD0\x96\xEF\xBF\xBD");
     EXPECT_EQ(FromUserLocale("\xD0\x96\xFF"), Wide({0x416, 0xFFFD}));
     EXPECT_EQ(FromUserLocale("\xD0\x96\xD0"), Wide({0x416, 0xFFFD}));
@@ -82,6 +89,17 @@ TEST(UserLocaleText, InKoi8r) {
     EXPECT_EQ(ToUserLocale(Wide({0x414, 0x430})), "\xE4\xC1");
     EXPECT_EQ(FromUserLocale("\xE4\xC1"), Wide({0x414, 0x430}));
     EXPECT_EQ(ToUserLocale(Wide({0x414, 0x4E2D})), "\xE4?");
+}
+
+TEST(UserLocaleText, InWindows1251) {
+    if (GetACP() != kWindows1251) {
+        GTEST_SKIP() << "needs a user's locale in Windows-1251";
+    }
+    EXPECT_EQ(ToUserLocale(Wide({0x414, 0x430})), "\xC4\xE0");
+    EXPECT_EQ(FromUserLocale("\xC4\xE0"), Wide({0x414, 0x430}));
+    EXPECT_EQ(ToUserLocale(Wide({0x414, 0x4E2D})), "\xC4?");
+    // Windows has the nearest letter. Never is it the Cyrillic letter of that octet.
+    EXPECT_THAT(ToUserLocale(Wide({0xE9})), testing::AnyOf("e", "?"));
 }
 
 }  // namespace

@@ -24,8 +24,8 @@ class LogConfig : public testing::Test {
   protected:
     void SetUp() override { LogCalls::Get().Reset(); }
     // The maximum of the debugger's sink under that setting.
-    std::uint32_t MaximumUnder(const std::string& setting) {
-        surroundings_.Set("dbg_max = " + setting + "\n");
+    std::uint32_t MaximumUnder(std::uint32_t setting) {
+        surroundings_.Set({{"dbg_max", setting}});
         TestLog log;
         log.Start();
         return log.debug.maximum;
@@ -53,9 +53,15 @@ TEST_F(LogConfig, WithoutAnySettingNothingIsWritten) {
 }
 
 TEST_F(LogConfig, EverySettingIsRead) {
-    surroundings_.Set(
-        "level = 1\nfields = 2\ndbg_level = 3\ndbg_field = 4\ndbg_max = 96\nfile_level = 6\n"
-        "file_field = 7\nfile_max = 112\nfile_filename = '/some/file'\n");
+    surroundings_.Set({{"level", 1},
+                       {"fields", 2},
+                       {"dbg_level", 3},
+                       {"dbg_field", 4},
+                       {"dbg_max", 96},
+                       {"file_level", 6},
+                       {"file_field", 7},
+                       {"file_max", 112},
+                       {"file_filename", "/some/file"}});
     log_.Start();
     EXPECT_EQ(log_.context.level, 1u);
     EXPECT_EQ(log_.context.fields, 2u);
@@ -70,8 +76,8 @@ TEST_F(LogConfig, EverySettingIsRead) {
 }
 
 TEST_F(LogConfig, ValuesAreThoseOfTheKeyOfTheModulesName) {
-    surroundings_.Settings().Write(test_support::LogSettings("level = 1\n") +
-                                   test_support::LogSettings("level = 2\n", "other64"));
+    surroundings_.Set({{"level", 1}});
+    surroundings_.Set({{"level", 2}}, "other64");
     TestLog other("other64");
     log_.Start();
     other.Start();
@@ -80,24 +86,26 @@ TEST_F(LogConfig, ValuesAreThoseOfTheKeyOfTheModulesName) {
 }
 
 TEST_F(LogConfig, DbgMaxOf64Gives256And65Gives80And4096StaysAnd4097Gives256) {
-    EXPECT_EQ(MaximumUnder("64"), 256u);
-    EXPECT_EQ(MaximumUnder("65"), 80u);
-    EXPECT_EQ(MaximumUnder("4096"), 4096u);
-    EXPECT_EQ(MaximumUnder("4097"), 256u);
-    EXPECT_EQ(MaximumUnder("0"), 256u);
-    EXPECT_EQ(MaximumUnder("80"), 80u);
-    EXPECT_EQ(MaximumUnder("81"), 96u);
-    EXPECT_EQ(MaximumUnder("4081"), 4096u);
-    EXPECT_EQ(MaximumUnder("0xFFFFFFFF"), 256u);
+    EXPECT_EQ(MaximumUnder(64), 256u);
+    EXPECT_EQ(MaximumUnder(65), 80u);
+    EXPECT_EQ(MaximumUnder(4096), 4096u);
+    EXPECT_EQ(MaximumUnder(4097), 256u);
+    EXPECT_EQ(MaximumUnder(0), 256u);
+    EXPECT_EQ(MaximumUnder(80), 80u);
+    EXPECT_EQ(MaximumUnder(81), 96u);
+    EXPECT_EQ(MaximumUnder(4081), 4096u);
+    EXPECT_EQ(MaximumUnder(0xFFFFFFFF), 256u);
 }
 
 TEST_F(LogConfig, FileMaxHasTheSameLimit) {
-    surroundings_.Set("file_max = 65\n");
+    surroundings_.Set({{"file_max", 65}});
     EXPECT_EQ(log_.Start().file.maximum, 80u);
 }
 
 TEST_F(LogConfig, ARegSzWhereARegDwordIsExpectedIsIgnored) {
-    surroundings_.Set("level = '1'\ndbg_level = 0x100000000\nfile_level = [ 'a' ]\n");
+    surroundings_.Set({{"level", "1"},
+                       {"dbg_level", 0x100000000},
+                       {"file_level", std::vector<std::string>{"a"}}});
     log_.Start();
     EXPECT_EQ(log_.context.level, 61u);
     EXPECT_EQ(log_.debug.level, 0u);
@@ -106,24 +114,28 @@ TEST_F(LogConfig, ARegSzWhereARegDwordIsExpectedIsIgnored) {
 }
 
 TEST_F(LogConfig, ANumberWhereTheFileNameIsExpectedIsIgnored) {
-    for (const char* value : {"7", "[ '/some/file' ]"}) {
-        surroundings_.Set("file_filename = " + std::string(value) + "\n");
+    const test_support::LogSetting others[] = {7, std::vector<std::string>{"/some/file"}};
+    for (const test_support::LogSetting& other : others) {
+        surroundings_.Set({{"file_filename", other}});
         TestLog log;
-        EXPECT_EQ(log.Start().file.fileName.load()->text, surroundings_.Path()) << value;
+        EXPECT_EQ(log.Start().file.fileName.load()->text, surroundings_.Path()) << other.index();
     }
 }
 
 TEST_F(LogConfig, FileNamesMayHaveCharactersOfSeveralBytes) {
     const test_support::ScopedVariable locale("LC_ALL", "C.UTF-8");
-    surroundings_.Set("file_filename = '/журнал'\n");
+    if (GetACP() != CP_UTF8) {
+        GTEST_SKIP() << "the code page is the process's for good here, and not UTF-8";
+    }
+    surroundings_.Set({{"file_filename", "/журнал"}});
     EXPECT_EQ(log_.Start().file.fileName.load()->text, "/журнал");
 }
 
 TEST_F(LogConfig, AMissingSubkeyLeavesTheLoggerWithNoEventForGood) {
-    surroundings_.Settings().Write(test_support::LogSettings("level = 1\n", "other64"));
+    surroundings_.Set({{"level", 1}}, "other64");
     log_.Start();
     EXPECT_FALSE(HasEvent());
-    surroundings_.Set("level = 1\ndbg_level = 8\n");
+    surroundings_.Set({{"level", 1}, {"dbg_level", 8}});
     EXPECT_EQ(PollLogConfig(&log_.context, 0xFFFFFFFF), 61u);
     EXPECT_NE(log_.Say("message"), 0);
     EXPECT_TRUE(LogCalls::Get().debugOutput.empty());
@@ -133,26 +145,26 @@ TEST_F(LogConfig, AMissingSubkeyLeavesTheLoggerWithNoEventForGood) {
 }
 
 TEST_F(LogConfig, AChangeOfLevelIsSeenAtTheNextLogCallAndNotBefore) {
-    surroundings_.Set("level = 16\ndbg_level = 8\ndbg_field = 0x10\n");
+    surroundings_.Set({{"level", 16}, {"dbg_level", 8}, {"dbg_field", 0x10}});
     log_.Start();
     log_.Say("not wanted");
-    surroundings_.Set("level = 8\ndbg_level = 8\ndbg_field = 0x10\n");
+    surroundings_.Set({{"level", 8}, {"dbg_level", 8}, {"dbg_field", 0x10}});
     EXPECT_EQ(log_.context.level, 16u);
     log_.Say("wanted");
     EXPECT_EQ(log_.context.level, 8u);
     EXPECT_EQ(LogCalls::Get().debugOutput, std::vector<std::string>{"wanted\n"});
     // And again: the watch is renewed.
-    surroundings_.Set("level = 16\n");
+    surroundings_.Set({{"level", 16}});
     log_.Say("not wanted");
-    surroundings_.Set("level = 8\ndbg_level = 8\ndbg_field = 0x10\n");
+    surroundings_.Set({{"level", 8}, {"dbg_level", 8}, {"dbg_field", 0x10}});
     log_.Say("wanted too");
     EXPECT_EQ(LogCalls::Get().debugOutput, (std::vector<std::string>{"wanted\n", "wanted too\n"}));
 }
 
 TEST_F(LogConfig, AValueThatGoesHasItsDefaultAgain) {
-    surroundings_.Set("level = 1\nfile_filename = '/some/file'\n");
+    surroundings_.Set({{"level", 1}, {"file_filename", "/some/file"}});
     log_.Start();
-    surroundings_.Set("dbg_level = 2\n");
+    surroundings_.Set({{"dbg_level", 2}});
     PollLogConfig(&log_.context, 1);
     EXPECT_EQ(log_.context.level, 61u);
     EXPECT_EQ(log_.debug.level, 2u);
@@ -160,7 +172,7 @@ TEST_F(LogConfig, AValueThatGoesHasItsDefaultAgain) {
 }
 
 TEST_F(LogConfig, AFileNameThatIsFixedIsNotAskedFor) {
-    surroundings_.Set("file_filename = '/some/file'\nfile_level = 1\n");
+    surroundings_.Set({{"file_filename", "/some/file"}, {"file_level", 1}});
     log_.Init();
     pkisdk::InitFileSink(&log_.context, 0, 0, 2);
     log_.file.flags = pkisdk::kLogFileNameIsFixed;
@@ -170,15 +182,15 @@ TEST_F(LogConfig, AFileNameThatIsFixedIsNotAskedFor) {
 }
 
 TEST_F(LogConfig, NamesThatComeBackAreKeptOnce) {
-    surroundings_.Set("file_filename = '/one'\n");
+    surroundings_.Set({{"file_filename", "/one"}});
     log_.Start();
     const pkisdk::LogFileName* const one = log_.file.fileName;
-    surroundings_.Set("file_filename = '/two'\n");
+    surroundings_.Set({{"file_filename", "/two"}});
     PollLogConfig(&log_.context, 1);
     EXPECT_EQ(log_.file.fileName.load()->text, "/two");
     // What a write in another thread may still be reading.
     EXPECT_EQ(one->text, "/one");
-    surroundings_.Set("file_filename = '/one'\n");
+    surroundings_.Set({{"file_filename", "/one"}});
     PollLogConfig(&log_.context, 1);
     EXPECT_EQ(log_.file.fileName.load(), one);
 }
@@ -200,7 +212,7 @@ TEST_F(LogConfig, SinksAreReloadedInOrderWhereTheyCanBe) {
 
 TEST_F(LogConfig, PollAnswersTheLevelsInCommon) {
     EXPECT_EQ(PollLogConfig(&log_.context, 8), 0u);
-    surroundings_.Set("level = 12\n");
+    surroundings_.Set({{"level", 12}});
     log_.Start();
     EXPECT_EQ(PollLogConfig(&log_.context, 8), 8u);
     EXPECT_EQ(PollLogConfig(&log_.context, 0xFFFFFFF3), 0u);
@@ -208,11 +220,11 @@ TEST_F(LogConfig, PollAnswersTheLevelsInCommon) {
 }
 
 TEST_F(LogConfig, LastErrorAndErrnoStayThroughPollAndReload) {
-    surroundings_.Set("level = 1\n");
+    surroundings_.Set({{"level", 1}});
     log_.Start();
     for (const bool isChanged : {false, true}) {
         if (isChanged) {
-            surroundings_.Set("level = '2'\nfile_filename = 5\n");
+            surroundings_.Set({{"level", "2"}, {"file_filename", 5}});
         }
         SetLastError(12345);
         errno = EDOM;
@@ -224,7 +236,7 @@ TEST_F(LogConfig, LastErrorAndErrnoStayThroughPollAndReload) {
 }
 
 TEST_F(LogConfig, WithoutTheRegistrysLibraryThereAreDefaults) {
-    surroundings_.Set("level = 1\n");
+    surroundings_.Set({{"level", 1}});
     PlatformCalls::Get().FailFrom(1, true, 126);
     log_.Init();
     ReloadLogConfig(&log_.context);
@@ -235,7 +247,7 @@ TEST_F(LogConfig, WithoutTheRegistrysLibraryThereAreDefaults) {
 }
 
 TEST_F(LogConfig, EachFunctionOfTheRegistryIsNeeded) {
-    surroundings_.Set("level = 1\n");
+    surroundings_.Set({{"level", 1}});
     for (int n = 1; n <= 4; ++n) {
         PlatformCalls::Get().Reset();
         PlatformCalls::Get().FailNamed("GetProcAddress", n, 127);
@@ -253,19 +265,19 @@ TEST_F(LogConfig, EachFunctionOfTheRegistryIsNeeded) {
 }
 
 TEST_F(LogConfig, WithoutAnEventTheValuesAreReadOnce) {
-    surroundings_.Set("level = 1\n");
+    surroundings_.Set({{"level", 1}});
     PlatformCalls::Get().FailNamed("CreateEventA", 1, 4);
     log_.Start();
     EXPECT_EQ(log_.context.level, 1u);
     EXPECT_FALSE(HasEvent());
-    surroundings_.Set("level = 2\n");
+    surroundings_.Set({{"level", 2}});
     EXPECT_EQ(PollLogConfig(&log_.context, 0xFF), 1u);
 }
 
 TEST_F(LogConfig, APollThatFailsReloadsNothing) {
-    surroundings_.Set("level = 1\n");
+    surroundings_.Set({{"level", 1}});
     log_.Start();
-    surroundings_.Set("level = 2\n");
+    surroundings_.Set({{"level", 2}});
     PlatformCalls::Get().FailNamed("WaitForSingleObject", 1, 6);
     SetLastError(77);
     EXPECT_EQ(PollLogConfig(&log_.context, 0xFF), 1u);
@@ -274,7 +286,7 @@ TEST_F(LogConfig, APollThatFailsReloadsNothing) {
 }
 
 TEST_F(LogConfig, RegistryCallsThatFailLeaveDefaults) {
-    surroundings_.Set("level = 1\nfile_filename = '/some/file'\n");
+    surroundings_.Set({{"level", 1}, {"file_filename", "/some/file"}});
     log_.Start();
     EXPECT_EQ(log_.context.level, 1u);
     log_.context.queryValue = [](HKEY, LPCWSTR, LPDWORD, LPDWORD, LPBYTE, LPDWORD) -> LSTATUS {
@@ -286,7 +298,7 @@ TEST_F(LogConfig, RegistryCallsThatFailLeaveDefaults) {
 }
 
 TEST_F(LogConfig, ATextThatCannotBeReadOrNarrowedIsTheDefault) {
-    surroundings_.Set("file_filename = '/some/file'\n");
+    surroundings_.Set({{"file_filename", "/some/file"}});
     log_.Start();
     for (int n : {1, 2}) {
         PlatformCalls::Get().Reset();
@@ -308,7 +320,7 @@ TEST_F(LogConfig, ATextThatCannotBeReadOrNarrowedIsTheDefault) {
 }
 
 TEST_F(LogConfig, ATextWithoutItsTerminatorIsTakenToItsEnd) {
-    surroundings_.Set("");
+    surroundings_.Set({});
     log_.Start();
     log_.context.queryValue = [](HKEY, LPCWSTR, LPDWORD, LPDWORD type, LPBYTE data,
                                  LPDWORD size) -> LSTATUS {
@@ -326,7 +338,7 @@ TEST_F(LogConfig, ATextWithoutItsTerminatorIsTakenToItsEnd) {
 }
 
 TEST_F(LogConfig, ADwordOfAnotherSizeIsIgnored) {
-    surroundings_.Set("");
+    surroundings_.Set({});
     log_.Start();
     static DWORD answeredSize;
     for (answeredSize = 0; answeredSize <= 4; ++answeredSize) {
@@ -344,7 +356,7 @@ TEST_F(LogConfig, ADwordOfAnotherSizeIsIgnored) {
 }
 
 TEST_F(LogConfig, KeyAndEventAreClosedAtTheFinishAlone) {
-    surroundings_.Set("level = 1\n");
+    surroundings_.Set({{"level", 1}});
     log_.Start();
     const HKEY key = log_.registry.key;
     pkisdk::CloseLogKey(&log_.context, false);
@@ -371,7 +383,7 @@ TEST_F(LogConfig, TheKeyIsOpenedForReadingAndWatchedForItsValues) {
     static std::vector<DWORD> filters;
     opened.clear();
     filters.clear();
-    surroundings_.Set("level = 1\n");
+    surroundings_.Set({{"level", 1}});
     log_.context.openKey = [](HKEY root, LPCSTR path, DWORD options, REGSAM rights,
                               PHKEY key) -> LSTATUS {
         opened.emplace_back(path, rights);
@@ -389,7 +401,7 @@ TEST_F(LogConfig, TheKeyIsOpenedForReadingAndWatchedForItsValues) {
         {"Software\\Wow6432Node\\Velmorix\\Logs", 1}, {"mvlpfx64", 0x11}};
     EXPECT_EQ(opened, expected);
     EXPECT_EQ(filters, std::vector<DWORD>{4});
-    surroundings_.Set("level = 2\n");
+    surroundings_.Set({{"level", 2}});
     PollLogConfig(&log_.context, 1);
     EXPECT_EQ(filters, (std::vector<DWORD>{4, 4}));
     const LogCalls::Event unnamedManual = {false, TRUE, FALSE, false};
@@ -402,7 +414,7 @@ TEST_F(LogConfig, AChangeIsAcknowledgedThenReadThenWatchedForAnew) {
     static const auto noteStep = [](const char* step) {
         steps.emplace_back(step, PlatformCalls::Get().Count("ResetEvent"));
     };
-    surroundings_.Set("level = 1\n");
+    surroundings_.Set({{"level", 1}});
     log_.Start();
     EXPECT_EQ(PlatformCalls::Get().Count("ResetEvent"), 0);
     steps.clear();
@@ -418,7 +430,7 @@ TEST_F(LogConfig, AChangeIsAcknowledgedThenReadThenWatchedForAnew) {
         noteStep("watch");
         return ERROR_SUCCESS;
     };
-    surroundings_.Set("level = 2\n");
+    surroundings_.Set({{"level", 2}});
     EXPECT_EQ(PollLogConfig(&log_.context, 0xFF), 2u);
     const std::vector<std::pair<std::string, int>> expected = {
         {"level", 1}, {"sink", 1}, {"watch", 1}};
@@ -430,7 +442,7 @@ TEST_F(LogConfig, TheKeyAboveIsClosedOnceTheModulesWasAskedFor) {
     static std::vector<std::string> calls;
     static HKEY above;
     static bool isFailing;
-    surroundings_.Set("level = 1\n");
+    surroundings_.Set({{"level", 1}});
     for (const bool fails : {false, true}) {
         calls.clear();
         above = nullptr;
@@ -466,7 +478,7 @@ TEST_F(LogConfig, TheKeyAboveIsClosedOnceTheModulesWasAskedFor) {
 }
 
 TEST_F(LogConfig, WithoutAWatchTheEventStaysAndTheValuesAreReadOnce) {
-    surroundings_.Set("level = 1\n");
+    surroundings_.Set({{"level", 1}});
     log_.context.notifyChange = [](HKEY, BOOL, DWORD, HANDLE, BOOL) -> LSTATUS {
         SetLastError(6);
         errno = EIO;
@@ -476,7 +488,7 @@ TEST_F(LogConfig, WithoutAWatchTheEventStaysAndTheValuesAreReadOnce) {
     EXPECT_EQ(log_.context.level, 1u);
     const HANDLE event = log_.registry.event;
     ASSERT_NE(event, nullptr);
-    surroundings_.Set("level = 2\n");
+    surroundings_.Set({{"level", 2}});
     SetLastError(12345);
     errno = EDOM;
     EXPECT_EQ(PollLogConfig(&log_.context, 0xFF), 1u);

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <string>
 #include <utility>
 #include <vector>
@@ -149,13 +150,16 @@ TEST_F(InitLog, RoomForTheTemporaryDirectoryGrowsWithTheName) {
 }
 
 TEST_F(InitLog, ALongTemporaryDirectoryIsNotAskedForTwice) {
-    // With its slash 255 bytes, and 256.
-    const std::string fits = "/" + std::string(253, 'd');
-    const test_support::ScopedVariable variable("TMPDIR", fits);
+    using test_support::kTemporaryFolderVariable;
+    const std::string root = std::filesystem::temp_directory_path().root_path().string();
+    // With the separator at its end 255 bytes, and 256.
+    const std::string fits = root + std::string(254 - root.size(), 'd');
+    const test_support::ScopedVariable variable(kTemporaryFolderVariable, fits);
     TestLog log;
     log.Start();
-    EXPECT_EQ(log.file.fileName.load()->text, fits + "/mvlpfx64.log");
-    const test_support::ScopedVariable longer("TMPDIR", fits + "d");
+    EXPECT_EQ(log.file.fileName.load()->text,
+              (std::filesystem::path(fits) / "mvlpfx64.log").string());
+    const test_support::ScopedVariable longer(kTemporaryFolderVariable, fits + "d");
     TestLog other;
     test_support::PlatformCalls::Get().Reset();
     other.Start();
@@ -165,8 +169,8 @@ TEST_F(InitLog, ALongTemporaryDirectoryIsNotAskedForTwice) {
 
 TEST_F(InitLog, WithoutATemporaryDirectoryTheFileSinkFailsAndTheLogWorks) {
     test_support::PlatformCalls::Get().FailNamed("GetTempPathA", 1, 5);
-    surroundings_.Set("dbg_level = 8\nfile_level = 8\nfile_filename = '" +
-                      surroundings_.Path("named.log") + "'\n");
+    surroundings_.Set(
+        {{"dbg_level", 8}, {"file_level", 8}, {"file_filename", surroundings_.Path("named.log")}});
     ASSERT_NE(log_.Init(), 0);
     EXPECT_EQ(InitFileSink(&log_.context, 0, 0x7FFFFFFE, 2), 0);
     ASSERT_NE(InitDebugSink(&log_.context, 0, 0x10, 1), 0);

@@ -99,7 +99,7 @@ TEST_F(LogMessages, WithoutFieldsGoToNoSink) {
 }
 
 TEST_F(LogMessages, OfALogThatWasNeverSetUpGoNowhere) {
-    static LogContext context;
+    LogContext context;
     EXPECT_NE(LogMessage(&context, 8, 0, nullptr, 0, nullptr, "%s", "m"), 0);
     context.level = 8;
     EXPECT_EQ(LogMessage(&context, 8, 0, nullptr, 0, nullptr, "%s", "m"), 0);
@@ -107,9 +107,9 @@ TEST_F(LogMessages, OfALogThatWasNeverSetUpGoNowhere) {
 
 TEST_F(LogMessages, LeaveLastErrorAndErrno) {
     TestLog log;
-    surroundings_.Set("dbg_level = 8\nfile_level = 8\n");
+    surroundings_.Set({{"dbg_level", 8}, {"file_level", 8}});
     log.Start();
-    surroundings_.Set("dbg_level = 8\nfile_level = 8\nfile_filename = '/nowhere/file'\n");
+    surroundings_.Set({{"dbg_level", 8}, {"file_level", 8}, {"file_filename", "/nowhere/file"}});
     SetLastError(12345);
     errno = EDOM;
     EXPECT_EQ(log.Say("message"), 1);

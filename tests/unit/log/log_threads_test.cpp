@@ -5,8 +5,6 @@
 #include <atomic>
 #include <barrier>
 #include <cstddef>
-#include <filesystem>
-#include <iterator>
 #include <set>
 #include <sstream>
 #include <string>
@@ -14,12 +12,15 @@
 #include <vector>
 
 #include "support/in_threads.h"
+#include "support/open_handles.h"
 #include "support/test_log.h"
 
 namespace {
 
 using test_support::InThreads;
+using test_support::LogSettings;
 using test_support::LogSurroundings;
+using test_support::OpenHandles;
 using test_support::TestLog;
 
 constexpr int kThreads = 6;
@@ -37,11 +38,12 @@ std::multiset<std::string> LinesOf(const std::string& path) {
 // files. The lines of the second half come after the settings have gone on to other files.
 TEST(LogThreads, LoseNothingWhileTheSettingsChangeUnderThem) {
     constexpr int kRounds = 200;
-    const LogSurroundings surroundings("");
-    const auto settings = [&](int half, int i) {
-        return "file_level = 8\nfile_field = 0x10\nfile_max = " +
-               std::to_string(i % 2 == 0 ? 80 : 2048) + "\nfile_filename = '" +
-               surroundings.Path(std::to_string(half * 2 + i % 2)) + "'\n";
+    LogSurroundings surroundings;
+    const auto settings = [&](int half, int i) -> LogSettings {
+        return {{"file_level", 8},
+                {"file_field", 0x10},
+                {"file_max", i % 2 == 0 ? 80 : 2048},
+                {"file_filename", surroundings.Path(std::to_string(half * 2 + i % 2))}};
     };
     surroundings.Set(settings(0, 0));
     TestLog log;
@@ -88,18 +90,19 @@ TEST(LogThreads, LoseNothingWhileTheSettingsChangeUnderThem) {
 }
 
 TEST(LogThreads, ReloadAtOnceAndReadWholeNames) {
-    constexpr int kRounds = 300;
-    const LogSurroundings surroundings("file_filename = '/a'\n");
+    constexpr std::size_t kRounds = 300;
+    LogSurroundings surroundings(LogSettings{{"file_filename", "/a"}});
+    const std::array<LogSettings, 3> settings = {LogSettings{{"file_filename", "/a/longer/name"}},
+                                                 LogSettings{{"file_filename", "/a"}},
+                                                 LogSettings{{"level", 8}}};
     TestLog log;
     log.Start();
     const std::set<std::string> names = {"/a", "/a/longer/name", surroundings.Path()};
     std::array<std::set<std::string>, kThreads> seen;
     InThreads(kThreads, [&](int thread) {
-        for (int i = 0; i < kRounds; ++i) {
+        for (std::size_t i = 0; i < kRounds; ++i) {
             if (thread == 0) {
-                surroundings.Set(i % 3 == 0   ? "file_filename = '/a/longer/name'\n"
-                                 : i % 3 == 1 ? "file_filename = '/a'\n"
-                                              : "level = 8\n");
+                surroundings.Set(settings[i % settings.size()]);
             }
             pkisdk::ReloadLogConfig(&log.context);
             pkisdk::PollLogConfig(&log.context, 8);
@@ -117,10 +120,6 @@ TEST(LogThreads, ReloadAtOnceAndReadWholeNames) {
     }
     // At worst each thread adds each of them once.
     EXPECT_LE(kept, kThreads * 3);
-}
-
-std::ptrdiff_t OpenDescriptors() {
-    return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
 }
 
 // Where all threads that open the log's key have theirs before any of them can keep it.
@@ -144,38 +143,39 @@ LSTATUS CountClosing(HKEY key) {
     return RegCloseKey(key);
 }
 
-TEST(LogThreads, OpenTheSettingsAtOnceThatWereNotThereAtTheStart) {
-    // What the platform makes once and keeps is there after the first time.
-    std::ptrdiff_t before = 0;
-    for (const bool isFirst : {true, false}) {
-        keysOpened = 0;
-        keysClosed = 0;
-        const LogSurroundings surroundings;
-        {
-            TestLog log;
-            log.context.openKey = &OpenTogether;
-            log.context.closeKey = &CountClosing;
-            log.Start();
-            surroundings.Set("level = 2\n");
-            std::array<std::uint32_t, kThreads> levels{};
-            InThreads(kThreads, [&](int thread) {
-                pkisdk::ReloadLogConfig(&log.context);
-                levels[static_cast<std::size_t>(thread)] = log.context.level;
-            });
-            for (const std::uint32_t level : levels) {
-                EXPECT_EQ(level, 2u);
-            }
-            EXPECT_NE(log.registry.event.load(), nullptr);
-            EXPECT_EQ(keysOpened - keysClosed, 1);
+// Threads that open the settings at once of a log that had none.
+void OpenSettingsInThreads() {
+    keysOpened = 0;
+    keysClosed = 0;
+    LogSurroundings surroundings;
+    {
+        TestLog log;
+        log.context.openKey = &OpenTogether;
+        log.context.closeKey = &CountClosing;
+        log.Start();
+        surroundings.Set({{"level", 2}});
+        std::array<std::uint32_t, kThreads> levels{};
+        InThreads(kThreads, [&](int thread) {
+            pkisdk::ReloadLogConfig(&log.context);
+            levels[static_cast<std::size_t>(thread)] = log.context.level;
+        });
+        for (const std::uint32_t level : levels) {
+            EXPECT_EQ(level, 2u);
         }
-        // Of each thread the log's key and the one above it.
-        EXPECT_EQ(keysOpened, 2 * kThreads);
-        EXPECT_EQ(keysClosed, keysOpened);
-        if (isFirst) {
-            before = OpenDescriptors();
-        }
+        EXPECT_NE(log.registry.event.load(), nullptr);
+        EXPECT_EQ(keysOpened - keysClosed, 1);
     }
-    EXPECT_EQ(OpenDescriptors(), before);
+    // Of each thread the log's key and the one above it.
+    EXPECT_EQ(keysOpened, 2 * kThreads);
+    EXPECT_EQ(keysClosed, keysOpened);
+}
+
+TEST(LogThreads, OpenTheSettingsAtOnceThatWereNotThereAtTheStart) {
+    OpenSettingsInThreads();
+    // What the platform makes once and keeps is there now.
+    const std::size_t before = OpenHandles();
+    OpenSettingsInThreads();
+    EXPECT_EQ(OpenHandles(), before);
 }
 
 }  // namespace

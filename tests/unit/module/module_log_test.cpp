@@ -22,16 +22,16 @@ class ModuleEvents : public testing::Test {
   protected:
     void SetUp() override { LogCalls::Get().Reset(); }
     void TearDown() override {
-        surroundings_.Set("");
+        surroundings_.Set({});
         OnModuleEvent(DLL_PROCESS_DETACH, nullptr);
     }
     static const std::vector<std::string>& Output() { return LogCalls::Get().debugOutput; }
 
-    test_support::LogSurroundings surroundings_{"dbg_level = 8\ndbg_field = 0x30\n"};
+    test_support::LogSurroundings surroundings_{{{"dbg_level", 8}, {"dbg_field", 0x30}}};
 };
 
 TEST_F(ModuleEvents, SetTheLogUpWithTheModulesDefaults) {
-    surroundings_.Set("");
+    surroundings_.Set({});
     EXPECT_EQ(OnModuleEvent(DLL_PROCESS_ATTACH, nullptr), 1);
     const pkisdk::LogContext& log = *ModuleLog();
     EXPECT_STREQ(log.name.data(), "mvlpfx64");
@@ -82,7 +82,7 @@ int NoteMessage(pkisdk::LogContext*, std::uint32_t level, std::uint32_t code, st
 }
 
 TEST_F(ModuleEvents, AreToldWithTheirLinesAndNoCode) {
-    surroundings_.Set("fields = 0x110\ndbg_level = 8\ndbg_field = 0x110\n");
+    surroundings_.Set({{"fields", 0x110}, {"dbg_level", 8}, {"dbg_field", 0x110}});
     OnModuleEvent(DLL_PROCESS_ATTACH, nullptr);
     OnModuleEvent(DLL_PROCESS_DETACH, nullptr);
     EXPECT_EQ(Output(), (std::vector<std::string>{"loading\n", "unloading\n"}));
@@ -98,7 +98,7 @@ TEST_F(ModuleEvents, AreToldWithTheirLinesAndNoCode) {
 }
 
 TEST_F(ModuleEvents, WithTheLogsLevelBit3ClearWriteNothing) {
-    surroundings_.Set("level = 0xFFFFFFF7\ndbg_level = 0xFFFFFFFF\n");
+    surroundings_.Set({{"level", 0xFFFFFFF7}, {"dbg_level", 0xFFFFFFFF}});
     EXPECT_EQ(OnModuleEvent(DLL_PROCESS_ATTACH, nullptr), 1);
     EXPECT_EQ(OnModuleEvent(DLL_PROCESS_DETACH, nullptr), 1);
     EXPECT_TRUE(Output().empty());
@@ -118,7 +118,7 @@ TEST_F(ModuleEvents, LeaveLastErrorAndErrno) {
 TEST_F(ModuleEvents, SucceedWhateverFails) {
     OnModuleEvent(DLL_PROCESS_ATTACH, nullptr);
     OnModuleEvent(DLL_PROCESS_DETACH, nullptr);
-    surroundings_.Set("file_level = 8\n");
+    surroundings_.Set({{"file_level", 8}});
     // The n-th call, and then all from the n-th on, until a run has no failure left.
     for (const bool stay : {false, true}) {
         bool hasFailed = true;

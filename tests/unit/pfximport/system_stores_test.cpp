@@ -240,6 +240,21 @@ TEST_F(SystemStoresTest, AnAdditionThatFailsIsNotTold) {
     EXPECT_EQ(Stored(L"ROOT"), Certificates{issuer_});
 }
 
+// The last of a chain is trusted, and one is not the last because the next could not be looked for.
+TEST_F(SystemStoresTest, AnIssuerWhoseOwnCannotBeLookedForIsNotTrusted) {
+    Add(leaf_, L"container");
+    Add(issuer_);
+    Add(root_);
+    for (const int n : {1, 2, 3}) {
+        Calls().FailNamed("CertGetIssuerCertificateFromStore", n,
+                          static_cast<DWORD>(ERROR_NOT_ENOUGH_MEMORY));
+        Place();
+        EXPECT_EQ(Stored(L"MY"), Certificates{leaf_});
+        EXPECT_EQ(Stored(L"CA"), n < 3 ? Certificates{} : Certificates{issuer_});
+        EXPECT_EQ(Stored(L"ROOT"), Certificates{});
+    }
+}
+
 TEST_F(SystemStoresTest, IssuersInACircleEndTheWalk) {
     const Bytes first = MakeCertificate("first", "second");
     const Bytes second = MakeCertificate("second", "first");

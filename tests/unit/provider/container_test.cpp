@@ -303,7 +303,7 @@ TEST_F(KeyContainer, IsNotOpenedFromAFileOfAnotherName) {
             otherFile = home_.UserKeys() / name;
         }
     }
-    std::filesystem::copy_file(file, otherFile, std::filesystem::copy_options::overwrite_existing);
+    test_support::OverwriteFile(otherFile, test_support::ReadFile(file));
     EXPECT_EQ(provider::OpenContainer(ContainerScope::kUser, "other", false, &other),
               NTE_KEYSET_ENTRY_BAD);
     EXPECT_NE(Open(), nullptr);

@@ -196,9 +196,12 @@ TEST(SessionKey, KeepsItsPadsWhileItsValueAndTheHashAreTheSame) {
     const auto innerOf = [&key](const provider::DigestAlgorithm& algorithm) {
         const provider::HmacPads& pads = key.PadsFor(algorithm);
         EXPECT_EQ(pads.algorithm, &algorithm);
-        return std::vector<std::byte>(
-            pads.inner.bytes.begin(),
-            pads.inner.bytes.begin() + static_cast<std::ptrdiff_t>(algorithm.chainingSize));
+        provider::DigestState state;
+        CopyDigestAtBlockBoundary(algorithm, pads.inner, &state);
+        std::vector<BYTE> value(algorithm.digestSize);
+        algorithm.finish(&state, value.data());
+        WipeFinishedDigest(algorithm, &state);
+        return value;
     };
     const auto first = innerOf(gost94);
     EXPECT_EQ(innerOf(gost94), first);

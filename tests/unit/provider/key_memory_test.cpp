@@ -1,19 +1,21 @@
-// Where private values are in memory, and when. They come into this process encrypted alone: a
-// child process makes the blob, so that what is found was left by the provider.
+// Where private values are in memory, and when. They come into this process encrypted alone:
+// another process makes the blob, so that what is found was left by the provider.
 #include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <memory>
+#include <random>
+#include <sstream>
+#include <string>
 #include <vector>
 
 #include "platform/csp_parameters.h"
 #include "provider/gost_key.h"
 #include "provider/secret_bytes.h"
+#include "support/hex.h"
 #include "support/key_context.h"
-#include "support/key_vectors.h"
 #include "support/memory_search.h"
+#include "support/program_output.h"
 
 namespace {
 
@@ -30,47 +32,14 @@ struct Secret {
     Bytes blob;
 };
 
-void WriteAll(int file, const Bytes& octets) {
-    if (write(file, octets.data(), octets.size()) != static_cast<ssize_t>(octets.size())) {
-        _exit(1);
-    }
-}
-
-[[noreturn]] void SendSecret(int file, std::size_t index) {
-    const test_support::KeyVector vector = test_support::ReadKeyVectors().at(index);
-    Bytes inverted = vector.privateKey;
-    inverted.resize(inverted.size() <= 32 ? 32 : 64);
-    for (BYTE& octet : inverted) {
-        octet = static_cast<BYTE>(~octet);
-    }
-    const KeyContext context(nullptr, CRYPT_VERIFYCONTEXT);
-    const Bytes blob = context.WrapKey(vector.privateKeyInfo, context.SessionKey());
-    WriteAll(file, {static_cast<BYTE>(inverted.size())});
-    WriteAll(file, inverted);
-    WriteAll(file, blob);
-    _exit(0);
-}
-
+// From the output of print_wrapped_key.
 Secret ReceiveSecret(std::size_t index) {
-    int ends[2] = {-1, -1};
-    EXPECT_EQ(pipe(ends), 0);
-    const pid_t child = fork();
-    if (child == 0) {
-        SendSecret(ends[1], index);
-    }
-    close(ends[1]);
-    Bytes sent(4096);
-    std::size_t size = 0;
-    for (ssize_t got = 1; got > 0; size += static_cast<std::size_t>(got)) {
-        got = read(ends[0], sent.data() + size, sent.size() - size);
-    }
-    close(ends[0]);
-    int status = -1;
-    EXPECT_EQ(waitpid(child, &status, 0), child);
-    EXPECT_EQ(status, 0);
-    const auto middle = sent.begin() + 1 + sent[0];
-    return {Bytes(sent.begin() + 1, middle),
-            Bytes(middle, sent.begin() + static_cast<std::ptrdiff_t>(size))};
+    std::istringstream output(
+        test_support::OutputOf("\"" MVLPFX_PRINT_WRAPPED_KEY "\" " + std::to_string(index)));
+    std::string inverted;
+    std::string blob;
+    output >> inverted >> blob;
+    return {test_support::FromHex(inverted), test_support::FromHex(blob)};
 }
 
 // By the places of the keys in the vectors: 2001, 2012 with 256 bits, 2012 with 512 bits.
@@ -121,5 +90,41 @@ TEST_P(PrivateValue, IsInMemoryForNoLongerThanACallOnItsKey) {
 }
 
 INSTANTIATE_TEST_SUITE_P(EveryFamily, PrivateValue, testing::Values(1, 7, 16));
+
+// A PIN in printable characters, every bit turned.
+Bytes RandomPin() {
+    std::random_device random;
+    Bytes inverted(32);
+    for (BYTE& octet : inverted) {
+        octet = static_cast<BYTE>(~('!' + random() % 94));
+    }
+    return inverted;
+}
+
+BOOL Present(const KeyContext& context, const Bytes& inverted) {
+    SecretBytes pin(inverted.size() + 1);
+    std::transform(inverted.begin(), inverted.end(), pin.data(),
+                   [](BYTE octet) { return static_cast<BYTE>(~octet); });
+    return CPSetProvParam(context.Get(), PP_SIGNATURE_PIN, pin.data(), 0);
+}
+
+TEST(Pin, IsInMemoryForNoLongerThanItsCaller) {
+    const ContainerHome home;
+    const Bytes inverted = RandomPin();
+    const Sought sought(inverted);
+    {
+        const KeyContext context("mine", CRYPT_NEWKEYSET);
+        context.Generate(AT_KEYEXCHANGE);
+        ASSERT_TRUE(Present(context, inverted));
+        EXPECT_FALSE(sought.IsInMemory()) << "after it was set";
+    }
+    const KeyContext context("mine");
+    const HCRYPTHASH hash = context.HashOf(test_support::kStreebog256, "message");
+    EXPECT_FALSE(Present(context, RandomPin()));
+    ASSERT_TRUE(Present(context, inverted));
+    EXPECT_FALSE(sought.IsInMemory()) << "after it was presented";
+    context.Sign(hash, AT_KEYEXCHANGE);
+    EXPECT_FALSE(sought.IsInMemory()) << "after a signature";
+}
 
 }  // namespace
