@@ -40,7 +40,7 @@ nlohmann::ordered_json DescribeContainer(const std::string& name, bool machine) 
     RequireCall(AcquireContext(name.c_str(), 0, machine, &context),
                 "can't open the container '" + name + "'");
     auto keys = nlohmann::ordered_json::array();
-    for (const DWORD keySpec : {AT_KEYEXCHANGE, AT_SIGNATURE}) {
+    for (const DWORD keySpec : {DWORD{AT_KEYEXCHANGE}, DWORD{AT_SIGNATURE}}) {
         OwnedKey key;
         if (CryptGetUserKey(context.Get(), keySpec, key.Fill()) == FALSE) {
             continue;
