@@ -2,6 +2,8 @@
 
 #include <dlfcn.h>
 
+#include <algorithm>
+#include <array>
 #include <cstdlib>
 
 #include "csp.h"
@@ -20,16 +22,42 @@ Function* Real(const char* name) {
     return reinterpret_cast<Function*>(function);
 }
 
-// `change` is what a call that succeeds does to the number of open objects.
+// A context, and how many keys and hashes of it are open.
+struct OpenContext {
+    HCRYPTPROV handle = 0;
+    int objects = 0;
+};
+// In memory of its own, so that nothing is asked for.
+std::array<OpenContext, 256> contexts;
+
+// The entry of a context; that of 0 is one that is free.
+OpenContext& Find(HCRYPTPROV handle) {
+    const auto found = std::ranges::find(contexts, handle, &OpenContext::handle);
+    if (found == contexts.end()) {
+        std::abort();
+    }
+    return *found;
+}
+
+// Answers whether this call is the one to be refused.
+bool IsRefused() {
+    if (control.callsUntilRefusal < 0 || control.callsUntilRefusal-- != 0) {
+        return false;
+    }
+    SetLastError(static_cast<DWORD>(NTE_FAIL));
+    return true;
+}
+
+// `change` is what a call that succeeds does to the number of open keys and hashes.
 template <typename Function, typename... Arguments>
-BOOL Forward(const char* name, int change, Arguments... arguments) {
-    if (change >= 0 && control.callsUntilRefusal >= 0 && control.callsUntilRefusal-- == 0) {
-        SetLastError(static_cast<DWORD>(NTE_FAIL));
+BOOL Forward(const char* name, int change, HCRYPTPROV context, Arguments... arguments) {
+    if (change >= 0 && IsRefused()) {
         return FALSE;
     }
-    const BOOL answer = Real<Function>(name)(arguments...);
-    if (answer != FALSE) {
+    const BOOL answer = Real<Function>(name)(context, arguments...);
+    if (answer != FALSE && change != 0) {
         control.openObjects += change;
+        Find(context).objects += change;
     }
     return answer;
 }
@@ -37,18 +65,37 @@ BOOL Forward(const char* name, int change, Arguments... arguments) {
 }  // namespace
 
 extern "C" __attribute__((visibility("default"))) own_keys::FailingCsp* FailingCspControl() {
+    control.releaseContexts = [] {
+        for (const OpenContext& context : contexts) {
+            if (context.handle != 0) {
+                CPReleaseContext(context.handle, 0);
+            }
+        }
+    };
     return &control;
 }
 
 BOOL WINAPI CPAcquireContext(HCRYPTPROV* phProv, LPCSTR szContainer, DWORD dwFlags,
                              PVTableProvStruc pVTable) {
-    const int change = (dwFlags & CRYPT_DELETEKEYSET) != 0 ? 0 : 1;
-    return Forward<decltype(CPAcquireContext)>("CPAcquireContext", change, phProv, szContainer,
-                                               dwFlags, pVTable);
+    if (IsRefused() || !Real<decltype(CPAcquireContext)>("CPAcquireContext")(phProv, szContainer,
+                                                                             dwFlags, pVTable)) {
+        return FALSE;
+    }
+    if ((dwFlags & CRYPT_DELETEKEYSET) == 0) {
+        ++control.openObjects;
+        Find(0) = {*phProv, 0};
+    }
+    return TRUE;
 }
 
 BOOL WINAPI CPReleaseContext(HCRYPTPROV hProv, DWORD dwFlags) {
-    return Forward<decltype(CPReleaseContext)>("CPReleaseContext", -1, hProv, dwFlags);
+    const BOOL answer = Real<decltype(CPReleaseContext)>("CPReleaseContext")(hProv, dwFlags);
+    if (answer != FALSE) {
+        OpenContext& context = Find(hProv);
+        control.openObjects -= 1 + context.objects;
+        context = {};
+    }
+    return answer;
 }
 
 BOOL WINAPI CPGetProvParam(HCRYPTPROV hProv, DWORD dwParam, BYTE* pbData, DWORD* pcbDataLen,

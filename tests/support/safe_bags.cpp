@@ -147,12 +147,13 @@ Bytes CertificateBag::Build() const {
     return SafeBag(kCertBag, value, attributes);
 }
 
-Bytes MakeCertificate(const std::string& subject, const std::string& issuer, std::uint8_t serial) {
+Bytes MakeCertificate(const std::string& subject, const std::string& issuer, std::uint8_t serial,
+                      const Bytes& publicKey) {
     const Bytes algorithm = Element(kSequence, Oid("1.2.643.7.1.1.3.2"));
     const Bytes validity = Element(kSequence, Join({Element(kUtcTime, Text("250101000000Z")),
                                                     Element(kUtcTime, Text("450101000000Z"))}));
-    const Bytes keyInfo = Element(kSequence, Join({Element(kSequence, Oid("1.2.643.7.1.1.1.1")),
-                                                   Element(0x03, {0, 1, 2, 3, 4})}));
+    const Bytes keyInfo = Element(
+        kSequence, Join({Element(kSequence, Oid("1.2.643.7.1.1.1.1")), Element(0x03, publicKey)}));
     const Bytes body = Element(
         kSequence, Join({Element(kContext0, Element(kInteger, {2})), Element(kInteger, {serial}),
                          algorithm, Name(issuer), validity, Name(subject), keyInfo}));

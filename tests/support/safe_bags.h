@@ -56,9 +56,10 @@ struct CertificateBag {
     Bytes Build() const;
 };
 
-// A certificate with these common names, its signature and its key nonsense.
+// A certificate with these common names, its signature nonsense, and its key, the octets of the BIT
+// STRING, whatever they are.
 Bytes MakeCertificate(const std::string& subject, const std::string& issuer,
-                      std::uint8_t serial = 1);
+                      std::uint8_t serial = 1, const Bytes& publicKey = {0, 1, 2, 3, 4});
 
 // ContentInfo of type encryptedData around SafeContents of these bags.
 Bytes EncryptedContentInfo(const std::vector<Bytes>& bags, const Encryption& encryption = {},
