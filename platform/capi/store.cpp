@@ -1,6 +1,7 @@
 #include "capi/store.h"
 
 #include <algorithm>
+#include <new>
 #include <tuple>
 #include <utility>
 
@@ -139,9 +140,19 @@ Store::Element Store::Insert(const CertificateObject& source, Properties propert
 
 void Store::Enter(const Element& element) {
     const Ordinal ordinal = element->WhereIs().ordinal;
-    elements_[ordinal] = element;
-    byThumbprint_[ToBytes(element->Thumbprint())].insert(ordinal);
-    bySubject_[ToBytes(View(element->Info().Subject))].insert(ordinal);
+    std::set<Ordinal>& sameThumbprint = byThumbprint_[ToBytes(element->Thumbprint())];
+    std::set<Ordinal>& sameSubject = bySubject_[ToBytes(View(element->Info().Subject))];
+    // All of it or nothing: an element that a walk finds and a search for issuers does not would
+    // make another one the last of its chain.
+    try {
+        sameThumbprint.insert(ordinal);
+        sameSubject.insert(ordinal);
+        elements_[ordinal] = element;
+    } catch (const std::bad_alloc&) {
+        sameThumbprint.erase(ordinal);
+        sameSubject.erase(ordinal);
+        throw;
+    }
 }
 
 void Store::Withdraw(const CertificateObject& element) {
