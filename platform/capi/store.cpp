@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <compare>
+#include <new>
 #include <tuple>
 #include <utility>
 
@@ -134,9 +135,19 @@ Store::Element Store::Insert(const CertificateObject& source, Properties propert
 
 void Store::Enter(const Element& element) {
     const Ordinal ordinal = element->WhereIs().ordinal;
-    elements_[ordinal] = element;
-    byThumbprint_.insert({element->Thumbprint(), ordinal});
-    bySubject_.insert({View(element->Info().Subject), ordinal});
+    const IndexEntry byThumbprint{element->Thumbprint(), ordinal};
+    const IndexEntry bySubject{View(element->Info().Subject), ordinal};
+    // All of it or nothing: an element that a walk finds and a search for issuers does not would
+    // make another one the last of its chain.
+    try {
+        byThumbprint_.insert(byThumbprint);
+        bySubject_.insert(bySubject);
+        elements_[ordinal] = element;
+    } catch (const std::bad_alloc&) {
+        byThumbprint_.erase(byThumbprint);
+        bySubject_.erase(bySubject);
+        throw;
+    }
 }
 
 void Store::Withdraw(const CertificateObject& element) {

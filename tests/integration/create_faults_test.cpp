@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "integration/fault_tally.h"
 #include "mvlpfx/mvlpfx.h"
 #include "support/key_calls.h"
 #include "support/key_store.h"
@@ -208,12 +209,14 @@ void CreateFaults::FailAt(std::size_t position, bool stay) {
 }
 
 TEST_F(CreateFaults, EachCallFailsOnce) {
+    test_support::TellPoints("calls of UzCreatePFX, one fails", ChooseCalls().size());
     for (const std::size_t position : ChooseCalls()) {
         FailAt(position, false);
     }
 }
 
 TEST_F(CreateFaults, EachCallFailsAndAllAfterIt) {
+    test_support::TellPoints("calls of UzCreatePFX, all from one on fail", ChooseCalls().size());
     for (const std::size_t position : ChooseCalls()) {
         FailAt(position, true);
     }

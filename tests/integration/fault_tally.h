@@ -49,4 +49,9 @@ class FaultTally {
     std::map<std::string, int> endings_;
 };
 
+// The same of a test that knows its points beforehand.
+inline void TellPoints(const std::string& title, std::size_t points) {
+    std::cout << "[  points  ] " << title << ": " << points << " tried\n";
+}
+
 }  // namespace test_support

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "integration/fault_tally.h"
 #include "mvlpfx/mvlpfx.h"
 #include "support/import_fixture.h"
 
@@ -283,6 +284,7 @@ TEST_F(RestoreFaultsTest, EveryCallThatFailsOnceIsToldAndNothingLeaks) {
     const std::vector<Place> places = PlacesOf(CallsOf(UzRestorePFX));
     ASSERT_GT(places.size(), 150u);
     EXPECT_EQ(places.back().key, kKeys);
+    test_support::TellPoints("calls of UzRestorePFX, one fails", places.size());
     for (std::size_t i = 0; i < places.size(); ++i) {
         SCOPED_TRACE(std::to_string(i + 1) + " " + places[i].call);
         ExpectOutcome(Restore(UzRestorePFX, static_cast<int>(i) + 1, false),
@@ -292,6 +294,7 @@ TEST_F(RestoreFaultsTest, EveryCallThatFailsOnceIsToldAndNothingLeaks) {
 
 TEST_F(RestoreFaultsTest, AllCallsFailingFromEachOneOnIsToldAndNothingLeaks) {
     const std::vector<Place> places = PlacesOf(CallsOf(UzRestorePFX));
+    test_support::TellPoints("calls of UzRestorePFX, all from one on fail", places.size());
     for (std::size_t i = 0; i < places.size(); ++i) {
         SCOPED_TRACE(std::to_string(i + 1) + " " + places[i].call);
         ExpectOutcome(Restore(UzRestorePFX, static_cast<int>(i) + 1, true),
@@ -306,6 +309,8 @@ TEST_F(RestoreFaultsTest, APlacementThatFailsLeavesTheStoreAndItsWord) {
     const Log log = CallsOf(UzRestorePFXToSystemStorage);
     ASSERT_GT(log.size(), restore.size());
     EXPECT_TRUE(std::equal(restore.begin(), restore.end(), log.begin()));
+    test_support::TellPoints("calls of UzRestorePFXToSystemStorage after the restore, each way",
+                             log.size() - restore.size());
     for (std::size_t i = restore.size(); i < log.size(); ++i) {
         SCOPED_TRACE(std::to_string(i + 1) + " " + log[i]);
         const auto from = log.begin() + static_cast<std::ptrdiff_t>(i);

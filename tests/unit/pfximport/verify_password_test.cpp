@@ -5,6 +5,7 @@
 #include <string>
 
 #include "foundation/blob.h"
+#include "integration/fault_tally.h"
 #include "platform/cryptoapi.h"
 #include "support/pfx_builder.h"
 #include "support/platform_calls.h"
@@ -250,6 +251,9 @@ TEST_F(VerifyPfxPasswordTest, EveryFailingCallIsAnErrorAndClosesAll) {
             if (!Calls().Failed()) {
                 EXPECT_EQ(answer, 1);
                 EXPECT_GT(n, 40);
+                test_support::TellPoints(std::string("calls of a verification, ") +
+                                             (stay ? "all from one on fail" : "one fails"),
+                                         static_cast<std::size_t>(n) - 1);
                 break;
             }
             const std::string name = Calls().Log()[static_cast<std::size_t>(n) - 1];
