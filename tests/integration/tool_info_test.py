@@ -113,6 +113,13 @@ class Info(Profile):
         report = self.report("info", PEERS / "gnutls-2012-256.pfx")
         self.assertEqual(report["keys"], [])
         self.assertIn("additionalInfo", report["keysError"]["message"])
+        report = self.inside("no-prf-parameters.pfx")
+        self.assertEqual([key["number"] for key in report["keys"]], [1])
+        self.assertNotIn("certificates", report)
+        failure = report["certificatesError"]
+        self.assertEqual((failure["errorWord"], failure["errorName"]),
+                         ("0x80093103", "CRYPT_E_ASN1_CORRUPT"))
+        self.assertRegex(failure["where"]["path"], r"^authSafe\.contents\[1\]\.")
 
     def test_the_content_s_iterations_count(self):
         said = self.expect(6, "info", "untied.pfx", "--pass-file", "password", "--max-iterations",

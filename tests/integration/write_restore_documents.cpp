@@ -82,6 +82,15 @@ Bytes DocumentOfAttributes() {
                                      test_support::PlainContentInfo({key.Build()})});
 }
 
+// As GnuTLS writes it, but with few iterations.
+Bytes DocumentWithoutPrfParameters() {
+    test_support::Encryption encryption;
+    encryption.withPrfParameters = false;
+    const CertificateBag leaf{test_support::MakeCertificate("leaf", "ca"), {}};
+    return test_support::DocumentOf({test_support::EncryptedContentInfo({leaf.Build()}, encryption),
+                                     test_support::PlainContentInfo({FirstKey().Build()})});
+}
+
 // The certificates alone, of a type that is not data.
 Bytes DocumentOfOneData() {
     const Bytes data = test_support::Oid("1.2.840.113549.1.7.1");
@@ -126,6 +135,7 @@ int main(int argc, char** argv) {
         folder / "machine-key.pfx",
         DocumentOfBags({SecondKeyWith(test_support::Attribute("1.3.6.1.4.1.311.17.2", {})).Build(),
                         FirstKey().Build()}));
+    Write(folder / "no-prf-parameters.pfx", DocumentWithoutPrfParameters());
     Write(folder / "attributes.pfx", DocumentOfAttributes());
     damaged.attributes = {test_support::FriendlyName(u"two\nlines")};
     Write(folder / "two-lines.pfx", DocumentOfKeys(damaged));

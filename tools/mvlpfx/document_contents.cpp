@@ -8,9 +8,9 @@
 #include "foundation/exception.h"
 #include "foundation/wide_to_ansi.h"
 #include "mvlpfx/document_keys.h"
-#include "mvlpfx/error_words.h"
 #include "mvlpfx/exit_codes.h"
 #include "mvlpfx/node_tree.h"
+#include "mvlpfx/report.h"
 #include "mvlpfx/restore_error.h"
 #include "pfximport/bag_attributes.h"
 #include "pfximport/bag_identifiers.h"
@@ -219,9 +219,9 @@ nlohmann::ordered_json DescribeContents(const std::vector<std::uint8_t>& documen
         AddCertificates(content, &report);
     } catch (const ToolError& error) {
         AddKeys(list, nullptr, &report);
-        report["certificatesError"] = {{"message", error.what()},
-                                       {"errorWord", HexWord(error.errorWord)},
-                                       {"errorName", NameOfErrorWord(error.errorWord)}};
+        Json& failure = report["certificatesError"];
+        AddFailure(&failure, error);
+        failure.erase("exitCode");
     }
     return report;
 }

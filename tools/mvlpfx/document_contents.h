@@ -31,7 +31,7 @@ nlohmann::ordered_json DescribeKeys(const std::vector<std::uint8_t>& document);
 //                     "thumbprint", "keys", "friendlyName", "localKeyId", "attributes"}]
 // of the encrypted content; of a bag without a certificate that the platform can decode, which a
 // restore passes over, {"number", "readable": false}. Where the content can't be read there is
-// "certificatesError" {"message", "errorWord", "errorName"} instead.
+// "certificatesError" instead, a failure as AddFailure tells it, without an exit code.
 nlohmann::ordered_json DescribeContents(const std::vector<std::uint8_t>& document,
                                         const Secret<wchar_t>& password);
 
