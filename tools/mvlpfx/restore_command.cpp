@@ -131,7 +131,7 @@ void Report(const RestoreOptions& options, const nlohmann::ordered_json& facts) 
 
 // What was restored is told of a failure too.
 [[noreturn]] void ThrowPlacementError(const RestoreOptions& options, DWORD word,
-                                      nlohmann::ordered_json facts) {
+                                      const nlohmann::ordered_json& facts) {
     if (!options.common.json) {
         PrintFacts(facts);
     }
@@ -140,7 +140,7 @@ void Report(const RestoreOptions& options, const nlohmann::ordered_json& facts) 
         ThrowDocumentError(
             "the keys are restored, but not every certificate could be put into its store");
     } catch (ToolError& error) {
-        error.facts = std::move(facts);
+        error.facts = facts;
         throw;
     }
 }
@@ -167,9 +167,9 @@ void RunRestore(const RestoreOptions& options) {
     if (!store) {
         ThrowRestoreError(error, document, {made, ContainerFolder(options.machine)});
     }
-    nlohmann::ordered_json facts = Facts(Describe(store.Get(), options), made);
+    const nlohmann::ordered_json facts = Facts(Describe(store.Get(), options), made);
     if (!options.keysOnly && error != 0) {
-        ThrowPlacementError(options, error, std::move(facts));
+        ThrowPlacementError(options, error, facts);
     }
     Report(options, facts);
 }
