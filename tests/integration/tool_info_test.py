@@ -70,6 +70,14 @@ class Info(Profile):
             "  identifier:  " + NAMED["thumbprint"].upper(),
             "  key:         1"])
 
+    def test_json_is_utf_8_in_every_code_page(self):
+        settings = self.file(
+            "settings.toml",
+            "['SYSTEM\\CurrentControlSet\\Control\\Nls\\CodePage']\nACP = '1251'\n")
+        report = self.report("info", PEERS / "openssl-named.pfx",
+                             env={"VELMORIX_SETTINGS": str(settings)})
+        self.assertEqual(report["keys"][0]["friendlyName"], "Имя ключа")
+
     def test_without_a_password_keys_have_their_names_alone(self):
         report = self.report("info", "untied.pfx")
         self.assertEqual(report["keys"], [

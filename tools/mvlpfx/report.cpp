@@ -3,6 +3,7 @@
 #include <cstdio>
 
 #include "mvlpfx/error_words.h"
+#include "mvlpfx/handles.h"
 #include "mvlpfx/interruption.h"
 
 namespace mvlpfx {
@@ -10,6 +11,26 @@ namespace mvlpfx {
 namespace {
 
 constexpr int kSchema = 1;
+
+std::string ToUtf8(const std::string& text) {
+    const std::wstring wide = ToWide(text);
+    const int size =
+        WideCharToMultiByte(CP_UTF8, 0, wide.c_str(), -1, nullptr, 0, nullptr, nullptr);
+    std::string utf8(static_cast<std::size_t>(size), '\0');
+    WideCharToMultiByte(CP_UTF8, 0, wide.c_str(), -1, utf8.data(), size, nullptr, nullptr);
+    return utf8.c_str();
+}
+
+// Texts here are in the user's encoding, and JSON is UTF-8.
+void TextsToUtf8(nlohmann::ordered_json* json) {
+    if (json->is_string()) {
+        *json = ToUtf8(json->get_ref<const std::string&>());
+    } else if (json->is_structured()) {
+        for (nlohmann::ordered_json& item : *json) {
+            TextsToUtf8(&item);
+        }
+    }
+}
 
 }  // namespace
 
@@ -42,6 +63,9 @@ void PrintJson(nlohmann::ordered_json report) {
     if (const int signal = PendingSignal(); signal != 0) {
         constexpr int kOfSignals = 128;
         report["exitCode"] = kOfSignals + signal;
+    }
+    if (GetACP() != CP_UTF8) {
+        TextsToUtf8(&report);
     }
     // A file name may hold bytes that are no UTF-8, which JSON can't.
     const std::string text =
