@@ -7,6 +7,7 @@
 #include "derlist/der_queries.h"
 #include "foundation/exception.h"
 #include "foundation/wide_to_ansi.h"
+#include "mvlpfx/der_tags.h"
 #include "mvlpfx/document_keys.h"
 #include "mvlpfx/exit_codes.h"
 #include "mvlpfx/node_tree.h"
@@ -120,7 +121,6 @@ void AddKeys(const pkisdk::DerList& document, pkisdk::CertificateBags* bags, Jso
 
 // SafeBag ::= SEQUENCE { bagId, [0] bagValue, bagAttributes SET OF Attribute OPTIONAL }
 std::list<pkisdk::Blob> AttributesOf(const pkisdk::DerList& bag) {
-    constexpr std::uint8_t kSet = 0x31;
     const NodeTree tree(bag);
     const std::size_t set = tree.Child(tree.Root(), 2);
     std::list<pkisdk::Blob> attributes;

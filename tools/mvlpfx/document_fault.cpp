@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "derlist/der_parser.h"
+#include "mvlpfx/der_tags.h"
 #include "mvlpfx/document_file.h"
 #include "mvlpfx/document_syntax.h"
 #include "mvlpfx/node_tree.h"
@@ -19,11 +20,6 @@ namespace mvlpfx {
 
 namespace {
 
-constexpr std::uint8_t kInteger = 0x02;
-constexpr std::uint8_t kOctetString = 0x04;
-constexpr std::uint8_t kOid = 0x06;
-constexpr std::uint8_t kBmpString = 0x1E;
-constexpr std::uint8_t kSequence = 0x30;
 constexpr std::uint32_t kVectorSize = 8;
 
 constexpr char kTakeAnother[] =
@@ -58,7 +54,7 @@ std::size_t HolderOf(const NodeTree& tree, const char* oid, std::size_t number =
 bool IsShapedAsPfx(const NodeTree& tree) {
     return tree.HasTag(tree.Root(), kSequence) &&
            tree.HasTag(tree.Child(tree.Root(), 0), kInteger) &&
-           tree.HasTag(tree.Child(tree.Child(tree.Root(), 1), 0), kOid);
+           tree.HasTag(tree.Child(tree.Child(tree.Root(), 1), 0), kObjectIdentifier);
 }
 
 // The kind that a PEM header in the text names, and where that stands; empty where there is none.

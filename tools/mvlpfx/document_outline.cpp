@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "derlist/der_parser.h"
+#include "mvlpfx/der_tags.h"
 #include "mvlpfx/document_fault.h"
 #include "mvlpfx/node_tree.h"
 #include "platform/cryptoapi.h"
@@ -11,11 +12,6 @@
 namespace mvlpfx {
 
 namespace {
-
-constexpr std::uint8_t kInteger = 0x02;
-constexpr std::uint8_t kOctetString = 0x04;
-constexpr std::uint8_t kSequence = 0x30;
-constexpr std::uint8_t kContext0 = 0xA0;
 
 constexpr char kData[] = "1.2.840.113549.1.7.1";
 constexpr char kEncryptedData[] = "1.2.840.113549.1.7.6";

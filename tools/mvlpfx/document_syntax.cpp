@@ -5,18 +5,13 @@
 #include <string_view>
 #include <vector>
 
+#include "mvlpfx/der_tags.h"
+
 namespace mvlpfx {
 
 namespace {
 
 constexpr std::uint8_t kAny = 0;
-constexpr std::uint8_t kInteger = 0x02;
-constexpr std::uint8_t kOctetString = 0x04;
-constexpr std::uint8_t kNull = 0x05;
-constexpr std::uint8_t kOid = 0x06;
-constexpr std::uint8_t kSequence = 0x30;
-constexpr std::uint8_t kSet = 0x31;
-constexpr std::uint8_t kContext0 = 0xA0;
 
 struct Type;
 
@@ -35,28 +30,29 @@ struct Type {
 
 using enum Type::Kind;
 
-constexpr Field kAlgorithmFields[] = {{"algorithm", kOid}, {"parameters", kAny}};
+constexpr Field kAlgorithmFields[] = {{"algorithm", kObjectIdentifier}, {"parameters", kAny}};
 constexpr Type kAlgorithm{kFields, kAlgorithmFields};
 
 constexpr Field kDerivationParameterFields[] = {
     {"salt", kOctetString}, {"iterationCount", kInteger}, {"prf", kSequence, &kAlgorithm}};
 constexpr Type kDerivationParameters{kFields, kDerivationParameterFields};
-constexpr Field kDerivationFields[] = {{"algorithm", kOid},
+constexpr Field kDerivationFields[] = {{"algorithm", kObjectIdentifier},
                                        {"parameters", kSequence, &kDerivationParameters, true}};
 constexpr Type kDerivation{kFields, kDerivationFields};
-constexpr Field kCipherParameterFields[] = {{"iv", kOctetString}, {"parameterSet", kOid}};
+constexpr Field kCipherParameterFields[] = {{"iv", kOctetString},
+                                            {"parameterSet", kObjectIdentifier}};
 constexpr Type kCipherParameters{kFields, kCipherParameterFields};
-constexpr Field kCipherFields[] = {{"algorithm", kOid},
+constexpr Field kCipherFields[] = {{"algorithm", kObjectIdentifier},
                                    {"parameters", kSequence, &kCipherParameters, true}};
 constexpr Type kCipher{kFields, kCipherFields};
 constexpr Field kSchemeParameterFields[] = {{"keyDerivationFunc", kSequence, &kDerivation},
                                             {"encryptionScheme", kSequence, &kCipher}};
 constexpr Type kSchemeParameters{kFields, kSchemeParameterFields};
-constexpr Field kSchemeFields[] = {{"algorithm", kOid},
+constexpr Field kSchemeFields[] = {{"algorithm", kObjectIdentifier},
                                    {"parameters", kSequence, &kSchemeParameters}};
 constexpr Type kScheme{kFields, kSchemeFields};
 
-constexpr Field kEncryptedContentFields[] = {{"contentType", kOid},
+constexpr Field kEncryptedContentFields[] = {{"contentType", kObjectIdentifier},
                                              {"contentEncryptionAlgorithm", kSequence, &kScheme},
                                              {"encryptedContent", kAny}};
 constexpr Type kEncryptedContent{kFields, kEncryptedContentFields};
@@ -64,7 +60,7 @@ constexpr Field kEncryptedDataFields[] = {{"version", kInteger},
                                           {"encryptedContentInfo", kSequence, &kEncryptedContent}};
 constexpr Type kEncryptedData{kFields, kEncryptedDataFields};
 
-constexpr Field kAttributeFields[] = {{"attrType", kOid}, {"attrValues", kSet}};
+constexpr Field kAttributeFields[] = {{"attrType", kObjectIdentifier}, {"attrValues", kSet}};
 constexpr Type kAttribute{kFields, kAttributeFields};
 constexpr Field kAttributeListFields[] = {{"", kSequence, &kAttribute}};
 constexpr Type kAttributeList{kList, kAttributeListFields};
@@ -73,8 +69,9 @@ constexpr Field kEncryptedKeyFields[] = {{"encryptionAlgorithm", kSequence, &kSc
 constexpr Type kEncryptedKey{kFields, kEncryptedKeyFields};
 constexpr Field kBagValueFields[] = {{"", kSequence, &kEncryptedKey}};
 constexpr Type kBagValue{kFields, kBagValueFields};
-constexpr Field kBagFields[] = {
-    {"bagId", kOid}, {"bagValue", kContext0, &kBagValue}, {"bagAttributes", kSet, &kAttributeList}};
+constexpr Field kBagFields[] = {{"bagId", kObjectIdentifier},
+                                {"bagValue", kContext0, &kBagValue},
+                                {"bagAttributes", kSet, &kAttributeList}};
 constexpr Type kBag{kFields, kBagFields};
 constexpr Field kBagListFields[] = {{"bags", kSequence, &kBag}};
 constexpr Type kBagList{kList, kBagListFields};
@@ -84,7 +81,8 @@ constexpr Field kDataFields[] = {{"", kSequence, &kBagList}};
 constexpr Type kData{kFields, kDataFields};
 constexpr Field kContentChoices[] = {{"", kSequence, &kEncryptedData}, {"", kOctetString, &kData}};
 constexpr Type kContent{kChoice, kContentChoices};
-constexpr Field kContentInfoFields[] = {{"contentType", kOid}, {"", kContext0, &kContent}};
+constexpr Field kContentInfoFields[] = {{"contentType", kObjectIdentifier},
+                                        {"", kContext0, &kContent}};
 constexpr Type kContentInfo{kFields, kContentInfoFields};
 constexpr Field kContentListFields[] = {{"contents", kSequence, &kContentInfo}};
 constexpr Type kContentList{kList, kContentListFields};
@@ -93,7 +91,8 @@ constexpr Field kAuthSafeOctetFields[] = {{"", kSequence, &kContentList}};
 constexpr Type kAuthSafeOctets{kFields, kAuthSafeOctetFields};
 constexpr Field kAuthSafeWrapperFields[] = {{"", kOctetString, &kAuthSafeOctets}};
 constexpr Type kAuthSafeWrapper{kFields, kAuthSafeWrapperFields};
-constexpr Field kAuthSafeFields[] = {{"contentType", kOid}, {"", kContext0, &kAuthSafeWrapper}};
+constexpr Field kAuthSafeFields[] = {{"contentType", kObjectIdentifier},
+                                     {"", kContext0, &kAuthSafeWrapper}};
 constexpr Type kAuthSafe{kFields, kAuthSafeFields};
 
 constexpr Field kDigestFields[] = {{"digestAlgorithm", kSequence, &kAlgorithm},

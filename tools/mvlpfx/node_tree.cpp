@@ -1,15 +1,9 @@
 #include "mvlpfx/node_tree.h"
 
 #include "foundation/object_id.h"
+#include "mvlpfx/der_tags.h"
 
 namespace mvlpfx {
-
-namespace {
-
-constexpr std::uint8_t kInteger = 0x02;
-constexpr std::uint8_t kObjectIdentifier = 0x06;
-
-}  // namespace
 
 NodeTree::NodeTree(const pkisdk::DerList& list) {
     std::vector<std::size_t> latestAtDepth;

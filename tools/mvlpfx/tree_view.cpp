@@ -8,6 +8,7 @@
 
 #include "derlist/der_parser.h"
 #include "foundation/object_id.h"
+#include "mvlpfx/der_tags.h"
 #include "mvlpfx/document_fault.h"
 #include "mvlpfx/report.h"
 
@@ -15,8 +16,6 @@ namespace mvlpfx {
 
 namespace {
 
-constexpr std::uint8_t kInteger = 0x02;
-constexpr std::uint8_t kObjectIdentifier = 0x06;
 constexpr std::size_t kShownBytes = 32;
 
 constexpr std::array<std::pair<std::uint8_t, const char*>, 17> kUniversalTypes = {{
