@@ -78,6 +78,18 @@ class Info(Profile):
                              env={"VELMORIX_SETTINGS": str(settings)})
         self.assertEqual(report["keys"][0]["friendlyName"], "Имя ключа")
 
+    def test_no_control_reaches_a_terminal_through_json(self):
+        out = self.expect(0, "info", "two-lines.pfx", "--json")
+        self.assertIn(r'"friendlyName":"two\nlines"', out)
+        self.expect(0, "new", "--subject", "CN=a\u009b31m\u007fb", "--container", "c")
+        out = self.expect(0, "keys", "--json")
+        self.assertIn(r"a\u009b31m\u007fb", out)
+        self.assertNotIn("\u009b", out)
+
+    def test_many_keys_have_one_certificate(self):
+        rows = self.inside("shared-certificate.pfx")["certificates"]
+        self.assertEqual([row["keys"] for row in rows], [[1, 2], []])
+
     def test_without_a_password_keys_have_their_names_alone(self):
         report = self.report("info", "untied.pfx")
         self.assertEqual(report["keys"], [
@@ -121,6 +133,11 @@ class Info(Profile):
         report = self.report("info", PEERS / "gnutls-2012-256.pfx")
         self.assertEqual(report["keys"], [])
         self.assertIn("additionalInfo", report["keysError"]["message"])
+        self.assertEqual(report["keysError"]["errorName"], "CRYPT_E_ASN1_CORRUPT")
+        self.assertRegex(report["keysError"]["where"]["path"], r"^authSafe\.contents\[[12]\]\.")
+        out = self.expect(0, "info", "no-prf-parameters.pfx", "--pass-file", "password")
+        self.assertRegex(out, r"\ncertificates: can't be read: .*\n  found .* at offset \d+, "
+                              r"authSafe\.contents\[1\]\..*\n  what to do: .*NULL")
         report = self.inside("no-prf-parameters.pfx")
         self.assertEqual([key["number"] for key in report["keys"]], [1])
         self.assertNotIn("certificates", report)

@@ -263,6 +263,12 @@ class CreateAndRestore(Profile):
                             home=self.other)
         self.assertEqual(again, "again.pfx: 2 keys, 2 certificates\n")
 
+    def test_a_new_password_does_not_begin_with_a_byte_order_mark(self):
+        self.new("one", "--exportable")
+        self.file("marked", "\ufeffPassword1\n")
+        self.expect(2, "create", "-o", "new.pfx", "--pass-file", "marked", err="byte order mark")
+        self.assertFalse((self.folder / "new.pfx").exists())
+
     def test_one_of_several_by_each_kind_of_name(self):
         self.new("one", "--exportable")
         two = self.new("two", "--exportable")

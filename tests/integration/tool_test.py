@@ -73,6 +73,13 @@ class Verify(unittest.TestCase):
         self.expect(run("verify", DOCUMENT, "--pass-fd", reader, pass_fds=[reader]), 0, fits)
         os.close(reader)
 
+    def test_passwords_that_are_no_text_are_refused(self):
+        for password, said in ((b"two\0halves", "zero byte"),
+                               ("Password1".encode("utf-16le"), "zero byte"),
+                               (b"\xcf\xe0\xf0\xee\xeb\xfc", "no text in the encoding")):
+            self.expect(run("verify", DOCUMENT, "--pass-stdin", stdin=password,
+                            env={"LC_ALL": "C.UTF-8"}), 2, "", said)
+
     def test_password_from_the_terminal(self):
         code, shown = run_on_terminal("verify", DOCUMENT, answer=PASSWORD)
         self.assertEqual(code, 0, shown)

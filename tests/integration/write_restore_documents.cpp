@@ -82,6 +82,13 @@ Bytes DocumentOfAttributes() {
                                      test_support::PlainContentInfo({key.Build()})});
 }
 
+// Both keys have the identifier of one certificate.
+Bytes DocumentOfSharedCertificate() {
+    KeyBag second = SecondKey();
+    second.attributes = {test_support::LocalKeyId(kFirstId)};
+    return DocumentOfKeys(second);
+}
+
 // As GnuTLS writes it, but with few iterations.
 Bytes DocumentWithoutPrfParameters() {
     test_support::Encryption encryption;
@@ -135,6 +142,7 @@ int main(int argc, char** argv) {
         folder / "machine-key.pfx",
         DocumentOfBags({SecondKeyWith(test_support::Attribute("1.3.6.1.4.1.311.17.2", {})).Build(),
                         FirstKey().Build()}));
+    Write(folder / "shared-certificate.pfx", DocumentOfSharedCertificate());
     Write(folder / "no-prf-parameters.pfx", DocumentWithoutPrfParameters());
     Write(folder / "attributes.pfx", DocumentOfAttributes());
     damaged.attributes = {test_support::FriendlyName(u"two\nlines")};

@@ -1,6 +1,7 @@
 #include "mvlpfx/document_contents.h"
 
 #include <exception>
+#include <map>
 
 #include "asn/asn_object_readable.h"
 #include "derlist/der_parser.h"
@@ -98,11 +99,21 @@ void AddAttributes(const std::list<pkisdk::Blob>& attributes, Json* row,
     }
 }
 
+// Of a part that can't be read, while the rest is shown.
+Json DescribeFailure(const ToolError& error) {
+    Json failure;
+    AddFailure(&failure, error);
+    failure.erase("exitCode");
+    failure.erase("containers");
+    return failure;
+}
+
 // Adds the keys' rows; `bags` is null without the certificates.
-void AddKeys(const pkisdk::DerList& document, pkisdk::CertificateBags* bags, Json* report) {
+void AddKeys(const std::vector<std::uint8_t>& document, const pkisdk::DerList& list,
+             pkisdk::CertificateBags* bags, Json* report) {
     Json& rows = (*report)["keys"] = Json::array();
     try {
-        ForEachKeyBag(document, [&](const PfxKeyBag& bag, std::uint32_t ordinal) {
+        ForEachKeyBag(list, [&](const PfxKeyBag& bag, std::uint32_t ordinal) {
             Json row{{"number", ordinal}};
             pkisdk::BagAttributes known;
             AddAttributes(bag.atributes, &row, &known);
@@ -114,8 +125,9 @@ void AddKeys(const pkisdk::DerList& document, pkisdk::CertificateBags* bags, Jso
             }
             rows.push_back(std::move(row));
         });
-    } catch (const pkisdk::Exception& error) {
-        (*report)["keysError"] = {{"message", error.what()}};
+    } catch (const pkisdk::Exception&) {
+        (*report)["keysError"] =
+            DescribeFailure(MakeRestoreError(static_cast<DWORD>(CRYPT_E_ASN1_CORRUPT), document));
     }
 }
 
@@ -133,18 +145,21 @@ std::list<pkisdk::Blob> AttributesOf(const pkisdk::DerList& bag) {
     return attributes;
 }
 
-// The numbers of the keys to which the certificate would be tied.
-Json KeysOf(const std::string& thumbprint, const Json& keys) {
-    Json numbers = Json::array();
+// By thumbprint the numbers of the keys to which a certificate would be tied.
+using KeysOfCertificates = std::map<std::string, Json>;
+
+KeysOfCertificates GroupByCertificate(const Json& keys) {
+    KeysOfCertificates numbers;
     for (const Json& key : keys) {
-        if (key.value("certificate", "") == thumbprint) {
-            numbers.push_back(key["number"]);
+        if (key.contains("certificate")) {
+            numbers[key["certificate"]].push_back(key["number"]);
         }
     }
     return numbers;
 }
 
-Json DescribeCertificate(const pkisdk::DerList& bag, std::uint32_t ordinal, const Json& keys) {
+Json DescribeCertificate(const pkisdk::DerList& bag, std::uint32_t ordinal,
+                         const KeysOfCertificates& keys) {
     pkisdk::Blob flat;
     pkisdk::FlattenSubtree(bag, 0, &flat);
     pkisdk::DerSpans spans;
@@ -164,7 +179,8 @@ Json DescribeCertificate(const pkisdk::DerList& bag, std::uint32_t ordinal, cons
         row["notBefore"] = DayOf(info.NotBefore);
         row["notAfter"] = DayOf(info.NotAfter);
         row["thumbprint"] = thumbprint;
-        row["keys"] = KeysOf(thumbprint, keys);
+        const auto tied = keys.find(thumbprint);
+        row["keys"] = tied == keys.end() ? Json::array() : tied->second;
     } else {
         row["readable"] = false;
     }
@@ -175,10 +191,11 @@ Json DescribeCertificate(const pkisdk::DerList& bag, std::uint32_t ordinal, cons
 
 void AddCertificates(const pkisdk::DerList& content, Json* report) {
     Json rows = Json::array();
+    const KeysOfCertificates keys = GroupByCertificate((*report)["keys"]);
     pkisdk::BagWalk walk(content, pkisdk::kCertBagOid);
     pkisdk::DerList bag;
     for (std::uint32_t ordinal = 1; walk.Next(&bag); ++ordinal) {
-        rows.push_back(DescribeCertificate(bag, ordinal, (*report)["keys"]));
+        rows.push_back(DescribeCertificate(bag, ordinal, keys));
     }
     (*report)["certificates"] = std::move(rows);
 }
@@ -203,7 +220,7 @@ OwnedStore DecryptCertificates(const std::vector<std::uint8_t>& document,
 
 nlohmann::ordered_json DescribeKeys(const std::vector<std::uint8_t>& document) {
     Json report;
-    AddKeys(Parse(document), nullptr, &report);
+    AddKeys(document, Parse(document), nullptr, &report);
     return report;
 }
 
@@ -215,13 +232,11 @@ nlohmann::ordered_json DescribeContents(const std::vector<std::uint8_t>& documen
         pkisdk::DerList content;
         DecryptCertificates(document, list, password, &content);
         pkisdk::CertificateBags bags(content);
-        AddKeys(list, &bags, &report);
+        AddKeys(document, list, &bags, &report);
         AddCertificates(content, &report);
     } catch (const ToolError& error) {
-        AddKeys(list, nullptr, &report);
-        Json& failure = report["certificatesError"];
-        AddFailure(&failure, error);
-        failure.erase("exitCode");
+        AddKeys(document, list, nullptr, &report);
+        report["certificatesError"] = DescribeFailure(error);
     }
     return report;
 }

@@ -22,7 +22,8 @@ OwnedStore DecryptCertificates(const std::vector<std::uint8_t>& document,
 // Numbers count the bags of a type as a restore does, from 1; identifiers and what stands under
 // "attributes": [{"oid", "values"}], the attributes that a restore passes over, are in hexadecimal,
 // values with their headers. Fields that have nothing to tell are left out. Where a bag is
-// malformed the list ends before it, and "keysError" {"message"} says why.
+// malformed the list ends before it, and "keysError" says why, a failure as AddFailure tells it,
+// without an exit code.
 nlohmann::ordered_json DescribeKeys(const std::vector<std::uint8_t>& document);
 
 // The same with the password that fits; keys have the "certificate" that a restore would tie to
@@ -31,7 +32,7 @@ nlohmann::ordered_json DescribeKeys(const std::vector<std::uint8_t>& document);
 //                     "thumbprint", "keys", "friendlyName", "localKeyId", "attributes"}]
 // of the encrypted content; of a bag without a certificate that the platform can decode, which a
 // restore passes over, {"number", "readable": false}. Where the content can't be read there is
-// "certificatesError" instead, a failure as AddFailure tells it, without an exit code.
+// "certificatesError" instead.
 nlohmann::ordered_json DescribeContents(const std::vector<std::uint8_t>& document,
                                         const Secret<wchar_t>& password);
 

@@ -126,6 +126,18 @@ void PrintFields(const nlohmann::ordered_json& row) {
     }
 }
 
+void PrintError(const char* list, const nlohmann::ordered_json& error) {
+    std::printf("%s: can't be read: %s\n", list, Printable(error["message"]).c_str());
+    if (!error["where"].is_null()) {
+        std::printf("  found %s at offset %u, %s\n", Printable(error["found"]).c_str(),
+                    error["where"]["offset"].get<unsigned>(),
+                    error["where"]["path"].get_ref<const std::string&>().c_str());
+    }
+    if (!error["advice"].is_null()) {
+        std::printf("  what to do: %s\n", Printable(error["advice"]).c_str());
+    }
+}
+
 void PrintTextContents(const nlohmann::ordered_json& contents) {
     constexpr std::pair<const char*, const char*> kLists[] = {{"keys", "key"},
                                                               {"certificates", "certificate"}};
@@ -136,7 +148,7 @@ void PrintTextContents(const nlohmann::ordered_json& contents) {
         }
         const auto error = contents.find(std::string(list) + "Error");
         if (error != contents.end()) {
-            std::printf("%s: can't be read: %s\n", list, Printable((*error)["message"]).c_str());
+            PrintError(list, *error);
         }
     }
 }

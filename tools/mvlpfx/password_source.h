@@ -27,17 +27,19 @@ struct PinOptions {
     bool IsNamed() const { return file || descriptor || environment; }
 };
 
-// The PIN's bytes as they stand, without the line end. One source is named. Throws as ReadPassword.
+// The PIN's bytes as they stand, without the line end. One source is named. Throws as ReadPassword,
+// but for what is no text.
 Secret<char> ReadPin(const PinOptions& options);
 
 // The first line of the source, without its line end, read as text of the user's locale. On the
 // terminal it is asked for without echo.
 // Throws ToolError: kFile when the source can't be read, kUsage when an environment variable is not
-// set or when there is neither a source nor a terminal, kWrongPassword for a line over 4096 bytes.
+// set, when there is neither a source nor a terminal, and for a line that holds a zero or is no
+// text of that locale, kWrongPassword for a line over 4096 bytes.
 Secret<wchar_t> ReadPassword(const PasswordOptions& options, const std::string& prompt);
 
 // The same for a password that is made: on the terminal it is asked for twice. Throws also kUsage
-// for two that differ.
+// for two that differ, and for one that begins with a byte order mark.
 Secret<wchar_t> ReadNewPassword(const PasswordOptions& options, const std::string& prompt);
 
 }  // namespace mvlpfx

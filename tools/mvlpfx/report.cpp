@@ -21,6 +21,26 @@ std::string ToUtf8(const std::string& text) {
     return utf8.c_str();
 }
 
+// The library escapes the controls below U+0020; those from U+007F to U+009F reach a terminal too.
+std::string EscapeControls(const std::string& json) {
+    constexpr char kDelete = 0x7F;
+    constexpr char kLeadOfUpperControls = static_cast<char>(0xC2);
+    constexpr char kDigits[] = "0123456789abcdef";
+    std::string text;
+    for (std::size_t i = 0; i < json.size(); ++i) {
+        const auto next = static_cast<unsigned char>(i + 1 < json.size() ? json[i + 1] : 0);
+        if (json[i] == kDelete) {
+            text += "\\u007f";
+        } else if (json[i] == kLeadOfUpperControls && next < 0xA0) {
+            text += std::string("\\u00") + kDigits[next >> 4] + kDigits[next & 0x0F];
+            ++i;
+        } else {
+            text += json[i];
+        }
+    }
+    return text;
+}
+
 // Texts here are in the user's encoding, and JSON is UTF-8.
 void TextsToUtf8(nlohmann::ordered_json* json) {
     if (json->is_string()) {
@@ -68,8 +88,8 @@ void PrintJson(nlohmann::ordered_json report) {
         TextsToUtf8(&report);
     }
     // A file name may hold bytes that are no UTF-8, which JSON can't.
-    const std::string text =
-        report.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
+    const std::string text = EscapeControls(
+        report.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace));
     std::printf("%s\n", text.c_str());
 }
 

@@ -62,14 +62,19 @@ ToolError ErrorOf(const ErrorWord& word, std::span<const std::uint8_t> document,
 
 }  // namespace
 
-void ThrowRestoreError(std::uint32_t word, std::span<const std::uint8_t> document,
-                       const RestoreTrace& trace) {
+ToolError MakeRestoreError(std::uint32_t word, std::span<const std::uint8_t> document,
+                           const RestoreTrace& trace) {
     ToolError error = ErrorOf(DescribeErrorWord(word), document, trace);
     for (const std::string& name : trace.containers) {
         error.lines.push_back("the container " + name + " was made and stays");
     }
     error.facts["containers"] = trace.containers;
-    throw error;
+    return error;
+}
+
+void ThrowRestoreError(std::uint32_t word, std::span<const std::uint8_t> document,
+                       const RestoreTrace& trace) {
+    throw MakeRestoreError(word, document, trace);
 }
 
 }  // namespace mvlpfx

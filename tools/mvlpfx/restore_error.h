@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "mvlpfx/exit_codes.h"
+
 namespace mvlpfx {
 
 // What a restore had to do with besides the document.
@@ -16,9 +18,11 @@ struct RestoreTrace {
     std::string folder;
 };
 
-// Throws the ToolError of the error word that a restore of the document ended with, and names the
-// containers that it made. The integrity value was looked at before, so that the words are those of
-// what comes after it.
+// The error of the word that a restore of the document ended with; it names the containers that the
+// restore made. The integrity value was looked at before, so that the words are those of what comes
+// after it.
+ToolError MakeRestoreError(std::uint32_t error, std::span<const std::uint8_t> document,
+                           const RestoreTrace& trace = {});
 [[noreturn]] void ThrowRestoreError(std::uint32_t error, std::span<const std::uint8_t> document,
                                     const RestoreTrace& trace = {});
 
