@@ -290,6 +290,29 @@ class Errors(Profile):
             {"thumbprint": thumbprint, "subject": "CN=guarded, C=RU", "errorWord": "0x8010006B",
              "errorName": "SCARD_W_WRONG_CHV"}])
 
+    def test_a_pin_of_a_length_that_none_has(self):
+        self.new("guarded", "--exportable", "--pin-file", "pin")
+        expected = {"advised": "give another PIN", "name": "NTE_BAD_LEN"}
+        new = ["new", "--subject", "CN=x", "--container", "box", "--pin-file"]
+        create = ["create", "-o", "out.pfx", "--pass-file", "password", "--pin-file"]
+        for pin in ("", "\n", "1" * 256, "1" * 4096):
+            self.file("odd-pin", pin)
+            for command, subject in ((new, "box"), (create, "out.pfx")):
+                with self.subTest(command[0], length=len(pin)):
+                    self.tells(2, [*command, "odd-pin"], subject=subject,
+                               happened="a PIN has 1 to 255 bytes", **expected)
+        self.file("endless-pin", "1" * 4097)
+        for command, subject in ((new, "box"), (create, "out.pfx")):
+            self.tells(2, [*command, "endless-pin"], subject=subject,
+                       happened="the PIN from 'endless-pin' is too long", **expected)
+        self.assertEqual([c["container"] for c in self.report("keys")["containers"]], ["guarded"])
+
+    def test_the_longest_pin(self):
+        self.file("longest-pin", "1" * 255 + "\n")
+        self.new("guarded", "--exportable", "--pin-file", "longest-pin")
+        self.expect(0, "create", "-o", "out.pfx", "--pass-file", "password", "--pin-file",
+                    "longest-pin")
+
     # Of files.
 
     def test_a_file_that_may_not_be_read(self):
@@ -303,6 +326,11 @@ class Errors(Profile):
         self.tells(7, ["verify", DOCUMENT, "--pass-file", "closed-password"], before=AS_ANYONE,
                    happened="can't read the password from 'closed-password': Permission denied",
                    advised="its owner and mode", subject=DOCUMENT)
+
+    def test_a_pin_that_is_not_there(self):
+        self.tells(7, ["new", "--subject", "CN=x", "--container", "box", "--pin-file", "nowhere"],
+                   happened="can't read the PIN from 'nowhere': No such file",
+                   advised="look for the name", subject="box")
 
     def test_a_file_that_is_not_there(self):
         self.tells(7, ["verify", "nowhere.pfx", "--pass-file", PASSWORD], subject="nowhere.pfx",

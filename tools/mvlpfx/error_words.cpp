@@ -88,6 +88,9 @@ constexpr std::array kPlaceWords = {
     ErrorWord{0x8010006B, ExitCode::kProvider, "SCARD_W_WRONG_CHV", "the PIN is wrong",
               "give the PIN that the container was made with, by --pin-file, --pin-fd or "
               "--pin-env"},
+    ErrorWord{0x80090004, ExitCode::kProvider, "NTE_BAD_LEN",
+              "a key or a certificate is too large for a container",
+              "make or get a smaller one; a container's file has 1 MiB at most"},
     ErrorWord{0x80092004, ExitCode::kProvider, "CRYPT_E_NOT_FOUND", "it is not there",
               "'mvlpfx certs' lists what is there; --store and --machine name another store"},
     ErrorWord{0x80092003, ExitCode::kFile, "CRYPT_E_FILE_ERROR", "a file is damaged",
@@ -139,6 +142,11 @@ ErrorWord DescribeErrorWord(std::uint32_t value) {
 ErrorWord DescribePlaceWord(std::uint32_t value) {
     const std::uint32_t word = Unwrapped(value);
     return FirstOf(Find(kPlaceWords, word), Find(kErrorWords, word), value);
+}
+
+ErrorWord DescribePinLength() {
+    return {0x80090004, ExitCode::kUsage, "NTE_BAD_LEN", "a PIN has 1 to 255 bytes",
+            "give another PIN; a letter outside ASCII counts as two bytes or more"};
 }
 
 const char* NameOfErrorWord(std::uint32_t value) {
