@@ -272,6 +272,15 @@ class Errors(Profile):
                    happened="there is no such container", advised="'mvlpfx keys' lists",
                    name="NTE_BAD_KEYSET")
 
+    def test_a_key_folder_that_others_may_write_in(self):
+        self.new("box")
+        keys = self.home / "keys"
+        keys.chmod(0o777)
+        self.tells(8, ["new", "--subject", "CN=x", "--container", "two"], subject="two",
+                   happened="file or folder is another user's, or open to others",
+                   advised="make file and folder yours, their modes 0600 and 0700",
+                   name="NTE_PERM", is_logged=True)
+
     def test_pin_missing(self):
         self.new("guarded", "--exportable", "--pin-file", "pin")
         self.create(happened="a container has a PIN, and none was given",
