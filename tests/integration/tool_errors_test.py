@@ -4,6 +4,7 @@
 tool_errors_test.py MVLPFX SUPPORT PEERS WRITER
 """
 import base64
+import hashlib
 import json
 import os
 import pathlib
@@ -27,10 +28,38 @@ AS_ANYONE = ([] if os.geteuid() != 0 else
 
 
 def element(tag, *content):
-    """DER of less than 128 bytes."""
+    """DER of less than 65536 bytes."""
     content = b"".join(content)
-    assert len(content) < 0x80
-    return bytes([tag, len(content)]) + content
+    size = len(content)
+    if size < 0x80:
+        length = bytes([size])
+    elif size < 0x100:
+        length = bytes([0x81, size])
+    else:
+        length = b"\x82" + size.to_bytes(2, "big")
+    return bytes([tag]) + length + content
+
+
+def sequence(*content):
+    return element(0x30, *content)
+
+
+def oid(octets):
+    return element(6, bytes.fromhex(octets))
+
+
+def certificate(subject_key):
+    """An unsigned one of CN=odd, with these octets as the value of its subject key identifier."""
+    algorithm = sequence(oid("2a85030701010302"))
+    name = sequence(element(0x31, sequence(oid("550403"), element(0x0C, b"odd"))))
+    days = sequence(element(0x17, b"260101000000Z"), element(0x17, b"360101000000Z"))
+    key = sequence(sequence(oid("2a85030701010101"),
+                            sequence(oid("2a850302022301"), oid("2a85030701010202"))),
+                   element(3, b"\0", element(4, b"\x81" * 64)))
+    extensions = element(0xA3, sequence(sequence(oid("551d0e"), element(4, subject_key))))
+    return sequence(sequence(element(0xA0, element(2, b"\x02")), element(2, b"\x01"), algorithm,
+                             name, days, name, key, extensions),
+                    algorithm, element(3, b"\0", b"\xFF" * 64))
 
 
 class Errors(Profile):
@@ -250,9 +279,29 @@ class Errors(Profile):
         return report
 
     def test_key_not_exportable(self):
-        self.new("stays")
-        self.create(happened="a key is not exportable", advised="with --exportable",
-                    name="XENROLL_E_KEY_NOT_EXPORTABLE")
+        self.new("goes", "--exportable")
+        stays = [self.new(name) for name in ("stays", "stays-too")]
+        report = self.create(happened="a key is not exportable", advised="with --exportable",
+                             name="XENROLL_E_KEY_NOT_EXPORTABLE",
+                             lines=[f"{stays[0]} CN=stays, C=RU, container stays",
+                                    f"{stays[1]} CN=stays-too, C=RU, container stays-too"])
+        self.assertCountEqual(report["refused"], [
+            {"thumbprint": stays[0], "subject": "CN=stays, C=RU", "container": "stays"},
+            {"thumbprint": stays[1], "subject": "CN=stays-too, C=RU", "container": "stays-too"}])
+
+    def test_a_certificate_that_is_not_read_again(self):
+        self.new("fine", "--exportable")
+        odd = certificate(subject_key=bytes.fromhex("04810261" "62"))
+        thumbprint = hashlib.sha1(odd).hexdigest()
+        self.file("odd.der", odd)
+        self.expect(0, "certs", "add", "odd.der")
+        report = self.create(code=1, happened="a certificate can't be written so that it is read "
+                                              "again, or there are more than 516 keys",
+                             advised="choose others or fewer with --thumbprint, --subject",
+                             name="NTE_BAD_DATA", lines=[f"{thumbprint} CN=odd"])
+        self.assertEqual(report["refused"], [
+            {"thumbprint": thumbprint, "subject": "CN=odd", "container": None}])
+        self.expect(0, "create", "-o", "out.pfx", "--pass-file", "password", "--subject", "fine")
 
     def test_container_exists(self):
         self.new("box")
@@ -282,10 +331,14 @@ class Errors(Profile):
                    name="NTE_PERM", is_logged=True)
 
     def test_pin_missing(self):
-        self.new("guarded", "--exportable", "--pin-file", "pin")
-        self.create(happened="a container has a PIN, and none was given",
-                    advised="--pin-file, --pin-fd or --pin-env",
-                    name="SCARD_W_CARD_NOT_AUTHENTICATED")
+        self.new("open", "--exportable")
+        thumbprint = self.new("guarded", "--exportable", "--pin-file", "pin")
+        report = self.create(happened="a container has a PIN, and none was given",
+                             advised="--pin-file, --pin-fd or --pin-env",
+                             name="SCARD_W_CARD_NOT_AUTHENTICATED",
+                             lines=[f"{thumbprint} CN=guarded, C=RU, container guarded"])
+        self.assertEqual(report["refused"], [
+            {"thumbprint": thumbprint, "subject": "CN=guarded, C=RU", "container": "guarded"}])
 
     def test_pin_wrong(self):
         thumbprint = self.new("guarded", "--exportable", "--pin-file", "pin")

@@ -12,6 +12,8 @@ constexpr char kReinstall[] =
     "install the provider again, or mend its entry in the settings (FILES of mvlpfx(1))";
 constexpr char kGivePin[] = "give it with --pin-file, --pin-fd or --pin-env";
 constexpr char kListContainers[] = "'mvlpfx keys' lists the containers; --machine the machine's";
+constexpr char kChooseOthers[] =
+    "leave it out: choose others with --thumbprint, --subject or --container";
 constexpr char kMakeAnew[] =
     "get the document again, or have it made again; 'mvlpfx info --tree' shows what it holds";
 
@@ -109,6 +111,22 @@ constexpr std::array kPlaceWords = {
               "raise the limit (ulimit -n)"},
 };
 
+// What the words on documents mean of one that is made.
+constexpr std::array kMadeWords = {
+    ErrorWord{0x80090005, ExitCode::kOther, "NTE_BAD_DATA",
+              "a certificate can't be written so that it is read again, or there are more than 516 "
+              "keys",
+              "choose others or fewer with --thumbprint, --subject or --container"},
+    ErrorWord{0x80090008, ExitCode::kUnsupported, "NTE_BAD_ALGID", "a key is no GOST key",
+              kChooseOthers},
+    ErrorWord{0x8009000B, ExitCode::kProvider, "NTE_BAD_KEY_STATE",
+              "the provider gives a key out in a form that no document has", kChooseOthers},
+    ErrorWord{0x80093103, ExitCode::kOther, "CRYPT_E_ASN1_CORRUPT",
+              "a key or a certificate can't be encoded", kChooseOthers},
+    ErrorWord{0x80090027, ExitCode::kOther, "NTE_INVALID_PARAMETER",
+              "there is no certificate to write", "'mvlpfx certs' lists those that there are"},
+};
+
 template <std::size_t kSize>
 const ErrorWord* Find(const std::array<ErrorWord, kSize>& words, std::uint32_t value) {
     for (const ErrorWord& word : words) {
@@ -142,6 +160,11 @@ ErrorWord DescribeErrorWord(std::uint32_t value) {
 ErrorWord DescribePlaceWord(std::uint32_t value) {
     const std::uint32_t word = Unwrapped(value);
     return FirstOf(Find(kPlaceWords, word), Find(kErrorWords, word), value);
+}
+
+ErrorWord DescribeMadeWord(std::uint32_t value) {
+    const ErrorWord* const made = Find(kMadeWords, value);
+    return made != nullptr ? *made : DescribePlaceWord(value);
 }
 
 ErrorWord DescribePinLength() {

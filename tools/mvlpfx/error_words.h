@@ -22,6 +22,9 @@ ErrorWord DescribeErrorWord(std::uint32_t value);
 // The same the other way round. A system's error word may stand in an HRESULT.
 ErrorWord DescribePlaceWord(std::uint32_t value);
 
+// The same for a document that is made.
+ErrorWord DescribeMadeWord(std::uint32_t value);
+
 // NTE_BAD_LEN as it is meant of a PIN.
 ErrorWord DescribePinLength();
 
