@@ -4,6 +4,7 @@
 tool_errors_test.py MVLPFX SUPPORT PEERS WRITER
 """
 import base64
+import hashlib
 import json
 import os
 import pathlib
@@ -27,10 +28,38 @@ AS_ANYONE = ([] if os.geteuid() != 0 else
 
 
 def element(tag, *content):
-    """DER of less than 128 bytes."""
+    """DER of less than 65536 bytes."""
     content = b"".join(content)
-    assert len(content) < 0x80
-    return bytes([tag, len(content)]) + content
+    size = len(content)
+    if size < 0x80:
+        length = bytes([size])
+    elif size < 0x100:
+        length = bytes([0x81, size])
+    else:
+        length = b"\x82" + size.to_bytes(2, "big")
+    return bytes([tag]) + length + content
+
+
+def sequence(*content):
+    return element(0x30, *content)
+
+
+def oid(octets):
+    return element(6, bytes.fromhex(octets))
+
+
+def certificate(subject_key):
+    """An unsigned one of CN=odd, with these octets as the value of its subject key identifier."""
+    algorithm = sequence(oid("2a85030701010302"))
+    name = sequence(element(0x31, sequence(oid("550403"), element(0x0C, b"odd"))))
+    days = sequence(element(0x17, b"260101000000Z"), element(0x17, b"360101000000Z"))
+    key = sequence(sequence(oid("2a85030701010101"),
+                            sequence(oid("2a850302022301"), oid("2a85030701010202"))),
+                   element(3, b"\0", element(4, b"\x81" * 64)))
+    extensions = element(0xA3, sequence(sequence(oid("551d0e"), element(4, subject_key))))
+    return sequence(sequence(element(0xA0, element(2, b"\x02")), element(2, b"\x01"), algorithm,
+                             name, days, name, key, extensions),
+                    algorithm, element(3, b"\0", b"\xFF" * 64))
 
 
 class Errors(Profile):
@@ -250,9 +279,29 @@ class Errors(Profile):
         return report
 
     def test_key_not_exportable(self):
-        self.new("stays")
-        self.create(happened="a key is not exportable", advised="with --exportable",
-                    name="XENROLL_E_KEY_NOT_EXPORTABLE")
+        self.new("goes", "--exportable")
+        stays = [self.new(name) for name in ("stays", "stays-too")]
+        report = self.create(happened="a key is not exportable", advised="with --exportable",
+                             name="XENROLL_E_KEY_NOT_EXPORTABLE",
+                             lines=[f"{stays[0]} CN=stays, C=RU, container stays",
+                                    f"{stays[1]} CN=stays-too, C=RU, container stays-too"])
+        self.assertCountEqual(report["refused"], [
+            {"thumbprint": stays[0], "subject": "CN=stays, C=RU", "container": "stays"},
+            {"thumbprint": stays[1], "subject": "CN=stays-too, C=RU", "container": "stays-too"}])
+
+    def test_a_certificate_that_is_not_read_again(self):
+        self.new("fine", "--exportable")
+        odd = certificate(subject_key=bytes.fromhex("04810261" "62"))
+        thumbprint = hashlib.sha1(odd).hexdigest()
+        self.file("odd.der", odd)
+        self.expect(0, "certs", "add", "odd.der")
+        report = self.create(code=1, happened="a certificate can't be written so that it is read "
+                                              "again, or there are more than 516 keys",
+                             advised="choose others or fewer with --thumbprint, --subject",
+                             name="NTE_BAD_DATA", lines=[f"{thumbprint} CN=odd"])
+        self.assertEqual(report["refused"], [
+            {"thumbprint": thumbprint, "subject": "CN=odd", "container": None}])
+        self.expect(0, "create", "-o", "out.pfx", "--pass-file", "password", "--subject", "fine")
 
     def test_container_exists(self):
         self.new("box")
@@ -272,11 +321,24 @@ class Errors(Profile):
                    happened="there is no such container", advised="'mvlpfx keys' lists",
                    name="NTE_BAD_KEYSET")
 
+    def test_a_key_folder_that_others_may_write_in(self):
+        self.new("box")
+        keys = self.home / "keys"
+        keys.chmod(0o777)
+        self.tells(8, ["new", "--subject", "CN=x", "--container", "two"], subject="two",
+                   happened="file or folder is another user's, or open to others",
+                   advised="make file and folder yours, their modes 0600 and 0700",
+                   name="NTE_PERM", is_logged=True)
+
     def test_pin_missing(self):
-        self.new("guarded", "--exportable", "--pin-file", "pin")
-        self.create(happened="a container has a PIN, and none was given",
-                    advised="--pin-file, --pin-fd or --pin-env",
-                    name="SCARD_W_CARD_NOT_AUTHENTICATED")
+        self.new("open", "--exportable")
+        thumbprint = self.new("guarded", "--exportable", "--pin-file", "pin")
+        report = self.create(happened="a container has a PIN, and none was given",
+                             advised="--pin-file, --pin-fd or --pin-env",
+                             name="SCARD_W_CARD_NOT_AUTHENTICATED",
+                             lines=[f"{thumbprint} CN=guarded, C=RU, container guarded"])
+        self.assertEqual(report["refused"], [
+            {"thumbprint": thumbprint, "subject": "CN=guarded, C=RU", "container": "guarded"}])
 
     def test_pin_wrong(self):
         thumbprint = self.new("guarded", "--exportable", "--pin-file", "pin")
@@ -289,6 +351,29 @@ class Errors(Profile):
         self.assertEqual(report["withoutKey"], [
             {"thumbprint": thumbprint, "subject": "CN=guarded, C=RU", "errorWord": "0x8010006B",
              "errorName": "SCARD_W_WRONG_CHV"}])
+
+    def test_a_pin_of_a_length_that_none_has(self):
+        self.new("guarded", "--exportable", "--pin-file", "pin")
+        expected = {"advised": "give another PIN", "name": "NTE_BAD_LEN"}
+        new = ["new", "--subject", "CN=x", "--container", "box", "--pin-file"]
+        create = ["create", "-o", "out.pfx", "--pass-file", "password", "--pin-file"]
+        for pin in ("", "\n", "1" * 256, "1" * 4096):
+            self.file("odd-pin", pin)
+            for command, subject in ((new, "box"), (create, "out.pfx")):
+                with self.subTest(command[0], length=len(pin)):
+                    self.tells(2, [*command, "odd-pin"], subject=subject,
+                               happened="a PIN has 1 to 255 bytes", **expected)
+        self.file("endless-pin", "1" * 4097)
+        for command, subject in ((new, "box"), (create, "out.pfx")):
+            self.tells(2, [*command, "endless-pin"], subject=subject,
+                       happened="the PIN from 'endless-pin' is too long", **expected)
+        self.assertEqual([c["container"] for c in self.report("keys")["containers"]], ["guarded"])
+
+    def test_the_longest_pin(self):
+        self.file("longest-pin", "1" * 255 + "\n")
+        self.new("guarded", "--exportable", "--pin-file", "longest-pin")
+        self.expect(0, "create", "-o", "out.pfx", "--pass-file", "password", "--pin-file",
+                    "longest-pin")
 
     # Of files.
 
@@ -303,6 +388,11 @@ class Errors(Profile):
         self.tells(7, ["verify", DOCUMENT, "--pass-file", "closed-password"], before=AS_ANYONE,
                    happened="can't read the password from 'closed-password': Permission denied",
                    advised="its owner and mode", subject=DOCUMENT)
+
+    def test_a_pin_that_is_not_there(self):
+        self.tells(7, ["new", "--subject", "CN=x", "--container", "box", "--pin-file", "nowhere"],
+                   happened="can't read the PIN from 'nowhere': No such file",
+                   advised="look for the name", subject="box")
 
     def test_a_file_that_is_not_there(self):
         self.tells(7, ["verify", "nowhere.pfx", "--pass-file", PASSWORD], subject="nowhere.pfx",

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <array>
 #include <cstdio>
 #include <optional>
 #include <set>
@@ -156,8 +157,9 @@ OwnedStore Gather(const CreateOptions& options) {
 }
 
 // Both calls of the size protocol do all of the work, so the first has room for most documents.
-std::vector<std::uint8_t> CreateDocument(HCERTSTORE store, const Secret<wchar_t>& password,
-                                         DWORD flags) {
+// Empty with the reason in the last error.
+std::vector<std::uint8_t> TryCreateDocument(HCERTSTORE store, const Secret<wchar_t>& password,
+                                            DWORD flags) {
     constexpr std::size_t kUsualRoom = 1U << 20;
     std::vector<std::uint8_t> document(kUsualRoom);
     for (;;) {
@@ -167,10 +169,78 @@ std::vector<std::uint8_t> CreateDocument(HCERTSTORE store, const Secret<wchar_t>
             return document;
         }
         if (GetLastError() != ERROR_MORE_DATA) {
-            ThrowDocumentError("can't make the document");
+            return {};
         }
         document.resize(blob.cbData);
     }
+}
+
+// The words that a single certificate or its key may be the reason of.
+bool IsOfOneCertificate(DWORD word) {
+    constexpr DWORD kKeyNotExportable = 0x80095000;  // XENROLL_E_KEY_NOT_EXPORTABLE
+    constexpr std::array kWords = {static_cast<DWORD>(NTE_BAD_DATA),
+                                   static_cast<DWORD>(NTE_BAD_KEY),
+                                   static_cast<DWORD>(NTE_BAD_ALGID),
+                                   static_cast<DWORD>(NTE_BAD_KEY_STATE),
+                                   static_cast<DWORD>(CRYPT_E_ASN1_CORRUPT),
+                                   static_cast<DWORD>(SCARD_W_CARD_NOT_AUTHENTICATED),
+                                   kKeyNotExportable};
+    return std::ranges::find(kWords, word) != kWords.end();
+}
+
+// The container's name as people know it, or as the certificate records it where it can't be
+// opened; empty where it records none.
+std::string KnownContainerOf(PCCERT_CONTEXT certificate) {
+    const std::vector<BYTE> record = KeyProvInfo(certificate);
+    const std::string recorded = ContainerOf(certificate);
+    if (recorded.empty()) {
+        return {};
+    }
+    const DWORD flags = reinterpret_cast<const CRYPT_KEY_PROV_INFO*>(record.data())->dwFlags;
+    OwnedContext context;
+    const bool isOpen =
+        AcquireContext(recorded.c_str(), 0, (flags & CRYPT_MACHINE_KEYSET) != 0, &context);
+    const std::string known = isOpen ? TextParameter(context.Get(), PP_CONTAINER) : "";
+    return known.empty() ? recorded : known;
+}
+
+// Adds to the error the certificates that alone make no document either, for the same reason.
+void AddRefused(HCERTSTORE store, const Secret<wchar_t>& password, DWORD flags, ToolError* error) {
+    auto rows = nlohmann::ordered_json::array();
+    ForEachCertificate(store, "memory", [&](PCCERT_CONTEXT certificate) {
+        const OwnedStore alone(CertOpenStore(CERT_STORE_PROV_MEMORY, 0, 0, 0, nullptr));
+        RequireCall(alone ? TRUE : FALSE, "can't gather the certificates");
+        AddTo(alone.Get(), certificate);
+        if (!TryCreateDocument(alone.Get(), password, flags).empty() ||
+            GetLastError() != error->errorWord) {
+            return;
+        }
+        const std::string container = KnownContainerOf(certificate);
+        rows.push_back({{"thumbprint", Thumbprint(certificate)},
+                        {"subject", SubjectText(certificate)},
+                        {"container", container.empty() ? nlohmann::ordered_json()
+                                                        : nlohmann::ordered_json(container)}});
+        error->lines.push_back(Thumbprint(certificate) + " " + SubjectText(certificate) +
+                               (container.empty() ? "" : ", container " + container));
+    });
+    if (!rows.empty()) {
+        error->facts["refused"] = std::move(rows);
+    }
+}
+
+std::vector<std::uint8_t> CreateDocument(HCERTSTORE store, const Secret<wchar_t>& password,
+                                         DWORD flags) {
+    std::vector<std::uint8_t> document = TryCreateDocument(store, password, flags);
+    if (document.empty()) {
+        const ErrorWord word = DescribeMadeWord(GetLastError());
+        ToolError error(word.exitCode, std::string("can't make the document: ") + word.meaning,
+                        word.value, word.advice);
+        if (IsOfOneCertificate(word.value)) {
+            AddRefused(store, password, flags, &error);
+        }
+        throw error;
+    }
+    return document;
 }
 
 // A certificate whose key can't be reached, and the reason: 0 where the provider has none.

@@ -12,6 +12,8 @@ constexpr char kReinstall[] =
     "install the provider again, or mend its entry in the settings (FILES of mvlpfx(1))";
 constexpr char kGivePin[] = "give it with --pin-file, --pin-fd or --pin-env";
 constexpr char kListContainers[] = "'mvlpfx keys' lists the containers; --machine the machine's";
+constexpr char kChooseOthers[] =
+    "leave it out: choose others with --thumbprint, --subject or --container";
 constexpr char kMakeAnew[] =
     "get the document again, or have it made again; 'mvlpfx info --tree' shows what it holds";
 
@@ -78,8 +80,8 @@ constexpr std::array kPlaceWords = {
               "the name is no container's: too long, or with characters that none has",
               "choose a shorter name of letters, digits and signs"},
     ErrorWord{0x80090010, ExitCode::kProvider, "NTE_PERM",
-              "the container's file is another user's, or open to others",
-              "make the file yours and its mode 0600"},
+              "the container's file or folder is another user's, or open to others",
+              "make file and folder yours, their modes 0600 and 0700"},
     ErrorWord{0x80090005, ExitCode::kUsage, "NTE_BAD_DATA", "the provider does not take it", ""},
     ErrorWord{0x80090022, ExitCode::kProvider, "NTE_SILENT_CONTEXT",
               "a container has a PIN, and none was given", kGivePin},
@@ -88,6 +90,9 @@ constexpr std::array kPlaceWords = {
     ErrorWord{0x8010006B, ExitCode::kProvider, "SCARD_W_WRONG_CHV", "the PIN is wrong",
               "give the PIN that the container was made with, by --pin-file, --pin-fd or "
               "--pin-env"},
+    ErrorWord{0x80090004, ExitCode::kProvider, "NTE_BAD_LEN",
+              "a key or a certificate is too large for a container",
+              "make or get a smaller one; a container's file has 1 MiB at most"},
     ErrorWord{0x80092004, ExitCode::kProvider, "CRYPT_E_NOT_FOUND", "it is not there",
               "'mvlpfx certs' lists what is there; --store and --machine name another store"},
     ErrorWord{0x80092003, ExitCode::kFile, "CRYPT_E_FILE_ERROR", "a file is damaged",
@@ -104,6 +109,22 @@ constexpr std::array kPlaceWords = {
               "make room, or name another place with VELMORIX_HOME"},
     ErrorWord{4, ExitCode::kFile, "ERROR_TOO_MANY_OPEN_FILES", "too many files are open",
               "raise the limit (ulimit -n)"},
+};
+
+// What the words on documents mean of one that is made.
+constexpr std::array kMadeWords = {
+    ErrorWord{0x80090005, ExitCode::kOther, "NTE_BAD_DATA",
+              "a certificate can't be written so that it is read again, or there are more than 516 "
+              "keys",
+              "choose others or fewer with --thumbprint, --subject or --container"},
+    ErrorWord{0x80090008, ExitCode::kUnsupported, "NTE_BAD_ALGID", "a key is no GOST key",
+              kChooseOthers},
+    ErrorWord{0x8009000B, ExitCode::kProvider, "NTE_BAD_KEY_STATE",
+              "the provider gives a key out in a form that no document has", kChooseOthers},
+    ErrorWord{0x80093103, ExitCode::kOther, "CRYPT_E_ASN1_CORRUPT",
+              "a key or a certificate can't be encoded", kChooseOthers},
+    ErrorWord{0x80090027, ExitCode::kOther, "NTE_INVALID_PARAMETER",
+              "there is no certificate to write", "'mvlpfx certs' lists those that there are"},
 };
 
 template <std::size_t kSize>
@@ -139,6 +160,16 @@ ErrorWord DescribeErrorWord(std::uint32_t value) {
 ErrorWord DescribePlaceWord(std::uint32_t value) {
     const std::uint32_t word = Unwrapped(value);
     return FirstOf(Find(kPlaceWords, word), Find(kErrorWords, word), value);
+}
+
+ErrorWord DescribeMadeWord(std::uint32_t value) {
+    const ErrorWord* const made = Find(kMadeWords, value);
+    return made != nullptr ? *made : DescribePlaceWord(value);
+}
+
+ErrorWord DescribePinLength() {
+    return {0x80090004, ExitCode::kUsage, "NTE_BAD_LEN", "a PIN has 1 to 255 bytes",
+            "give another PIN; a letter outside ASCII counts as two bytes or more"};
 }
 
 const char* NameOfErrorWord(std::uint32_t value) {

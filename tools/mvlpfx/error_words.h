@@ -22,6 +22,12 @@ ErrorWord DescribeErrorWord(std::uint32_t value);
 // The same the other way round. A system's error word may stand in an HRESULT.
 ErrorWord DescribePlaceWord(std::uint32_t value);
 
+// The same for a document that is made.
+ErrorWord DescribeMadeWord(std::uint32_t value);
+
+// NTE_BAD_LEN as it is meant of a PIN.
+ErrorWord DescribePinLength();
+
 // "NTE_BAD_DATA"; empty for a word that is in neither table.
 const char* NameOfErrorWord(std::uint32_t value);
 

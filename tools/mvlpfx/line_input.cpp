@@ -10,19 +10,36 @@
 
 namespace mvlpfx {
 
+namespace {
+
+const char* NounOf(LineKind kind) {
+    return kind == LineKind::kPin ? "PIN" : "password";
+}
+
+[[noreturn]] void ThrowTooLong(const std::string& what, LineKind kind) {
+    const ErrorWord word =
+        kind == LineKind::kPin ? DescribePinLength() : DescribeErrorWord(ERROR_INVALID_PASSWORD);
+    throw ToolError(word.exitCode,
+                    std::string("the ") + NounOf(kind) + " from " + what + " is too long",
+                    word.value, word.advice);
+}
+
+}  // namespace
+
 void Descriptor::Close(int fd) {
     close(fd);
 }
 
-void FailToRead(const std::string& what) {
+void FailToRead(const std::string& what, LineKind kind) {
     const int error = errno;
     throw ToolError(ExitCode::kFile,
-                    "can't read the password from " + what + ": " + std::strerror(error), 0,
-                    AdviceOfErrno(error));
+                    std::string("can't read the ") + NounOf(kind) + " from " + what + ": " +
+                        std::strerror(error),
+                    0, AdviceOfErrno(error));
 }
 
 // Byte by byte: what stands behind the line belongs to whoever reads the descriptor next.
-Secret<char> ReadLine(int fd, const std::string& what) {
+Secret<char> ReadLine(int fd, const std::string& what, LineKind kind) {
     Secret<char> line(kLongestLine);
     char byte = 0;
     for (;;) {
@@ -31,15 +48,13 @@ Secret<char> ReadLine(int fd, const std::string& what) {
             continue;
         }
         if (count < 0) {
-            FailToRead(what);
+            FailToRead(what, kind);
         }
         if (count == 0 || byte == '\n') {
             break;
         }
         if (line.Text().size() == kLongestLine) {
-            throw ToolError(ExitCode::kWrongPassword, "the password from " + what + " is too long",
-                            ERROR_INVALID_PASSWORD,
-                            DescribeErrorWord(ERROR_INVALID_PASSWORD).advice);
+            ThrowTooLong(what, kind);
         }
         line.Text().push_back(byte);
     }

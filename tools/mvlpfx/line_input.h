@@ -26,13 +26,17 @@ class Descriptor {
     int fd_;
 };
 
+// What a line is read as.
+enum class LineKind { kPassword, kPin };
+
 // In bytes.
 inline constexpr std::size_t kLongestLine = 4096;
 
-// Throws ToolError(kFile) with the reason in errno, `what` being the source of the password.
-[[noreturn]] void FailToRead(const std::string& what);
+// Throws ToolError(kFile) with the reason in errno, `what` being the source of the line.
+[[noreturn]] void FailToRead(const std::string& what, LineKind kind = LineKind::kPassword);
 
-// The line without its end. Throws ToolError: kFile, or kWrongPassword for a line that is too long.
-Secret<char> ReadLine(int fd, const std::string& what);
+// The line without its end. Throws ToolError: kFile, or for a line that is too long kWrongPassword,
+// kUsage for a PIN.
+Secret<char> ReadLine(int fd, const std::string& what, LineKind kind = LineKind::kPassword);
 
 }  // namespace mvlpfx

@@ -7,6 +7,7 @@
 #include <cstring>
 #include <utility>
 
+#include "mvlpfx/error_words.h"
 #include "mvlpfx/exit_codes.h"
 #include "mvlpfx/line_input.h"
 #include "mvlpfx/terminal.h"
@@ -15,12 +16,12 @@ namespace mvlpfx {
 
 namespace {
 
-Secret<char> ReadFile(const std::string& path) {
+Secret<char> ReadFile(const std::string& path, LineKind kind) {
     const Descriptor file(open(path.c_str(), O_RDONLY));
     if (file.Get() < 0) {
-        FailToRead("'" + path + "'");
+        FailToRead("'" + path + "'", kind);
     }
-    return ReadLine(file.Get(), "'" + path + "'");
+    return ReadLine(file.Get(), "'" + path + "'", kind);
 }
 
 Secret<char> ReadEnvironment(const std::string& name) {
@@ -33,12 +34,14 @@ Secret<char> ReadEnvironment(const std::string& name) {
     return line;
 }
 
-Secret<char> ReadBytes(const PasswordOptions& options, const std::string& prompt) {
+Secret<char> ReadBytes(const PasswordOptions& options, const std::string& prompt,
+                       LineKind kind = LineKind::kPassword) {
     if (options.file) {
-        return ReadFile(*options.file);
+        return ReadFile(*options.file, kind);
     }
     if (options.descriptor) {
-        return ReadLine(*options.descriptor, "descriptor " + std::to_string(*options.descriptor));
+        return ReadLine(*options.descriptor, "descriptor " + std::to_string(*options.descriptor),
+                        kind);
     }
     if (options.environment) {
         return ReadEnvironment(*options.environment);
@@ -66,8 +69,14 @@ void RefuseZeros(const Secret<char>& bytes, const std::string& what) {
 }  // namespace
 
 Secret<char> ReadPin(const PinOptions& options) {
-    Secret<char> pin = ReadBytes({options.file, options.descriptor, options.environment}, "");
+    constexpr std::size_t kLongestPin = 255;
+    Secret<char> pin =
+        ReadBytes({options.file, options.descriptor, options.environment}, "", LineKind::kPin);
     RefuseZeros(pin, "PIN");
+    if (pin.Text().empty() || pin.Text().size() > kLongestPin) {
+        const ErrorWord word = DescribePinLength();
+        throw ToolError(word.exitCode, word.meaning, word.value, word.advice);
+    }
     return pin;
 }
 

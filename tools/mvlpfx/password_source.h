@@ -27,8 +27,9 @@ struct PinOptions {
     bool IsNamed() const { return file || descriptor || environment; }
 };
 
-// The PIN's bytes as they stand, without the line end. One source is named. Throws as ReadPassword,
-// but for what is no text.
+// The PIN's bytes as they stand, without the line end. One source is named. Throws ToolError: kFile
+// when the source can't be read, kUsage for a PIN of a length that none has, one that holds a zero,
+// or when an environment variable is not set.
 Secret<char> ReadPin(const PinOptions& options);
 
 // The first line of the source, without its line end, read as text of the user's locale. On the
