@@ -241,6 +241,17 @@ class Errors(Profile):
                            subject=document, found=found,
                            where=("authSafe.contents[2].bags[2].bagAttributes[1]" + path, octets))
 
+    def test_a_friendly_name_of_any_type_is_no_fault(self):
+        for tag in (0x0c, 0x12, 0x13, 0x16, 0x1e):
+            with self.subTest(tag):
+                document = self.written(f"name-{tag}-before-malformed.pfx")
+                self.tells(4, ["restore", document, "--pass-file", "password", "--dry-run"],
+                           happened="an encrypted part of the document is malformed",
+                           advised="get the document again", name="CRYPT_E_ASN1_CORRUPT",
+                           subject=document, found="INTEGER in the place of the key's identifier",
+                           where=("authSafe.contents[2].bags[2].bagAttributes[1].attrValues[1]",
+                                  b"\x02\x01\x05"))
+
     # Of keys and containers.
 
     def create(self, *options, code=8, **expected):

@@ -7,6 +7,7 @@
 #include <string_view>
 #include <vector>
 
+#include "asn/asn_identifier.h"
 #include "derlist/der_parser.h"
 #include "mvlpfx/der_tags.h"
 #include "mvlpfx/document_file.h"
@@ -207,6 +208,12 @@ DocumentPlace PlaceOf(const NodeTree& tree, const Misshapen& misshapen) {
         type + (misshapen.isMissing ? " without " : " in the place of ") + misshapen.wanted);
 }
 
+// The types of text from which a restore takes a friendly name.
+constexpr std::array kNameTypes = {
+    pkisdk::asn::kUtf8StringIdentifier.firstOctet, pkisdk::asn::kNumericStringIdentifier.firstOctet,
+    pkisdk::asn::kPrintableStringIdentifier.firstOctet,
+    pkisdk::asn::kIa5StringIdentifier.firstOctet, pkisdk::asn::kBmpStringIdentifier.firstOctet};
+
 // The identifier and the name of a key must have values of their types.
 std::optional<DocumentPlace> FindMisshapenValue(const NodeTree& tree, std::size_t bag) {
     for (const std::size_t attribute : tree.Children(tree.Child(bag, 2))) {
@@ -219,7 +226,8 @@ std::optional<DocumentPlace> FindMisshapenValue(const NodeTree& tree, std::size_
         if (value == NodeTree::kNone) {
             return PlaceOf(tree, tree.Child(attribute, 1), "SET without a value");
         }
-        if (!tree.HasTag(value, isId ? kOctetString : kBmpString)) {
+        if (isId ? !tree.HasTag(value, kOctetString)
+                 : std::ranges::count(kNameTypes, tree.Tag(value)) == 0) {
             return PlaceOf(tree, value,
                            TypeName(tree.Tag(value)) + " in the place of " +
                                (isId ? "the key's identifier" : "the friendly name"));
