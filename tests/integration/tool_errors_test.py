@@ -166,6 +166,7 @@ class Errors(Profile):
 
     def test_a_file_that_is_no_document(self):
         text = self.file("notes.txt", "some notes: 1, 2, 3\n")
+        short = self.file("short", "0\n")
         empty = self.file("empty", "")
         other = self.file("other", element(0x30, element(0x30, element(2, b"\x01"))))
         cut = self.file("cut", DOCUMENT.read_bytes()[:-30])
@@ -177,6 +178,9 @@ class Errors(Profile):
                 self.tells(4, [command[0], text, *command[1:]], name=name, subject=text,
                            happened="not a PFX document", advised="name a .pfx or .p12 file",
                            found="byte 0x73", where=("", b"s"))
+                self.tells(4, [command[0], short, *command[1:]], name=name, subject=short,
+                           happened="neither DER nor base64", advised="name a .pfx or .p12 file",
+                           found="byte 0x30", where=("", b"0"))
                 self.tells(4, [command[0], empty, *command[1:]], name=name, subject=empty,
                            happened="the file is empty", advised="name a .pfx or .p12 file")
                 self.tells(4, [command[0], other, *command[1:]], name=name, subject=other,
@@ -185,6 +189,43 @@ class Errors(Profile):
                 self.tells(4, [command[0], cut, *command[1:]], name=name, subject=cut,
                            happened=f"cut off: of {size} bytes {size - 30} are there",
                            advised="copy or download it again", found="the end", where=("", b""))
+
+    def test_bytes_behind_the_document(self):
+        whole = DOCUMENT.read_bytes()
+        trail = self.file("trail", whole + b"\x00\x01")
+        for command in (["info"], ["info", "--tree"]):
+            with self.subTest(command):
+                report = self.tells(
+                    4, [command[0], trail, *command[1:]], subject=trail,
+                    happened="2 bytes behind the document's end",
+                    advised=f"cut it to {len(whole)} bytes", found="byte 0x00",
+                    where=("", b"\x00\x01"))
+                self.assertEqual(report["where"]["offset"], len(whole))
+
+    def test_an_element_that_can_not_be_read(self):
+        document = self.file("null", element(0x30, element(2, b"\x03"), element(5, b"\x00")))
+        for command in (["info"], ["info", "--tree"]):
+            with self.subTest(command):
+                self.tells(4, [command[0], document, *command[1:]], subject=document,
+                           happened="not a ", advised="",
+                           found="INTEGER, the last that can be read",
+                           where=("version", b"\x02\x01\x03"))
+
+    def test_a_content_that_is_not_data(self):
+        for last, happened, advice in ((2, "signed by a certificate (signedData)",
+                                        "reads password-protected documents"),
+                                       (3, "of another type than data", "name a .pfx")):
+            oid = element(6, bytes.fromhex("2a864886f70d0107"), bytes([last]))
+            safe = element(0x30, oid, element(0xa0, element(4, element(0x30))))
+            other = self.file("other", element(0x30, element(2, b"\x03"), safe))
+            for command in (["verify", "--pass-file", "password"], ["info"],
+                            ["restore", "--pass-file", "password"]):
+                with self.subTest(happened, command=command):
+                    self.tells(4, [command[0], other, *command[1:]], subject=other,
+                               name=None if command[0] == "info" else "NTE_BAD_DATA",
+                               happened=happened, advised=advice,
+                               found=f"1.2.840.113549.1.7.{last}",
+                               where=("authSafe.contentType", oid))
 
     def test_pem_of_another_kind(self):
         body = base64.encodebytes(element(0x30, element(2, b"\x01"))).decode()

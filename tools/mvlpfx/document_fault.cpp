@@ -23,6 +23,9 @@ namespace {
 
 constexpr std::uint32_t kVectorSize = 8;
 
+constexpr char kSignedDataOid[] = "1.2.840.113549.1.7.2";
+
+constexpr char kMakeAnew[] = "get the document again, or have it made again";
 constexpr char kTakeAnother[] =
     "name a .pfx or .p12 file; 'mvlpfx info --tree' shows what any DER file holds";
 
@@ -122,10 +125,47 @@ void RefuseCutOff(std::span<const std::uint8_t> document, std::uint32_t word) {
     }
 }
 
-std::string FirstByte(std::span<const std::uint8_t> document) {
+std::string ByteText(std::uint8_t byte) {
     std::array<char, 10> text{};
-    std::snprintf(text.data(), text.size(), "byte 0x%02X", document[0]);
+    std::snprintf(text.data(), text.size(), "byte 0x%02X", byte);
     return text.data();
+}
+
+// What reads as DER but for bytes behind it.
+void RefuseTrail(std::span<const std::uint8_t> document, std::uint32_t word) {
+    const std::vector<std::uint8_t> der = WithoutArmour({document.begin(), document.end()});
+    const std::uint64_t announced = AnnouncedSize(der);
+    if (announced == 0 || announced >= der.size() ||
+        !ParsedDocument(std::span(der).first(announced)).isWhole) {
+        return;
+    }
+    Throw(std::to_string(der.size() - announced) + " bytes behind the document's end",
+          "copy or download it again, as binary, or cut it to " + std::to_string(announced) +
+              " bytes of DER",
+          DocumentPlace{static_cast<std::uint32_t>(announced), "", ByteText(der[announced])}, word);
+}
+
+// How far the reading came; nothing where not even a frame and an element in it were read.
+std::optional<DocumentPlace> FindUnread(const NodeTree& tree) {
+    if (tree.Size() < 2) {
+        return std::nullopt;
+    }
+    return PlaceOf(tree, tree.Last(),
+                   TypeName(tree.Tag(tree.Last())) + ", the last that can be read");
+}
+
+void RefuseOtherContent(const NodeTree& tree, std::uint32_t word) {
+    const std::size_t type = tree.Child(tree.Child(tree.Root(), 1), 0);
+    if (!IsShapedAsPfx(tree) || tree.Oid(type) == pkisdk::kDataOid) {
+        return;
+    }
+    const bool isSigned = tree.Oid(type) == kSignedDataOid;
+    Throw(isSigned ? "the document is signed by a certificate (signedData) instead of a password"
+                   : "not a PFX document: its content is of another type than data",
+          isSigned ? "this tool reads password-protected documents; have it made again with a "
+                     "password"
+                   : kTakeAnother,
+          PlaceOf(tree, type, tree.Oid(type)), word);
 }
 
 // The first that a PFX has otherwise.
@@ -254,11 +294,17 @@ void ThrowNoPfx(std::span<const std::uint8_t> document, std::uint32_t word) {
     }
     RefuseOtherPem(document, word);
     const ParsedDocument read(document);
-    if (!read.isWhole) {
+    if (!read.isWhole || read.tree.Size() == 0) {
         RefuseCutOff(document, word);
+        RefuseTrail(document, word);
+        if (auto place = FindUnread(read.tree)) {
+            Throw("not a PFX document: what begins as DER can't be read as such", kMakeAnew,
+                  std::move(place), word);
+        }
         Throw("not a PFX document: neither DER nor base64 of it", kTakeAnother,
-              DocumentPlace{0, "", FirstByte(document)}, word);
+              DocumentPlace{0, "", ByteText(document[0])}, word);
     }
+    RefuseOtherContent(read.tree, word);
     Throw("not a PFX document but DER of another kind", kTakeAnother, FindOtherShape(read.tree),
           word);
 }
@@ -268,12 +314,9 @@ void ThrowNoDer(std::span<const std::uint8_t> document, const pkisdk::DerList& r
         Throw("not a DER document: the file is empty", "", std::nullopt, 0);
     }
     RefuseCutOff(document, 0);
-    const NodeTree tree(read);
-    DocumentPlace place{0, "", FirstByte(document)};
-    if (tree.Size() != 0) {
-        place = PlaceOf(tree, tree.Last(), TypeName(tree.Tag(tree.Last())));
-    }
-    Throw("not a DER document", "name a file that holds DER, PEM or base64", std::move(place), 0);
+    RefuseTrail(document, 0);
+    Throw("not a DER document", "name a file that holds DER, PEM or base64",
+          FindUnread(NodeTree(read)).value_or(DocumentPlace{0, "", ByteText(document[0])}), 0);
 }
 
 void ThrowNoMac(std::span<const std::uint8_t> document) {
@@ -282,6 +325,7 @@ void ThrowNoMac(std::span<const std::uint8_t> document) {
     if (!read.isWhole || !IsShapedAsPfx(read.tree)) {
         ThrowNoPfx(document, kWord);
     }
+    RefuseOtherContent(read.tree, kWord);
     const NodeTree& tree = read.tree;
     const std::size_t tail = tree.Child(tree.Root(), 2);
     Throw("the document has no integrity value (MacData) to check the password by",
