@@ -394,11 +394,15 @@ class Errors(Profile):
         keys.chmod(0o700)
 
     def test_output_that_is_lost(self):
-        with open("/dev/full", "wb") as full:
-            result = subprocess.run([self.tool, "info", DOCUMENT], stdout=full,
-                                    stderr=subprocess.PIPE, check=False)
-        self.assertEqual(result.returncode, 7, result)
-        self.assertIn(b"can't write to standard output: No space left", result.stderr)
+        lost = "can't write to standard output: No space left"
+        for code, said, args in ((7, lost, ["info", DOCUMENT]), (7, lost, ["keys", "--json"]),
+                                 (7, "can't open: No such file", ["info", "nowhere", "--json"]),
+                                 (2, "is required", ["info", "--json"])):
+            with self.subTest(args), open("/dev/full", "wb") as full:
+                result = subprocess.run([self.tool, *args], stdout=full, stderr=subprocess.PIPE,
+                                        check=False, cwd=self.folder, env=self.environment())
+                self.assertEqual(result.returncode, code, result)
+                self.assertIn(said, result.stderr.decode())
 
 
 if __name__ == "__main__":

@@ -51,11 +51,27 @@ std::string HelpAdvice(const std::string& command) {
 }
 
 // What was printed may have met a full disk or a closed pipe.
+bool IsOutputLost() {
+    return std::fflush(stdout) != 0 || std::ferror(stdout) != 0;
+}
+
 void RequireOutput() {
-    if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
+    if (IsOutputLost()) {
         throw mvlpfx::ToolError(
             ExitCode::kFile, std::string("can't write to standard output: ") + std::strerror(errno),
             0, "the command itself is done; look at where its output goes");
+    }
+}
+
+// In text where a report in JSON can't be written. What was printed before stands before it where
+// both go to one place.
+void TellFailure(const std::string& command, const std::string& subject,
+                 const mvlpfx::ToolError& error, bool json) {
+    const bool inJson = json && !IsOutputLost();
+    std::fflush(stdout);
+    mvlpfx::PrintFailure(command, subject, error, inJson);
+    if (inJson && IsOutputLost()) {
+        mvlpfx::PrintFailure(command, subject, error, false);
     }
 }
 
@@ -67,9 +83,7 @@ int Run(const std::string& command, const std::string& subject, Command run,
         if (error.exitCode == ExitCode::kUsage && error.advice.empty()) {
             error.advice = HelpAdvice(command);
         }
-        // What was printed before stands before it where both go to one place.
-        std::fflush(stdout);
-        mvlpfx::PrintFailure(command, subject, error, options.common.json);
+        TellFailure(command, subject, error, options.common.json);
         return static_cast<int>(error.exitCode);
     };
     try {
@@ -255,7 +269,7 @@ int FailToParse(const CLI::App& app, const CLI::ParseError& error, int argc, cha
     });
     const std::string command = named.empty() ? "" : arguments[0];
     const mvlpfx::ToolError usage(ExitCode::kUsage, error.what(), 0, HelpAdvice(command));
-    mvlpfx::PrintFailure(command, "", usage, std::ranges::count(arguments, "--json") != 0);
+    TellFailure(command, "", usage, std::ranges::count(arguments, "--json") != 0);
     return static_cast<int>(ExitCode::kUsage);
 }
 
