@@ -230,7 +230,9 @@ class Errors(Profile):
     def test_pem_of_another_kind(self):
         body = base64.encodebytes(element(0x30, element(2, b"\x01"))).decode()
         for kind, advice in (("CERTIFICATE", "mvlpfx certs add"),
-                             ("PRIVATE KEY", "openssl pkcs12 -export")):
+                             ("PRIVATE KEY", "openssl pkcs12 -export"),
+                             ("TRUSTED CERTIFICATE", "name a .pfx or .p12 file"),
+                             ("CERTIFICATE REQUEST", "name a .pfx or .p12 file")):
             header = f"-----BEGIN {kind}-----"
             for before in ("", "Bag Attributes: none\n"):
                 pem = self.file("other.pem", f"{before}{header}\n{body}-----END {kind}-----\n")
@@ -341,6 +343,53 @@ class Errors(Profile):
         self.assertEqual(report["withoutKey"], [
             {"thumbprint": thumbprint, "subject": "CN=guarded, C=RU", "errorWord": "0x8010006B",
              "errorName": "SCARD_W_WRONG_CHV"}])
+
+    # Of certificates.
+
+    def pem(self, der, kind="CERTIFICATE"):
+        body = base64.encodebytes(der).decode()
+        return f"-----BEGIN {kind}-----\n{body}-----END {kind}-----\n"
+
+    def certificate(self):
+        self.openssl("req", "-x509", "-newkey", "gost2012_256", "-pkeyopt", "paramset:A", "-nodes",
+                     "-keyout", "key.pem", "-out", "cert.der", "-outform", "DER", "-subj", "/CN=x")
+        return (self.folder / "cert.der").read_bytes()
+
+    def test_files_that_hold_no_certificate(self):
+        der = self.certificate()
+        no_certificate = self.pem(element(0x30))
+        header = "-----BEGIN CERTIFICATE-----"
+        second = self.pem(der) + "between\n"
+        corrupt = {"advised": "get the file again, whole", "name": "CRYPT_E_ASN1_CORRUPT"}
+        for content, offset, found, expected in (
+                (second + no_certificate, len(second), header,
+                 {"happened": "certificate 2 of it is no X.509 certificate", **corrupt}),
+                (der[:-1], 0, "SEQUENCE",
+                 {"happened": "certificate 1 of it is no X.509 certificate", **corrupt}),
+                (second + no_certificate[:-9], len(second), header,
+                 {"happened": "a PEM block is not closed", "advised": "get the file again"}),
+                (self.pem(der, "TRUSTED CERTIFICATE"), 0, "-----BEGIN TRUSTED CERTIFICATE-----",
+                 {"happened": "no certificate in it", "advised": "name a .cer"})):
+            file = self.file("certificates", content)
+            with self.subTest(found, **expected):
+                report = self.tells(4, ["certs", "add", file], subject=file, found=found,
+                                    where=("", b"\x30" if found == "SEQUENCE" else found.encode()),
+                                    **expected)
+                self.assertEqual(report["where"]["offset"], offset)
+                self.assertEqual(self.report("certs")["certificates"], [])
+
+    def test_a_certificate_in_bare_base64_is_taken(self):
+        self.file("cert.b64", base64.encodebytes(self.certificate()))
+        (added,) = self.report("certs", "add", "cert.b64")["added"]
+        (row,) = self.report("certs")["certificates"]
+        self.assertEqual((row["thumbprint"], row["subject"]), (added, "CN=x"))
+
+    def test_text_in_a_certificate_is_no_certificate(self):
+        der = element(0x30, b"\n-----BEGIN CERTIFICATE-----\nMAA=\n-----END CERTIFICATE-----\n")
+        file = self.file("cert.der", der)
+        self.tells(4, ["certs", "add", file], happened="certificate 1 of it is no X.509",
+                   advised="get the file again", name="CRYPT_E_ASN1_CORRUPT", subject=file,
+                   found="SEQUENCE", where=("", b"\x30"))
 
     # Of files.
 

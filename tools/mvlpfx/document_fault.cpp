@@ -62,16 +62,21 @@ bool IsShapedAsPfx(const NodeTree& tree) {
 }
 
 // The kind that a PEM header in the text names, and where that stands; empty where there is none.
-std::string_view PemKind(std::string_view text, std::size_t* offset) {
+std::string PemKind(std::span<const std::uint8_t> bytes, std::size_t* offset) {
     constexpr std::string_view kBegin = "-----BEGIN ";
     constexpr std::size_t kLongest = 64;
+    const std::string_view text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
     *offset = text.find(kBegin);
     if (*offset == text.npos || (*offset != 0 && text[*offset - 1] != '\n')) {
         return {};
     }
     const std::string_view rest = text.substr(*offset + kBegin.size(), kLongest);
     const std::size_t end = rest.find("-----");
-    return end == rest.npos ? std::string_view() : rest.substr(0, end);
+    return end == rest.npos ? std::string() : std::string(rest.substr(0, end));
+}
+
+DocumentPlace PlaceOfPem(const std::string& kind, std::size_t offset) {
+    return {static_cast<std::uint32_t>(offset), "", "-----BEGIN " + kind + "-----"};
 }
 
 [[noreturn]] void Throw(const std::string& message, const std::string& advice,
@@ -83,18 +88,16 @@ std::string_view PemKind(std::string_view text, std::size_t* offset) {
 
 void RefuseOtherPem(std::span<const std::uint8_t> document, std::uint32_t word) {
     std::size_t offset = 0;
-    const std::string kind(
-        PemKind({reinterpret_cast<const char*>(document.data()), document.size()}, &offset));
+    const std::string kind = PemKind(document, &offset);
     if (kind.empty() || kind == "PKCS12" || kind == "PFX") {
         return;
     }
-    const bool isCertificate = kind.find("CERTIFICATE") != kind.npos;
+    const bool isCertificate = kind == "CERTIFICATE";
     Throw("not a PFX document but PEM text of kind " + kind,
           isCertificate ? "'mvlpfx certs add' takes certificates; for this name a .pfx or .p12 file"
                         : "name a .pfx or .p12 file; 'openssl pkcs12 -export' makes one of a key "
                           "and its certificates",
-          DocumentPlace{static_cast<std::uint32_t>(offset), "", "-----BEGIN " + kind + "-----"},
-          word);
+          PlaceOfPem(kind, offset), word);
 }
 
 // How long the SEQUENCE with which the bytes begin says it is, header included; 0 where they begin
@@ -335,6 +338,12 @@ void ThrowNoMac(std::span<const std::uint8_t> document) {
               ? DocumentPlace{EncodedNodeSize(*read.list.begin()), "macData", "the end"}
               : PlaceOf(tree, tail, TypeName(tree.Tag(tail)) + " that is no MacData"),
           kWord);
+}
+
+std::optional<DocumentPlace> FindPem(std::span<const std::uint8_t> text) {
+    std::size_t offset = 0;
+    const std::string kind = PemKind(text, &offset);
+    return kind.empty() ? std::nullopt : std::optional(PlaceOfPem(kind, offset));
 }
 
 std::optional<DocumentPlace> FindDigest(std::span<const std::uint8_t> document) {

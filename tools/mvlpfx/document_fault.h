@@ -24,6 +24,9 @@ namespace mvlpfx {
 // What has no integrity value where it should stand; for what is no PFX as ThrowNoPfx.
 [[noreturn]] void ThrowNoMac(std::span<const std::uint8_t> document);
 
+// The first header of PEM in a text.
+std::optional<DocumentPlace> FindPem(std::span<const std::uint8_t> text);
+
 // The identifier of the integrity value's digest.
 std::optional<DocumentPlace> FindDigest(std::span<const std::uint8_t> document);
 

@@ -234,7 +234,8 @@ void AddCerts(CLI::App* app, Runner* runner) {
         "          mvlpfx certs delete 47af3ed914d70d31be5c4ab8584b9cb8124fe313");
     command->add_subcommand("list", "One line for each certificate")->fallthrough();
     auto* add = command->add_subcommand("add", "Add the certificates of a file")->fallthrough();
-    add->add_option("FILE", options->file, "DER or PEM, or - for standard input")->required();
+    add->add_option("FILE", options->file, "DER, PEM or base64, or - for standard input")
+        ->required();
     auto* remove = command->add_subcommand("delete", "Delete a certificate")->fallthrough();
     remove->add_option("THUMBPRINT", options->thumbprint, "Its SHA-1")->required();
     command->callback([=] {
