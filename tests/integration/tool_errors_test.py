@@ -157,7 +157,7 @@ class Errors(Profile):
                    where=("macData.iterations", bytes.fromhex("0203" "0927c0")))
         bag = self.written("hollow-bag.pfx")
         self.tells(6, ["restore", bag, "--pass-file", "password", "--max-iterations", "3000"],
-                   happened="--max-iterations allows 3000",
+                   happened="iterations in all; --max-iterations allows 3000",
                    advised="allow as many with --max-iterations", subject=bag,
                    found="3000 iterations",
                    where=("authSafe.contents[2].bags[2].bagValue.encryptionAlgorithm.parameters."
@@ -260,6 +260,14 @@ class Errors(Profile):
                    happened="the password must have 1 to 32 bytes",
                    advised="take another password", name="ERROR_INVALID_PASSWORD",
                    subject="out.pfx")
+
+    def test_document_and_password_from_standard_input(self):
+        for command in ("info", "verify", "restore"):
+            for source in (["--pass-stdin"], ["--pass-fd", "0"]):
+                with self.subTest(command, source=source):
+                    self.tells(2, [command, "-", *source], stdin=DOCUMENT.read_bytes(), subject="-",
+                               happened="document and password can't both be standard input",
+                               advised=f"'mvlpfx {command} --help'")
 
     def test_a_damaged_key(self):
         document = self.written("damaged-second-key.pfx")
@@ -390,6 +398,10 @@ class Errors(Profile):
         self.tells(4, ["certs", "add", file], happened="certificate 1 of it is no X.509",
                    advised="get the file again", name="CRYPT_E_ASN1_CORRUPT", subject=file,
                    found="SEQUENCE", where=("", b"\x30"))
+
+    def test_no_such_store(self):
+        self.tells(2, ["certs", "--store", "FOO"], happened="'FOO' is no store: MY, CA or ROOT",
+                   advised="'mvlpfx certs --help'")
 
     # Of files.
 

@@ -225,7 +225,12 @@ void AddCerts(CLI::App* app, Runner* runner) {
     auto options = std::make_shared<mvlpfx::CertsOptions>();
     auto* command = app->add_subcommand("certs", "List, add or delete certificates of a store");
     command->require_subcommand(0, 1);
-    command->add_option("--store", options->store, "MY, CA or ROOT")->capture_default_str();
+    command->add_option("--store", options->store, "MY, CA or ROOT")
+        ->capture_default_str()
+        ->check([](const std::string& name) {
+            const bool isKnown = name == "MY" || name == "CA" || name == "ROOT";
+            return isKnown ? "" : "'" + name + "' is no store: MY, CA or ROOT";
+        });
     command->add_flag("--machine", options->machine, "The machine's, not the user's");
     AddCommonOptions(command, &options->common);
     command->footer(
