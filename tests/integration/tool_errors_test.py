@@ -186,7 +186,7 @@ class Errors(Profile):
                    where=("macData.iterations", bytes.fromhex("0203" "0927c0")))
         bag = self.written("hollow-bag.pfx")
         self.tells(6, ["restore", bag, "--pass-file", "password", "--max-iterations", "3000"],
-                   happened="--max-iterations allows 3000",
+                   happened="iterations in all; --max-iterations allows 3000",
                    advised="allow as many with --max-iterations", subject=bag,
                    found="3000 iterations",
                    where=("authSafe.contents[2].bags[2].bagValue.encryptionAlgorithm.parameters."
@@ -195,6 +195,7 @@ class Errors(Profile):
 
     def test_a_file_that_is_no_document(self):
         text = self.file("notes.txt", "some notes: 1, 2, 3\n")
+        short = self.file("short", "0\n")
         empty = self.file("empty", "")
         other = self.file("other", element(0x30, element(0x30, element(2, b"\x01"))))
         cut = self.file("cut", DOCUMENT.read_bytes()[:-30])
@@ -206,6 +207,9 @@ class Errors(Profile):
                 self.tells(4, [command[0], text, *command[1:]], name=name, subject=text,
                            happened="not a PFX document", advised="name a .pfx or .p12 file",
                            found="byte 0x73", where=("", b"s"))
+                self.tells(4, [command[0], short, *command[1:]], name=name, subject=short,
+                           happened="neither DER nor base64", advised="name a .pfx or .p12 file",
+                           found="byte 0x30", where=("", b"0"))
                 self.tells(4, [command[0], empty, *command[1:]], name=name, subject=empty,
                            happened="the file is empty", advised="name a .pfx or .p12 file")
                 self.tells(4, [command[0], other, *command[1:]], name=name, subject=other,
@@ -215,10 +219,49 @@ class Errors(Profile):
                            happened=f"cut off: of {size} bytes {size - 30} are there",
                            advised="copy or download it again", found="the end", where=("", b""))
 
+    def test_bytes_behind_the_document(self):
+        whole = DOCUMENT.read_bytes()
+        trail = self.file("trail", whole + b"\x00\x01")
+        for command in (["info"], ["info", "--tree"]):
+            with self.subTest(command):
+                report = self.tells(
+                    4, [command[0], trail, *command[1:]], subject=trail,
+                    happened="2 bytes behind the document's end",
+                    advised=f"cut it to {len(whole)} bytes", found="byte 0x00",
+                    where=("", b"\x00\x01"))
+                self.assertEqual(report["where"]["offset"], len(whole))
+
+    def test_an_element_that_can_not_be_read(self):
+        document = self.file("null", element(0x30, element(2, b"\x03"), element(5, b"\x00")))
+        for command in (["info"], ["info", "--tree"]):
+            with self.subTest(command):
+                self.tells(4, [command[0], document, *command[1:]], subject=document,
+                           happened="not a ", advised="",
+                           found="INTEGER, the last that can be read",
+                           where=("version", b"\x02\x01\x03"))
+
+    def test_a_content_that_is_not_data(self):
+        for last, happened, advice in ((2, "signed by a certificate (signedData)",
+                                        "reads password-protected documents"),
+                                       (3, "of another type than data", "name a .pfx")):
+            oid = element(6, bytes.fromhex("2a864886f70d0107"), bytes([last]))
+            safe = element(0x30, oid, element(0xa0, element(4, element(0x30))))
+            other = self.file("other", element(0x30, element(2, b"\x03"), safe))
+            for command in (["verify", "--pass-file", "password"], ["info"],
+                            ["restore", "--pass-file", "password"]):
+                with self.subTest(happened, command=command):
+                    self.tells(4, [command[0], other, *command[1:]], subject=other,
+                               name=None if command[0] == "info" else "NTE_BAD_DATA",
+                               happened=happened, advised=advice,
+                               found=f"1.2.840.113549.1.7.{last}",
+                               where=("authSafe.contentType", oid))
+
     def test_pem_of_another_kind(self):
         body = base64.encodebytes(element(0x30, element(2, b"\x01"))).decode()
         for kind, advice in (("CERTIFICATE", "mvlpfx certs add"),
-                             ("PRIVATE KEY", "openssl pkcs12 -export")):
+                             ("PRIVATE KEY", "openssl pkcs12 -export"),
+                             ("TRUSTED CERTIFICATE", "name a .pfx or .p12 file"),
+                             ("CERTIFICATE REQUEST", "name a .pfx or .p12 file")):
             header = f"-----BEGIN {kind}-----"
             for before in ("", "Bag Attributes: none\n"):
                 pem = self.file("other.pem", f"{before}{header}\n{body}-----END {kind}-----\n")
@@ -247,6 +290,14 @@ class Errors(Profile):
                    advised="take another password", name="ERROR_INVALID_PASSWORD",
                    subject="out.pfx")
 
+    def test_document_and_password_from_standard_input(self):
+        for command in ("info", "verify", "restore"):
+            for source in (["--pass-stdin"], ["--pass-fd", "0"]):
+                with self.subTest(command, source=source):
+                    self.tells(2, [command, "-", *source], stdin=DOCUMENT.read_bytes(), subject="-",
+                               happened="document and password can't both be standard input",
+                               advised=f"'mvlpfx {command} --help'")
+
     def test_a_damaged_key(self):
         document = self.written("damaged-second-key.pfx")
         report = self.tells(4, ["restore", document, "--pass-file", "password"],
@@ -269,6 +320,17 @@ class Errors(Profile):
                            advised="get the document again", name="CRYPT_E_ASN1_CORRUPT",
                            subject=document, found=found,
                            where=("authSafe.contents[2].bags[2].bagAttributes[1]" + path, octets))
+
+    def test_a_friendly_name_of_any_type_is_no_fault(self):
+        for tag in (0x0c, 0x12, 0x13, 0x16, 0x1e):
+            with self.subTest(tag):
+                document = self.written(f"name-{tag}-before-malformed.pfx")
+                self.tells(4, ["restore", document, "--pass-file", "password", "--dry-run"],
+                           happened="an encrypted part of the document is malformed",
+                           advised="get the document again", name="CRYPT_E_ASN1_CORRUPT",
+                           subject=document, found="INTEGER in the place of the key's identifier",
+                           where=("authSafe.contents[2].bags[2].bagAttributes[1].attrValues[1]",
+                                  b"\x02\x01\x05"))
 
     # Of keys and containers.
 
@@ -375,6 +437,57 @@ class Errors(Profile):
         self.expect(0, "create", "-o", "out.pfx", "--pass-file", "password", "--pin-file",
                     "longest-pin")
 
+    # Of certificates.
+
+    def pem(self, der, kind="CERTIFICATE"):
+        body = base64.encodebytes(der).decode()
+        return f"-----BEGIN {kind}-----\n{body}-----END {kind}-----\n"
+
+    def certificate(self):
+        self.openssl("req", "-x509", "-newkey", "gost2012_256", "-pkeyopt", "paramset:A", "-nodes",
+                     "-keyout", "key.pem", "-out", "cert.der", "-outform", "DER", "-subj", "/CN=x")
+        return (self.folder / "cert.der").read_bytes()
+
+    def test_files_that_hold_no_certificate(self):
+        der = self.certificate()
+        no_certificate = self.pem(element(0x30))
+        header = "-----BEGIN CERTIFICATE-----"
+        second = self.pem(der) + "between\n"
+        corrupt = {"advised": "get the file again, whole", "name": "CRYPT_E_ASN1_CORRUPT"}
+        for content, offset, found, expected in (
+                (second + no_certificate, len(second), header,
+                 {"happened": "certificate 2 of it is no X.509 certificate", **corrupt}),
+                (der[:-1], 0, "SEQUENCE",
+                 {"happened": "certificate 1 of it is no X.509 certificate", **corrupt}),
+                (second + no_certificate[:-9], len(second), header,
+                 {"happened": "a PEM block is not closed", "advised": "get the file again"}),
+                (self.pem(der, "TRUSTED CERTIFICATE"), 0, "-----BEGIN TRUSTED CERTIFICATE-----",
+                 {"happened": "no certificate in it", "advised": "name a .cer"})):
+            file = self.file("certificates", content)
+            with self.subTest(found, **expected):
+                report = self.tells(4, ["certs", "add", file], subject=file, found=found,
+                                    where=("", b"\x30" if found == "SEQUENCE" else found.encode()),
+                                    **expected)
+                self.assertEqual(report["where"]["offset"], offset)
+                self.assertEqual(self.report("certs")["certificates"], [])
+
+    def test_a_certificate_in_bare_base64_is_taken(self):
+        self.file("cert.b64", base64.encodebytes(self.certificate()))
+        (added,) = self.report("certs", "add", "cert.b64")["added"]
+        (row,) = self.report("certs")["certificates"]
+        self.assertEqual((row["thumbprint"], row["subject"]), (added, "CN=x"))
+
+    def test_text_in_a_certificate_is_no_certificate(self):
+        der = element(0x30, b"\n-----BEGIN CERTIFICATE-----\nMAA=\n-----END CERTIFICATE-----\n")
+        file = self.file("cert.der", der)
+        self.tells(4, ["certs", "add", file], happened="certificate 1 of it is no X.509",
+                   advised="get the file again", name="CRYPT_E_ASN1_CORRUPT", subject=file,
+                   found="SEQUENCE", where=("", b"\x30"))
+
+    def test_no_such_store(self):
+        self.tells(2, ["certs", "--store", "FOO"], happened="'FOO' is no store: MY, CA or ROOT",
+                   advised="'mvlpfx certs --help'")
+
     # Of files.
 
     def test_a_file_that_may_not_be_read(self):
@@ -432,11 +545,15 @@ class Errors(Profile):
         keys.chmod(0o700)
 
     def test_output_that_is_lost(self):
-        with open("/dev/full", "wb") as full:
-            result = subprocess.run([self.tool, "info", DOCUMENT], stdout=full,
-                                    stderr=subprocess.PIPE, check=False)
-        self.assertEqual(result.returncode, 7, result)
-        self.assertIn(b"can't write to standard output: No space left", result.stderr)
+        lost = "can't write to standard output: No space left"
+        for code, said, args in ((7, lost, ["info", DOCUMENT]), (7, lost, ["keys", "--json"]),
+                                 (7, "can't open: No such file", ["info", "nowhere", "--json"]),
+                                 (2, "is required", ["info", "--json"])):
+            with self.subTest(args), open("/dev/full", "wb") as full:
+                result = subprocess.run([self.tool, *args], stdout=full, stderr=subprocess.PIPE,
+                                        check=False, cwd=self.folder, env=self.environment())
+                self.assertEqual(result.returncode, code, result)
+                self.assertIn(said, result.stderr.decode())
 
 
 if __name__ == "__main__":

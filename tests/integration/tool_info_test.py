@@ -148,7 +148,7 @@ class Info(Profile):
 
     def test_the_content_s_iterations_count(self):
         said = self.expect(6, "info", "untied.pfx", "--pass-file", "password", "--max-iterations",
-                           "4", err="asks for 5 iterations; --max-iterations allows 4")
+                           "4", err="asks for 5 iterations in all; --max-iterations allows 4")
         self.assertEqual(said, "")
         self.expect(0, "info", "untied.pfx", "--pass-file", "password", "--max-iterations", "5")
 

@@ -404,7 +404,7 @@ class CreateAndRestore(Profile):
                     err="wrong password")
         # The integrity value twice, the certificates and the key, 2000 each.
         self.expect(6, "restore", "out.pfx", "--pass-file", "password", "--max-iterations", "7999",
-                    home=self.other, err="asks for 8000 iterations")
+                    home=self.other, err="asks for 8000 iterations in all")
         self.expect(0, "restore", "out.pfx", "--pass-file", "password", "--max-iterations", "8000",
                     home=self.other)
         self.expect(4, "restore", "password", "--pass-file", "password", home=self.other)

@@ -54,6 +54,18 @@ KeyBag SecondKeyWith(const Bytes& attribute) {
     return key;
 }
 
+// A key whose friendly name is of this type, before one whose identifier is no OCTET STRING.
+Bytes DocumentOfNameBeforeMalformed(std::uint8_t tag) {
+    KeyBag named = FirstKey();
+    named.attributes = {
+        test_support::Attribute("1.2.840.113549.1.9.20", {test_support::Element(tag, {'1', '2'})}),
+        test_support::LocalKeyId(kFirstId)};
+    const Bytes number = test_support::Element(0x02, {5});
+    return DocumentOfBags(
+        {named.Build(),
+         SecondKeyWith(test_support::Attribute("1.2.840.113549.1.9.21", {number})).Build()});
+}
+
 // A bag that says that it is a key's and holds nothing, before a key of 3000 iterations.
 Bytes DocumentOfHollowBag() {
     KeyBag key = FirstKey();
@@ -138,6 +150,10 @@ int main(int argc, char** argv) {
           DocumentOfKeys(SecondKeyWith(test_support::Element(0x30, {}))));
     Write(folder / "attribute-without-value.pfx",
           DocumentOfKeys(SecondKeyWith(test_support::Attribute("1.2.840.113549.1.9.21", {}))));
+    for (const std::uint8_t tag : Bytes{0x0C, 0x12, 0x13, 0x16, 0x1E}) {
+        Write(folder / ("name-" + std::to_string(tag) + "-before-malformed.pfx"),
+              DocumentOfNameBeforeMalformed(tag));
+    }
     Write(
         folder / "machine-key.pfx",
         DocumentOfBags({SecondKeyWith(test_support::Attribute("1.3.6.1.4.1.311.17.2", {})).Build(),

@@ -2,6 +2,8 @@
 
 #include "mvlpfx/certificate_walk.h"
 #include "mvlpfx/commands.h"
+#include "mvlpfx/der_tags.h"
+#include "mvlpfx/document_fault.h"
 #include "mvlpfx/document_file.h"
 #include "mvlpfx/error_words.h"
 #include "mvlpfx/exit_codes.h"
@@ -33,65 +35,76 @@ void PrintRow(const nlohmann::ordered_json& row) {
                 row.contains("container") ? "key" : "-", Printable(row["subject"]).c_str());
 }
 
-// The next certificate of `text`, which is then cut behind it; empty where there is no more.
-std::vector<BYTE> NextArmoured(std::string_view* text) {
-    constexpr std::string_view kBegin = "-----BEGIN CERTIFICATE-----";
-    constexpr std::string_view kEnd = "-----END CERTIFICATE-----";
-    const std::size_t begin = text->find(kBegin);
-    if (begin == text->npos) {
-        *text = {};
-        return {};
-    }
-    const std::size_t end = text->find(kEnd, begin);
-    const std::string_view armoured = text->substr(begin, end - begin + kEnd.size());
-    const auto length = static_cast<DWORD>(armoured.size());
-    DWORD size = 0;
-    if (end == text->npos ||
-        CryptStringToBinaryA(armoured.data(), length, CRYPT_STRING_BASE64HEADER, nullptr, &size,
-                             nullptr, nullptr) == FALSE) {
-        throw ToolError(ExitCode::kMalformed, "a PEM block is not closed or holds no base64", 0,
-                        kGetAgain);
-    }
-    std::vector<BYTE> encoded(size);
-    CryptStringToBinaryA(armoured.data(), length, CRYPT_STRING_BASE64HEADER, encoded.data(), &size,
-                         nullptr, nullptr);
-    text->remove_prefix(end + kEnd.size());
-    return encoded;
+struct EncodedCertificate {
+    std::vector<BYTE> bytes;
+    DocumentPlace place;  // where it begins in the file
+};
+
+[[noreturn]] void Throw(const std::string& message, const std::string& advice,
+                        std::optional<DocumentPlace> place, DWORD word = 0) {
+    ToolError error(ExitCode::kMalformed, message, word, advice);
+    error.place = std::move(place);
+    throw error;
 }
 
-// The encoded certificates of a file: one in DER, or all in PEM.
-std::vector<std::vector<BYTE>> ReadCertificates(const std::string& file) {
-    constexpr BYTE kSequence = 0x30;
-    std::vector<std::uint8_t> bytes = ReadDocument(file);
-    if (!bytes.empty() && bytes[0] == kSequence) {
-        return {std::move(bytes)};
-    }
-    std::string_view text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
-    std::vector<std::vector<BYTE>> certificates;
-    while (!text.empty()) {
-        std::vector<BYTE> encoded = NextArmoured(&text);
-        if (!encoded.empty()) {
-            certificates.push_back(std::move(encoded));
+// The certificates of PEM text.
+std::vector<EncodedCertificate> DecodePem(std::string_view text) {
+    constexpr std::string_view kBegin = "-----BEGIN CERTIFICATE-----";
+    constexpr std::string_view kEnd = "-----END CERTIFICATE-----";
+    std::vector<EncodedCertificate> certificates;
+    std::size_t end = 0;
+    for (std::size_t begin = 0; (begin = text.find(kBegin, end)) != text.npos;) {
+        const DocumentPlace place{static_cast<std::uint32_t>(begin), "", std::string(kBegin)};
+        end = text.find(kEnd, begin);
+        const std::string_view armoured = text.substr(begin, end - begin + kEnd.size());
+        const auto length = static_cast<DWORD>(armoured.size());
+        DWORD size = 0;
+        if (end == text.npos ||
+            CryptStringToBinaryA(armoured.data(), length, CRYPT_STRING_BASE64HEADER, nullptr, &size,
+                                 nullptr, nullptr) == FALSE) {
+            Throw("a PEM block is not closed or holds no base64", kGetAgain, place);
         }
-    }
-    if (certificates.empty()) {
-        throw ToolError(ExitCode::kMalformed, "no certificate in it, neither DER nor PEM", 0,
-                        "name a .cer, .crt or .pem file of a certificate; 'mvlpfx restore' takes "
-                        "those of a document");
+        std::vector<BYTE> encoded(size);
+        CryptStringToBinaryA(armoured.data(), length, CRYPT_STRING_BASE64HEADER, encoded.data(),
+                             &size, nullptr, nullptr);
+        certificates.push_back({std::move(encoded), place});
     }
     return certificates;
 }
 
-std::vector<OwnedCertificate> Decode(const std::vector<std::vector<BYTE>>& encoded) {
+// The encoded certificates of a file: one in DER or bare base64, or all in PEM.
+std::vector<EncodedCertificate> ReadCertificates(const std::string& file) {
+    const auto isDer = [](const std::vector<std::uint8_t>& bytes) {
+        return !bytes.empty() && bytes[0] == kSequence;
+    };
+    std::vector<std::uint8_t> bytes = ReadDocument(file);
+    const std::optional<DocumentPlace> pem = isDer(bytes) ? std::nullopt : FindPem(bytes);
+    if (!pem) {
+        bytes = WithoutArmour(std::move(bytes));
+    }
+    if (isDer(bytes)) {
+        return {{std::move(bytes), {0, "", "SEQUENCE"}}};
+    }
+    const auto certificates =
+        DecodePem({reinterpret_cast<const char*>(bytes.data()), bytes.size()});
+    if (certificates.empty()) {
+        Throw("no certificate in it, neither DER nor PEM nor base64",
+              "name a .cer, .crt or .pem file of a certificate; 'mvlpfx restore' takes those of a "
+              "document",
+              pem);
+    }
+    return certificates;
+}
+
+std::vector<OwnedCertificate> Decode(const std::vector<EncodedCertificate>& encoded) {
     std::vector<OwnedCertificate> certificates;
-    for (const std::vector<BYTE>& bytes : encoded) {
+    for (const auto& [bytes, place] : encoded) {
         certificates.emplace_back(CertCreateCertificateContext(X509_ASN_ENCODING, bytes.data(),
                                                                static_cast<DWORD>(bytes.size())));
         if (!certificates.back()) {
-            throw ToolError(ExitCode::kMalformed,
-                            "certificate " + std::to_string(certificates.size()) +
-                                " of it is no X.509 certificate",
-                            GetLastError(), kGetAgain);
+            Throw("certificate " + std::to_string(certificates.size()) +
+                      " of it is no X.509 certificate",
+                  kGetAgain, place, GetLastError());
         }
     }
     return certificates;

@@ -9,7 +9,6 @@ inline constexpr std::uint8_t kInteger = 0x02;
 inline constexpr std::uint8_t kOctetString = 0x04;
 inline constexpr std::uint8_t kNull = 0x05;
 inline constexpr std::uint8_t kObjectIdentifier = 0x06;
-inline constexpr std::uint8_t kBmpString = 0x1E;
 inline constexpr std::uint8_t kSequence = 0x30;
 inline constexpr std::uint8_t kSet = 0x31;
 inline constexpr std::uint8_t kContext0 = 0xA0;

@@ -7,6 +7,7 @@
 #include <string_view>
 #include <vector>
 
+#include "asn/asn_identifier.h"
 #include "derlist/der_parser.h"
 #include "mvlpfx/der_tags.h"
 #include "mvlpfx/document_file.h"
@@ -22,6 +23,9 @@ namespace {
 
 constexpr std::uint32_t kVectorSize = 8;
 
+constexpr char kSignedDataOid[] = "1.2.840.113549.1.7.2";
+
+constexpr char kMakeAnew[] = "get the document again, or have it made again";
 constexpr char kTakeAnother[] =
     "name a .pfx or .p12 file; 'mvlpfx info --tree' shows what any DER file holds";
 
@@ -58,16 +62,21 @@ bool IsShapedAsPfx(const NodeTree& tree) {
 }
 
 // The kind that a PEM header in the text names, and where that stands; empty where there is none.
-std::string_view PemKind(std::string_view text, std::size_t* offset) {
+std::string PemKind(std::span<const std::uint8_t> bytes, std::size_t* offset) {
     constexpr std::string_view kBegin = "-----BEGIN ";
     constexpr std::size_t kLongest = 64;
+    const std::string_view text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
     *offset = text.find(kBegin);
     if (*offset == text.npos || (*offset != 0 && text[*offset - 1] != '\n')) {
         return {};
     }
     const std::string_view rest = text.substr(*offset + kBegin.size(), kLongest);
     const std::size_t end = rest.find("-----");
-    return end == rest.npos ? std::string_view() : rest.substr(0, end);
+    return end == rest.npos ? std::string() : std::string(rest.substr(0, end));
+}
+
+DocumentPlace PlaceOfPem(const std::string& kind, std::size_t offset) {
+    return {static_cast<std::uint32_t>(offset), "", "-----BEGIN " + kind + "-----"};
 }
 
 [[noreturn]] void Throw(const std::string& message, const std::string& advice,
@@ -79,18 +88,16 @@ std::string_view PemKind(std::string_view text, std::size_t* offset) {
 
 void RefuseOtherPem(std::span<const std::uint8_t> document, std::uint32_t word) {
     std::size_t offset = 0;
-    const std::string kind(
-        PemKind({reinterpret_cast<const char*>(document.data()), document.size()}, &offset));
+    const std::string kind = PemKind(document, &offset);
     if (kind.empty() || kind == "PKCS12" || kind == "PFX") {
         return;
     }
-    const bool isCertificate = kind.find("CERTIFICATE") != kind.npos;
+    const bool isCertificate = kind == "CERTIFICATE";
     Throw("not a PFX document but PEM text of kind " + kind,
           isCertificate ? "'mvlpfx certs add' takes certificates; for this name a .pfx or .p12 file"
                         : "name a .pfx or .p12 file; 'openssl pkcs12 -export' makes one of a key "
                           "and its certificates",
-          DocumentPlace{static_cast<std::uint32_t>(offset), "", "-----BEGIN " + kind + "-----"},
-          word);
+          PlaceOfPem(kind, offset), word);
 }
 
 // How long the SEQUENCE with which the bytes begin says it is, header included; 0 where they begin
@@ -121,10 +128,47 @@ void RefuseCutOff(std::span<const std::uint8_t> document, std::uint32_t word) {
     }
 }
 
-std::string FirstByte(std::span<const std::uint8_t> document) {
+std::string ByteText(std::uint8_t byte) {
     std::array<char, 10> text{};
-    std::snprintf(text.data(), text.size(), "byte 0x%02X", document[0]);
+    std::snprintf(text.data(), text.size(), "byte 0x%02X", byte);
     return text.data();
+}
+
+// What reads as DER but for bytes behind it.
+void RefuseTrail(std::span<const std::uint8_t> document, std::uint32_t word) {
+    const std::vector<std::uint8_t> der = WithoutArmour({document.begin(), document.end()});
+    const std::uint64_t announced = AnnouncedSize(der);
+    if (announced == 0 || announced >= der.size() ||
+        !ParsedDocument(std::span(der).first(announced)).isWhole) {
+        return;
+    }
+    Throw(std::to_string(der.size() - announced) + " bytes behind the document's end",
+          "copy or download it again, as binary, or cut it to " + std::to_string(announced) +
+              " bytes of DER",
+          DocumentPlace{static_cast<std::uint32_t>(announced), "", ByteText(der[announced])}, word);
+}
+
+// How far the reading came; nothing where not even a frame and an element in it were read.
+std::optional<DocumentPlace> FindUnread(const NodeTree& tree) {
+    if (tree.Size() < 2) {
+        return std::nullopt;
+    }
+    return PlaceOf(tree, tree.Last(),
+                   TypeName(tree.Tag(tree.Last())) + ", the last that can be read");
+}
+
+void RefuseOtherContent(const NodeTree& tree, std::uint32_t word) {
+    const std::size_t type = tree.Child(tree.Child(tree.Root(), 1), 0);
+    if (!IsShapedAsPfx(tree) || tree.Oid(type) == pkisdk::kDataOid) {
+        return;
+    }
+    const bool isSigned = tree.Oid(type) == kSignedDataOid;
+    Throw(isSigned ? "the document is signed by a certificate (signedData) instead of a password"
+                   : "not a PFX document: its content is of another type than data",
+          isSigned ? "this tool reads password-protected documents; have it made again with a "
+                     "password"
+                   : kTakeAnother,
+          PlaceOf(tree, type, tree.Oid(type)), word);
 }
 
 // The first that a PFX has otherwise.
@@ -207,6 +251,12 @@ DocumentPlace PlaceOf(const NodeTree& tree, const Misshapen& misshapen) {
         type + (misshapen.isMissing ? " without " : " in the place of ") + misshapen.wanted);
 }
 
+// The types of text from which a restore takes a friendly name.
+constexpr std::array kNameTypes = {
+    pkisdk::asn::kUtf8StringIdentifier.firstOctet, pkisdk::asn::kNumericStringIdentifier.firstOctet,
+    pkisdk::asn::kPrintableStringIdentifier.firstOctet,
+    pkisdk::asn::kIa5StringIdentifier.firstOctet, pkisdk::asn::kBmpStringIdentifier.firstOctet};
+
 // The identifier and the name of a key must have values of their types.
 std::optional<DocumentPlace> FindMisshapenValue(const NodeTree& tree, std::size_t bag) {
     for (const std::size_t attribute : tree.Children(tree.Child(bag, 2))) {
@@ -219,7 +269,8 @@ std::optional<DocumentPlace> FindMisshapenValue(const NodeTree& tree, std::size_
         if (value == NodeTree::kNone) {
             return PlaceOf(tree, tree.Child(attribute, 1), "SET without a value");
         }
-        if (!tree.HasTag(value, isId ? kOctetString : kBmpString)) {
+        if (isId ? !tree.HasTag(value, kOctetString)
+                 : std::ranges::count(kNameTypes, tree.Tag(value)) == 0) {
             return PlaceOf(tree, value,
                            TypeName(tree.Tag(value)) + " in the place of " +
                                (isId ? "the key's identifier" : "the friendly name"));
@@ -246,11 +297,17 @@ void ThrowNoPfx(std::span<const std::uint8_t> document, std::uint32_t word) {
     }
     RefuseOtherPem(document, word);
     const ParsedDocument read(document);
-    if (!read.isWhole) {
+    if (!read.isWhole || read.tree.Size() == 0) {
         RefuseCutOff(document, word);
+        RefuseTrail(document, word);
+        if (auto place = FindUnread(read.tree)) {
+            Throw("not a PFX document: what begins as DER can't be read as such", kMakeAnew,
+                  std::move(place), word);
+        }
         Throw("not a PFX document: neither DER nor base64 of it", kTakeAnother,
-              DocumentPlace{0, "", FirstByte(document)}, word);
+              DocumentPlace{0, "", ByteText(document[0])}, word);
     }
+    RefuseOtherContent(read.tree, word);
     Throw("not a PFX document but DER of another kind", kTakeAnother, FindOtherShape(read.tree),
           word);
 }
@@ -260,12 +317,9 @@ void ThrowNoDer(std::span<const std::uint8_t> document, const pkisdk::DerList& r
         Throw("not a DER document: the file is empty", "", std::nullopt, 0);
     }
     RefuseCutOff(document, 0);
-    const NodeTree tree(read);
-    DocumentPlace place{0, "", FirstByte(document)};
-    if (tree.Size() != 0) {
-        place = PlaceOf(tree, tree.Last(), TypeName(tree.Tag(tree.Last())));
-    }
-    Throw("not a DER document", "name a file that holds DER, PEM or base64", std::move(place), 0);
+    RefuseTrail(document, 0);
+    Throw("not a DER document", "name a file that holds DER, PEM or base64",
+          FindUnread(NodeTree(read)).value_or(DocumentPlace{0, "", ByteText(document[0])}), 0);
 }
 
 void ThrowNoMac(std::span<const std::uint8_t> document) {
@@ -274,6 +328,7 @@ void ThrowNoMac(std::span<const std::uint8_t> document) {
     if (!read.isWhole || !IsShapedAsPfx(read.tree)) {
         ThrowNoPfx(document, kWord);
     }
+    RefuseOtherContent(read.tree, kWord);
     const NodeTree& tree = read.tree;
     const std::size_t tail = tree.Child(tree.Root(), 2);
     Throw("the document has no integrity value (MacData) to check the password by",
@@ -283,6 +338,12 @@ void ThrowNoMac(std::span<const std::uint8_t> document) {
               ? DocumentPlace{EncodedNodeSize(*read.list.begin()), "macData", "the end"}
               : PlaceOf(tree, tail, TypeName(tree.Tag(tail)) + " that is no MacData"),
           kWord);
+}
+
+std::optional<DocumentPlace> FindPem(std::span<const std::uint8_t> text) {
+    std::size_t offset = 0;
+    const std::string kind = PemKind(text, &offset);
+    return kind.empty() ? std::nullopt : std::optional(PlaceOfPem(kind, offset));
 }
 
 std::optional<DocumentPlace> FindDigest(std::span<const std::uint8_t> document) {

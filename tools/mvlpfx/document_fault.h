@@ -14,8 +14,8 @@ namespace mvlpfx {
 // it. The places are found after the fact, by looking for what leads to the word that was met; none
 // is told where nothing is found.
 
-// What is no PFX document: an empty file, PEM of another kind, other text, DER that is cut off or
-// of another kind. `word` is the one that was met.
+// What is no PFX document: an empty file, PEM of another kind, other text, DER that is cut off, has
+// bytes behind it, can't be read or is of another kind. `word` is the one that was met.
 [[noreturn]] void ThrowNoPfx(std::span<const std::uint8_t> document, std::uint32_t word = 0);
 
 // The same for what does not read as DER; `read` holds what could be read.
@@ -23,6 +23,9 @@ namespace mvlpfx {
 
 // What has no integrity value where it should stand; for what is no PFX as ThrowNoPfx.
 [[noreturn]] void ThrowNoMac(std::span<const std::uint8_t> document);
+
+// The first header of PEM in a text.
+std::optional<DocumentPlace> FindPem(std::span<const std::uint8_t> text);
 
 // The identifier of the integrity value's digest.
 std::optional<DocumentPlace> FindDigest(std::span<const std::uint8_t> document);

@@ -51,11 +51,27 @@ std::string HelpAdvice(const std::string& command) {
 }
 
 // What was printed may have met a full disk or a closed pipe.
+bool IsOutputLost() {
+    return std::fflush(stdout) != 0 || std::ferror(stdout) != 0;
+}
+
 void RequireOutput() {
-    if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
+    if (IsOutputLost()) {
         throw mvlpfx::ToolError(
             ExitCode::kFile, std::string("can't write to standard output: ") + std::strerror(errno),
             0, "the command itself is done; look at where its output goes");
+    }
+}
+
+// In text where a report in JSON can't be written. What was printed before stands before it where
+// both go to one place.
+void TellFailure(const std::string& command, const std::string& subject,
+                 const mvlpfx::ToolError& error, bool json) {
+    const bool inJson = json && !IsOutputLost();
+    std::fflush(stdout);
+    mvlpfx::PrintFailure(command, subject, error, inJson);
+    if (inJson && IsOutputLost()) {
+        mvlpfx::PrintFailure(command, subject, error, false);
     }
 }
 
@@ -67,9 +83,7 @@ int Run(const std::string& command, const std::string& subject, Command run,
         if (error.exitCode == ExitCode::kUsage && error.advice.empty()) {
             error.advice = HelpAdvice(command);
         }
-        // What was printed before stands before it where both go to one place.
-        std::fflush(stdout);
-        mvlpfx::PrintFailure(command, subject, error, options.common.json);
+        TellFailure(command, subject, error, options.common.json);
         return static_cast<int>(error.exitCode);
     };
     try {
@@ -211,7 +225,12 @@ void AddCerts(CLI::App* app, Runner* runner) {
     auto options = std::make_shared<mvlpfx::CertsOptions>();
     auto* command = app->add_subcommand("certs", "List, add or delete certificates of a store");
     command->require_subcommand(0, 1);
-    command->add_option("--store", options->store, "MY, CA or ROOT")->capture_default_str();
+    command->add_option("--store", options->store, "MY, CA or ROOT")
+        ->capture_default_str()
+        ->check([](const std::string& name) {
+            const bool isKnown = name == "MY" || name == "CA" || name == "ROOT";
+            return isKnown ? "" : "'" + name + "' is no store: MY, CA or ROOT";
+        });
     command->add_flag("--machine", options->machine, "The machine's, not the user's");
     AddCommonOptions(command, &options->common);
     command->footer(
@@ -220,7 +239,8 @@ void AddCerts(CLI::App* app, Runner* runner) {
         "          mvlpfx certs delete 47af3ed914d70d31be5c4ab8584b9cb8124fe313");
     command->add_subcommand("list", "One line for each certificate")->fallthrough();
     auto* add = command->add_subcommand("add", "Add the certificates of a file")->fallthrough();
-    add->add_option("FILE", options->file, "DER or PEM, or - for standard input")->required();
+    add->add_option("FILE", options->file, "DER, PEM or base64, or - for standard input")
+        ->required();
     auto* remove = command->add_subcommand("delete", "Delete a certificate")->fallthrough();
     remove->add_option("THUMBPRINT", options->thumbprint, "Its SHA-1")->required();
     command->callback([=] {
@@ -255,7 +275,7 @@ int FailToParse(const CLI::App& app, const CLI::ParseError& error, int argc, cha
     });
     const std::string command = named.empty() ? "" : arguments[0];
     const mvlpfx::ToolError usage(ExitCode::kUsage, error.what(), 0, HelpAdvice(command));
-    mvlpfx::PrintFailure(command, "", usage, std::ranges::count(arguments, "--json") != 0);
+    TellFailure(command, "", usage, std::ranges::count(arguments, "--json") != 0);
     return static_cast<int>(ExitCode::kUsage);
 }
 

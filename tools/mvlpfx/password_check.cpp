@@ -1,5 +1,7 @@
 #include "mvlpfx/password_check.h"
 
+#include <unistd.h>
+
 #include "mvlpfx/document_fault.h"
 #include "mvlpfx/document_keys.h"
 #include "mvlpfx/document_outline.h"
@@ -15,13 +17,16 @@ namespace {
 // A count of 0 stands for the module's default.
 constexpr std::uint64_t kIterationsForZero = 2000;
 
+constexpr char kInAll[] = " iterations in all";
+
+// `asked` ends what is told of the count.
 void CheckIterations(std::span<const std::uint8_t> document, std::uint64_t count,
-                     std::uint64_t allowed) {
+                     std::uint64_t allowed, const std::string& asked = " iterations") {
     const std::uint64_t iterations = count == 0 ? kIterationsForZero : count;
     if (iterations > allowed) {
         ToolError error(ExitCode::kTooManyIterations,
-                        "the document asks for " + std::to_string(iterations) +
-                            " iterations; --max-iterations allows " + std::to_string(allowed),
+                        "the document asks for " + std::to_string(iterations) + asked +
+                            "; --max-iterations allows " + std::to_string(allowed),
                         0,
                         "if you trust where it comes from and have the time, allow as many with "
                         "--max-iterations");
@@ -48,7 +53,7 @@ void CheckMac(std::span<const std::uint8_t> document, std::uint64_t maxIteration
 }
 
 void RequireTwoSources(const std::string& file, const PasswordOptions& source) {
-    if (file == "-" && source.standardInput) {
+    if (file == "-" && (source.standardInput || source.descriptor == STDIN_FILENO)) {
         throw ToolError(ExitCode::kUsage, "document and password can't both be standard input");
     }
 }
@@ -78,14 +83,14 @@ void ThrowVerifyError(std::uint32_t error) {
 
 void CheckContentIterations(const std::vector<std::uint8_t>& document,
                             const CommonOptions& common) {
-    CheckIterations(document, CountContentIterations(document), common.maxIterations);
+    CheckIterations(document, CountContentIterations(document), common.maxIterations, kInAll);
 }
 
 void CheckRestorable(const std::vector<std::uint8_t>& document, const std::string& file,
                      const PasswordOptions& source, const CommonOptions& common) {
     RequireTwoSources(file, source);
     CheckMac(document, common.maxIterations);
-    CheckIterations(document, CountIterations(document), common.maxIterations);
+    CheckIterations(document, CountIterations(document), common.maxIterations, kInAll);
 }
 
 Secret<wchar_t> CheckPassword(const std::vector<std::uint8_t>& bytes, const std::string& file,
