@@ -109,7 +109,8 @@ void RunListCerts(const CertsOptions& options);
 void RunAddCerts(const CertsOptions& options);
 void RunDeleteCert(const CertsOptions& options);
 
-// Shows a document's outline, or its every element, for which no password is needed.
+// Shows a document's outline and its keys' names, with a password its certificates too; or its
+// every element.
 void RunInfo(const InfoOptions& options);
 
 // Checks the password against the document's integrity value.
