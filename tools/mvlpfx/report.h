@@ -22,7 +22,8 @@ std::string Printable(std::string text);
 void PrintJson(nlohmann::ordered_json report);
 
 // A failure: on standard error what happened, what else there is to tell and what to do; or a
-// report on standard output for --json. `subject` is the file or object at which the command
+// report on standard output for --json. What the layers below told the system's log is told with
+// it, where the failure may be theirs. `subject` is the file or object at which the command
 // failed, or empty.
 void PrintFailure(const std::string& command, const std::string& subject, const ToolError& error,
                   bool json);
