@@ -13,6 +13,7 @@
 #include "mvlpfx/document_file.h"
 #include "mvlpfx/document_syntax.h"
 #include "mvlpfx/node_tree.h"
+#include "mvlpfx/report.h"
 #include "mvlpfx/tree_view.h"
 #include "pfximport/bag_identifiers.h"
 #include "platform/cryptoapi.h"
@@ -142,7 +143,7 @@ void RefuseTrail(std::span<const std::uint8_t> document, std::uint32_t word) {
         !ParsedDocument(std::span(der).first(announced)).isWhole) {
         return;
     }
-    Throw(std::to_string(der.size() - announced) + " bytes behind the document's end",
+    Throw(CountText(der.size() - announced, "byte") + " behind the document's end",
           "copy or download it again, as binary, or cut it to " + std::to_string(announced) +
               " bytes of DER",
           DocumentPlace{static_cast<std::uint32_t>(announced), "", ByteText(der[announced])}, word);
@@ -376,7 +377,7 @@ std::optional<DocumentPlace> FindIterations(std::span<const std::uint8_t> docume
     if (greatest == NodeTree::kNone) {
         return std::nullopt;
     }
-    return PlaceOf(tree, greatest, std::to_string(iterations) + " iterations");
+    return PlaceOf(tree, greatest, CountText(iterations, "iteration"));
 }
 
 std::optional<DocumentPlace> FindUnknownAlgorithm(std::span<const std::uint8_t> document) {

@@ -58,9 +58,7 @@ nlohmann::ordered_json JsonOf(const PartOutline& part) {
 
 void PrintJsonOutline(const InfoOptions& options, const DocumentOutline& outline,
                       const nlohmann::ordered_json& contents) {
-    auto report = JsonReport("info");
-    report["subject"] = options.file;
-    report["exitCode"] = 0;
+    auto report = JsonSuccess("info", options.file);
     if (options.password.IsNamed()) {
         report["fits"] = true;
     }
@@ -88,10 +86,10 @@ std::string Sentence(const EncryptionOutline& encryption) {
         }
     }
     if (encryption.iterations) {
-        text += ", " + std::to_string(*encryption.iterations) + " iterations";
+        text += ", " + CountText(*encryption.iterations, "iteration");
     }
     if (encryption.saltLength) {
-        text += ", salt of " + std::to_string(*encryption.saltLength) + " bytes";
+        text += ", salt of " + CountText(*encryption.saltLength, "byte");
     }
     return text;
 }
@@ -157,11 +155,12 @@ void PrintTextOutline(const InfoOptions& options, const DocumentOutline& outline
                       const nlohmann::ordered_json& contents) {
     std::printf("version:   %llu\n", static_cast<unsigned long long>(outline.version));
     if (outline.mac.present) {
-        std::printf("integrity: %s%s, %llu iterations, salt of %u bytes, value of %u bytes\n",
+        std::printf("integrity: %s%s, %s, salt of %s, value of %s\n",
                     outline.mac.digestName.c_str(),
                     outline.mac.digestKnown ? "" : " (unknown to the provider)",
-                    static_cast<unsigned long long>(outline.mac.iterations), outline.mac.saltLength,
-                    outline.mac.macLength);
+                    CountText(outline.mac.iterations, "iteration").c_str(),
+                    CountText(outline.mac.saltLength, "byte").c_str(),
+                    CountText(outline.mac.macLength, "byte").c_str());
     } else {
         std::printf("integrity: none\n");
     }
@@ -172,7 +171,7 @@ void PrintTextOutline(const InfoOptions& options, const DocumentOutline& outline
         if (part.kind == PartKind::kOtherBag) {
             std::printf("%s\n", part.type.c_str());
         } else {
-            std::printf("%s: %u bytes; %s\n", part.type.c_str(), part.length,
+            std::printf("%s: %s; %s\n", part.type.c_str(), CountText(part.length, "byte").c_str(),
                         Sentence(part.encryption).c_str());
         }
     }
@@ -181,9 +180,7 @@ void PrintTextOutline(const InfoOptions& options, const DocumentOutline& outline
 
 void PrintTreeReport(const InfoOptions& options, const std::vector<TreeLine>& lines) {
     if (options.common.json) {
-        auto report = JsonReport("info");
-        report["subject"] = options.file;
-        report["exitCode"] = 0;
+        auto report = JsonSuccess("info", options.file);
         report["tree"] = JsonOfTree(lines);
         PrintJson(report);
     } else {

@@ -84,12 +84,25 @@ std::vector<std::string> LinesOf(const ToolError& error) {
 
 }  // namespace
 
-nlohmann::ordered_json JsonReport(const std::string& command) {
+nlohmann::ordered_json JsonReport(const std::string& command, const std::string& subject) {
     nlohmann::ordered_json report{{"schema", kSchema}, {"command", nullptr}};
     if (!command.empty()) {
         report["command"] = command;
     }
+    if (!subject.empty()) {
+        report["subject"] = subject;
+    }
     return report;
+}
+
+nlohmann::ordered_json JsonSuccess(const std::string& command, const std::string& subject) {
+    auto report = JsonReport(command, subject);
+    report["exitCode"] = static_cast<int>(ExitCode::kDone);
+    return report;
+}
+
+std::string CountText(std::uint64_t count, const char* noun) {
+    return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
 }
 
 std::string Printable(std::string text) {
@@ -145,10 +158,7 @@ void AddFailure(nlohmann::ordered_json* report, const ToolError& error) {
 void PrintFailure(const std::string& command, const std::string& subject, const ToolError& error,
                   bool json) {
     if (json) {
-        auto report = JsonReport(command);
-        if (!subject.empty()) {
-            report["subject"] = subject;
-        }
+        auto report = JsonReport(command, subject);
         AddFailure(&report, error);
         report["log"] = LogOf(error);
         PrintJson(report);

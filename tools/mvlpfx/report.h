@@ -1,6 +1,7 @@
 // How a command's outcome is written.
 #pragma once
 
+#include <cstdint>
 #include <nlohmann/json.hpp>
 #include <string>
 
@@ -8,8 +9,12 @@
 
 namespace mvlpfx {
 
-// The start of every JSON report: the schema's number and the command, null for none.
-nlohmann::ordered_json JsonReport(const std::string& command);
+// The start of every JSON report: the schema's number, the command, null for none, and the file or
+// object that the command is about, unless `subject` is empty.
+nlohmann::ordered_json JsonReport(const std::string& command, const std::string& subject);
+
+// The same of a command that did what it was asked for.
+nlohmann::ordered_json JsonSuccess(const std::string& command, const std::string& subject);
 
 // Adds the members of a failure, `exitCode` among them: each of them, null where there is nothing.
 void AddFailure(nlohmann::ordered_json* report, const ToolError& error);
@@ -17,6 +22,9 @@ void AddFailure(nlohmann::ordered_json* report, const ToolError& error);
 // The text with "?" in the place of each control character: names in documents and stores are
 // others' words, and must not reach a terminal as commands.
 std::string Printable(std::string text);
+
+// "1 key", "2 keys"; the noun's plural ends in "s" alone.
+std::string CountText(std::uint64_t count, const char* noun);
 
 // One line of JSON on standard output. A signal that waits to end the process has its exit code.
 void PrintJson(nlohmann::ordered_json report);

@@ -11,9 +11,7 @@ void RunVerify(const VerifyOptions& options) {
     const auto bytes = ReadDocument(options.file);
     CheckPassword(bytes, options.file, options.password, options.common);
     if (options.common.json) {
-        auto report = JsonReport("verify");
-        report["subject"] = options.file;
-        report["exitCode"] = 0;
+        auto report = JsonSuccess("verify", options.file);
         report["fits"] = true;
         PrintJson(report);
     } else if (!options.common.quiet) {
