@@ -599,7 +599,8 @@ class Errors(Profile):
         lost = "can't write to standard output: No space left"
         for code, said, args in ((7, lost, ["info", DOCUMENT]), (7, lost, ["keys", "--json"]),
                                  (7, "can't open: No such file", ["info", "nowhere", "--json"]),
-                                 (2, "is required", ["info", "--json"])):
+                                 (2, "is required", ["info", "--json"]), (7, lost, ["--help"]),
+                                 (7, lost, ["--version"]), (7, lost, ["--version", "--json"])):
             with self.subTest(args), open("/dev/full", "wb") as full:
                 result = subprocess.run([self.tool, *args], stdout=full, stderr=subprocess.PIPE,
                                         check=False, cwd=self.folder, env=self.environment())

@@ -272,6 +272,22 @@ class Reports(Profile):
         (machine / "oid_functions.toml").mkdir()
         self.fails(7, ["register"])
 
+    def test_version(self):
+        report = self.succeeds(["--version"], {"version": text(r"\d+\.\d+\.\d+")})
+        self.assertEqual(self.run_json(0, ["--json", "--version"], {"version": str}, None), report)
+        self.assertEqual(self.expect(0, "--version"), f"mvlpfx {report['version']}\n")
+        self.fails(2, ["verify", "--version"])
+
+    def test_options_stand_before_or_behind_what_is_done(self):
+        self.new("box")
+        for args in (["keys", "--json", "list"], ["keys", "list", "--json"]):
+            (row,) = json.loads(self.expect(0, *args))["containers"]
+            self.assertEqual(row["container"], "box")
+        for args in (["certs", "--store", "CA", "list"], ["certs", "list", "--store", "CA"]):
+            self.assertEqual(self.report(*args)["store"], "CA")
+        for args in (["keys", "--machine", "delete", "box"], ["keys", "delete", "--machine", "box"]):
+            self.expect(8, *args, err="no such container")
+
     def test_wrong_usage(self):
         for subcommand in SUBCOMMANDS:
             with self.subTest(subcommand):
