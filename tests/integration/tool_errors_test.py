@@ -236,12 +236,19 @@ class Errors(Profile):
 
     def test_an_element_that_can_not_be_read(self):
         document = self.file("null", element(0x30, element(2, b"\x03"), element(5, b"\x00")))
-        for command in (["info"], ["info", "--tree"]):
-            with self.subTest(command):
-                self.tells(4, [command[0], document, *command[1:]], subject=document,
-                           happened="not a ", advised="",
-                           found="INTEGER, the last that can be read",
-                           where=("version", b"\x02\x01\x03"))
+        self.tells(4, ["info", document], subject=document, happened="not a PFX document",
+                   advised="get the document again", found="INTEGER, the last that can be read",
+                   where=("version", b"\x02\x01\x03"))
+        for name, octets, found in (
+                ("longer", "0203ff", "INTEGER"), ("headless", "30", "SEQUENCE"),
+                ("indefinite", "30800000", "SEQUENCE"), ("zeros", "0000", "[UNIVERSAL 0]"),
+                ("endless", "dfffff", "tag 0xDF")):
+            octets = bytes.fromhex(octets)
+            document = self.file(name, element(0x30, element(2, b"\x03"), octets))
+            with self.subTest(name):
+                self.tells(4, ["info", document, "--tree"], subject=document,
+                           happened="not a DER document", advised="name a file that holds DER",
+                           found=f"{found} that can't be read", where=("", octets))
 
     def test_a_content_that_is_not_data(self):
         for last, happened, advice in ((2, "signed by a certificate (signedData)",

@@ -10,11 +10,11 @@
 #include "asn/asn_identifier.h"
 #include "derlist/der_parser.h"
 #include "mvlpfx/der_tags.h"
+#include "mvlpfx/der_walk.h"
 #include "mvlpfx/document_file.h"
 #include "mvlpfx/document_syntax.h"
 #include "mvlpfx/node_tree.h"
 #include "mvlpfx/report.h"
-#include "mvlpfx/tree_view.h"
 #include "pfximport/bag_identifiers.h"
 #include "platform/cryptoapi.h"
 
@@ -313,14 +313,17 @@ void ThrowNoPfx(std::span<const std::uint8_t> document, std::uint32_t word) {
           word);
 }
 
-void ThrowNoDer(std::span<const std::uint8_t> document, const pkisdk::DerList& read) {
+void ThrowNoDer(std::span<const std::uint8_t> document, std::uint32_t stop) {
     if (document.empty()) {
         Throw("not a DER document: the file is empty", "", std::nullopt, 0);
     }
     RefuseCutOff(document, 0);
     RefuseTrail(document, 0);
+    const std::vector<std::uint8_t> der = WithoutArmour({document.begin(), document.end()});
+    const std::string found =
+        stop == 0 ? ByteText(document[0]) : TypeName(der[stop]) + " that can't be read";
     Throw("not a DER document", "name a file that holds DER, PEM or base64",
-          FindUnread(NodeTree(read)).value_or(DocumentPlace{0, "", ByteText(document[0])}), 0);
+          DocumentPlace{stop, "", found}, 0);
 }
 
 void ThrowNoMac(std::span<const std::uint8_t> document) {

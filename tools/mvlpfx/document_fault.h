@@ -5,7 +5,6 @@
 #include <optional>
 #include <span>
 
-#include "derlist/der_list.h"
 #include "mvlpfx/exit_codes.h"
 
 namespace mvlpfx {
@@ -18,8 +17,8 @@ namespace mvlpfx {
 // bytes behind it, can't be read or is of another kind. `word` is the one that was met.
 [[noreturn]] void ThrowNoPfx(std::span<const std::uint8_t> document, std::uint32_t word = 0);
 
-// The same for what does not read as DER; `read` holds what could be read.
-[[noreturn]] void ThrowNoDer(std::span<const std::uint8_t> document, const pkisdk::DerList& read);
+// The same for what does not read as DER from that offset on.
+[[noreturn]] void ThrowNoDer(std::span<const std::uint8_t> document, std::uint32_t stop);
 
 // What has no integrity value where it should stand; for what is no PFX as ThrowNoPfx.
 [[noreturn]] void ThrowNoMac(std::span<const std::uint8_t> document);
