@@ -224,15 +224,35 @@ class Errors(Profile):
 
     def test_bytes_behind_the_document(self):
         whole = DOCUMENT.read_bytes()
+        for trail in (b"\x00\x01", bytes(2), b"\x05\x00", whole):
+            document = self.file("trail", whole + trail)
+            noun = f"{len(trail)} bytes behind the document's end"
+            expected = {"subject": document, "happened": noun,
+                        "advised": f"cut it to {len(whole)} bytes",
+                        "found": f"byte 0x{trail[0]:02X}", "where": ("", trail)}
+            # Of what the platform refuses the password is not asked for.
+            for options in ([], ["--dry-run"]):
+                with self.subTest(trail[:2], restore=options):
+                    report = self.tells(4, ["restore", document, "--pass-file", "wrong", *options],
+                                        name="NTE_BAD_DATA", **expected)
+                    self.assertEqual(report["where"]["offset"], len(whole))
+        # What reads as elements is shown by all the rest, what does not by none that shows them.
         trail = self.file("trail", whole + b"\x00\x01")
-        for command in (["info"], ["info", "--tree"]):
-            with self.subTest(command):
-                report = self.tells(
-                    4, [command[0], trail, *command[1:]], subject=trail,
-                    happened="2 bytes behind the document's end",
-                    advised=f"cut it to {len(whole)} bytes", found="byte 0x00",
-                    where=("", b"\x00\x01"))
-                self.assertEqual(report["where"]["offset"], len(whole))
+        for options in ([], ["--tree"]):
+            self.tells(4, ["info", trail, *options], subject=trail, found="byte 0x00",
+                       happened="2 bytes behind the document's end",
+                       advised=f"cut it to {len(whole)} bytes", where=("", b"\x00\x01"))
+        # A verification does not go that far.
+        self.assertEqual(self.expect(0, "verify", trail, "--pass-file", PASSWORD),
+                         f"{trail}: the password fits\n{trail}: 2 bytes behind the document's end\n")
+        # An element there is taken for the integrity value.
+        number = self.file("number", whole + b"\x02\x01\x05")
+        self.tells(4, ["verify", number, "--pass-file", PASSWORD], subject=number,
+                   name="NTE_BAD_DATA", happened="3 bytes behind the document's end",
+                   advised=f"cut it to {len(whole)} bytes", found="byte 0x02",
+                   where=("", b"\x02\x01\x05"))
+        self.assertIn("integrity: none\n", self.expect(0, "info", number))
+        self.assertEqual(self.report("info", number)["bytesBehind"], 3)
 
     def test_an_element_that_can_not_be_read(self):
         document = self.file("null", element(0x30, element(2, b"\x03"), element(5, b"\x00")))

@@ -124,6 +124,75 @@ class Info(Profile):
         self.assertIn("certificate 2\n  no X.509 certificate; a restore passes over it\n",
                       self.expect(0, "info", "attributes.pfx", "--pass-file", "password"))
 
+    def test_every_part_that_a_restore_passes_over_is_told_with_the_reason(self):
+        report = self.inside("passed-over.pfx")
+        second, clear = ("it decrypts the first encrypted content alone",
+                         "it takes certificates from the encrypted content alone")
+        other = "it takes certificates and encrypted keys alone"
+        self.assertEqual([(part["kind"], part["type"], part.get("passedOver"))
+                          for part in report["parts"]], [
+            ("encryptedContent", "encrypted content", None),
+            ("encryptedContent", "encrypted content", second),
+            ("keyBag", "encrypted key", None),
+            ("bag", "certificate", clear),
+            ("bag", "plain key", other),
+            ("keyBag", "encrypted key", "it holds no key"),
+            ("bag", "1.2.840.113549.1.7.3", "it reads data and encrypted contents alone")])
+        self.assertEqual([(part["type"], part["passedOver"]) for part in report["otherBags"]], [
+            ("encrypted key", "it looks for keys outside of encrypted contents"),
+            ("secret", other)])
+        (plain,) = report["plainCertificates"]
+        self.assertEqual((plain["subject"], plain["passedOver"]), ("CN=clear", clear))
+        self.assertEqual([row["subject"] for row in report["certificates"]], ["CN=leaf"])
+        self.assertEqual([row["number"] for row in report["keys"]], [1])
+        out = self.expect(0, "info", "passed-over.pfx", "--pass-file", "password")
+        for part in [*report["parts"], *report["otherBags"], plain]:
+            if "passedOver" in part:
+                self.assertIn(f"a restore passes over it: {part['passedOver']}\n", out)
+        self.assertIn("\ncertificate in clear 1\n  subject:     CN=clear\n", out)
+        self.assertIn("\nin the encrypted content: secret; a restore passes", out)
+        # A restore does what is said here.
+        restored = self.report("restore", "passed-over.pfx", "--pass-file", "password")
+        self.assertEqual((restored["containers"], [row["subject"]
+                                                   for row in restored["certificates"]]),
+                         (["kept"], ["CN=leaf"]))
+        # What needs no password is told without one.
+        report = self.report("info", "passed-over.pfx")
+        self.assertEqual(report["plainCertificates"], [plain])
+        self.assertNotIn("otherBags", report)
+
+    def test_a_plaintext_that_is_no_list_of_bags_is_told(self):
+        report = self.inside("junk.pfx")
+        self.assertNotIn("certificates", report)
+        failure = report["certificatesError"]
+        self.assertIn("no list of bags", failure["message"])
+        self.assertIn("another password", failure["advice"])
+        self.assertEqual(failure["where"]["path"],
+                         "authSafe.contents[1].encryptedContentInfo.encryptedContent")
+        # As `info --tree` finds it.
+        rows = {row["offset"]: row for row in
+                self.report("info", "junk.pfx", "--tree")["tree"]}
+        self.assertEqual(rows[failure["where"]["offset"]]["type"], "[0]")
+        out = self.expect(0, "info", "junk.pfx", "--pass-file", "password")
+        self.assertIn("\ncertificates: can't be read: what is decrypted is no list of bags", out)
+        self.assertEqual(self.report("restore", "junk.pfx", "--pass-file",
+                                     "password")["certificates"], [])
+
+    def test_octets_behind_the_document_are_counted(self):
+        whole = (self.folder / "untied.pfx").read_bytes()
+        for count in (1, 2, 5):
+            self.file("trail.pfx", whole + bytes(count))
+            noun = "byte" if count == 1 else "bytes"
+            for command in (["verify"], ["info"]):
+                with self.subTest(command, count=count):
+                    source = [*command, "trail.pfx", "--pass-file", "password"]
+                    self.assertEqual(self.report(*source)["bytesBehind"], count)
+                    self.assertIn(f"{count} {noun} behind the document's end\n",
+                                  self.expect(0, *source))
+        self.assertNotIn("bytesBehind", self.report("info", "untied.pfx"))
+        self.assertNotIn("bytesBehind", self.report("verify", "untied.pfx", "--pass-file",
+                                                    "password"))
+
     def test_names_of_two_lines_are_told_in_one(self):
         out = self.expect(0, "info", "two-lines.pfx", "--pass-file", "password")
         self.assertIn("\n  name:        two?lines\n", out)

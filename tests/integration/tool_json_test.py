@@ -83,10 +83,12 @@ CERTIFICATE = {"number": NUMBER, "subject": str, "issuer": str, "serial": str, "
                "attributes": Optional(ATTRIBUTES)}
 INFO = {"version": NUMBER, "parts": [{"kind": text("encryptedContent|keyBag|bag"), "type": str,
                                       "encryption": Optional(ENCRYPTION),
-                                      "length": Optional(NUMBER)}],
+                                      "length": Optional(NUMBER), "passedOver": Optional(str)}],
         "mac": or_null({"digest": str, "digestName": str, "digestKnown": bool,
                         "iterations": NUMBER, "saltLength": NUMBER, "macLength": NUMBER}),
         "keys": [KEY], "fits": Optional(True), "certificates": Optional([CERTIFICATE])}
+PLAIN_CERTIFICATE = {**{key: shape for key, shape in CERTIFICATE.items() if key != "keys"},
+                     "passedOver": str}
 KEYS = {"containers": [{"container": str, "uniqueName": str,
                         "keys": [{"use": text("exchange|signature"), "algorithm": str,
                                   "exportable": bool, "thumbprint": Optional(THUMBPRINT),
@@ -220,6 +222,10 @@ class Reports(Profile):
         report = self.succeeds(["info", NAMED, "--pass-file", NAMED_PASSWORD],
                                {**INFO, "fits": True, "certificates": [CERTIFICATE]}, NAMED)
         self.assertEqual((len(report["keys"]), len(report["certificates"])), (1, 1))
+        self.succeeds(["info", "passed-over.pfx", "--pass-file", "king"],
+                      {**INFO, "fits": True, "certificates": [CERTIFICATE],
+                       "otherBags": INFO["parts"], "plainCertificates": [PLAIN_CERTIFICATE]},
+                      "passed-over.pfx")
         tree = self.succeeds(["info", NAMED, "--tree"], {
             "tree": [{"offset": NUMBER, "depth": NUMBER, "type": str, "length": NUMBER,
                       "value": Optional(str)}]}, NAMED)["tree"]

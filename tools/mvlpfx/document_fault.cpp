@@ -135,18 +135,10 @@ std::string ByteText(std::uint8_t byte) {
     return text.data();
 }
 
-// What reads as DER but for bytes behind it.
 void RefuseTrail(std::span<const std::uint8_t> document, std::uint32_t word) {
-    const std::vector<std::uint8_t> der = WithoutArmour({document.begin(), document.end()});
-    const std::uint64_t announced = AnnouncedSize(der);
-    if (announced == 0 || announced >= der.size() ||
-        !ParsedDocument(std::span(der).first(announced)).isWhole) {
-        return;
+    if (const auto error = FindTrail(document, word)) {
+        throw ToolError(*error);
     }
-    Throw(CountText(der.size() - announced, "byte") + " behind the document's end",
-          "copy or download it again, as binary, or cut it to " + std::to_string(announced) +
-              " bytes of DER",
-          DocumentPlace{static_cast<std::uint32_t>(announced), "", ByteText(der[announced])}, word);
 }
 
 // How far the reading came; nothing where not even a frame and an element in it were read.
@@ -326,6 +318,39 @@ void ThrowNoDer(std::span<const std::uint8_t> document, std::uint32_t stop) {
           DocumentPlace{stop, "", found}, 0);
 }
 
+ToolError MakeJunkError(std::span<const std::uint8_t> document) {
+    ToolError error(ExitCode::kMalformed,
+                    "what is decrypted is no list of bags, and a restore finds none in it", 0,
+                    "it may be encrypted under another password than the integrity value, or be "
+                    "damaged; have the document made again");
+    const ParsedDocument read(document);
+    const std::size_t content = read.tree.Child(EncryptedData(read.tree), 1);
+    error.place = PlaceOf(read.tree, read.tree.Child(content, 2),
+                          "octets that are no SafeContents once they are decrypted");
+    return error;
+}
+
+std::uint64_t CountBehind(std::span<const std::uint8_t> document) {
+    const std::vector<std::uint8_t> der = WithoutArmour({document.begin(), document.end()});
+    const std::uint64_t announced = AnnouncedSize(der);
+    return announced == 0 || announced > der.size() ? 0 : der.size() - announced;
+}
+
+std::optional<ToolError> FindTrail(std::span<const std::uint8_t> document, std::uint32_t word) {
+    const std::vector<std::uint8_t> der = WithoutArmour({document.begin(), document.end()});
+    const std::uint64_t announced = AnnouncedSize(der);
+    if (announced == 0 || announced >= der.size() ||
+        !ParsedDocument(std::span(der).first(announced)).isWhole) {
+        return std::nullopt;
+    }
+    ToolError error(ExitCode::kMalformed, BehindText(der.size() - announced), word,
+                    "copy or download it again, as binary, or cut it to " +
+                        std::to_string(announced) + " bytes of DER");
+    error.place =
+        DocumentPlace{static_cast<std::uint32_t>(announced), "", ByteText(der[announced])};
+    return error;
+}
+
 void ThrowNoMac(std::span<const std::uint8_t> document) {
     constexpr auto kWord = static_cast<std::uint32_t>(NTE_BAD_DATA);
     const ParsedDocument read(document);
@@ -333,6 +358,7 @@ void ThrowNoMac(std::span<const std::uint8_t> document) {
         ThrowNoPfx(document, kWord);
     }
     RefuseOtherContent(read.tree, kWord);
+    RefuseTrail(document, kWord);
     const NodeTree& tree = read.tree;
     const std::size_t tail = tree.Child(tree.Root(), 2);
     Throw("the document has no integrity value (MacData) to check the password by",

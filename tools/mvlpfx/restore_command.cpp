@@ -41,6 +41,14 @@ DWORD FlagsOf(const RestoreOptions& options) {
            (options.machine ? CRYPT_MACHINE_KEYSET : 0);
 }
 
+// The first that a restore asks of a document, and without the password.
+void RequirePfx(std::vector<std::uint8_t>* document) {
+    CRYPT_DATA_BLOB blob{static_cast<DWORD>(document->size()), document->data()};
+    if (PFXIsPFXBlob(&blob) == FALSE) {
+        ThrowRestoreError(static_cast<DWORD>(NTE_BAD_DATA), *document);
+    }
+}
+
 OwnedStore Restore(const RestoreOptions& options, std::vector<std::uint8_t>* document,
                    const Secret<wchar_t>& password, DWORD* error) {
     const PfxBlob blob{static_cast<DWORD>(document->size()), document->data()};
@@ -158,6 +166,7 @@ void RunRestore(const RestoreOptions& options) {
     std::vector<std::uint8_t> document = ReadDocument(options.file);
     CheckRestorable(document, options.file, options.password, options.common);
     document = WithoutArmour(std::move(document));
+    RequirePfx(&document);
     const Secret<wchar_t> password =
         ReadPassword(options.password, "Password for " + options.file + ": ");
     if (options.dryRun) {
