@@ -34,18 +34,31 @@ SUBCOMMANDS = ("new", "keys", "certs", "create", "info", "verify", "restore", "r
                "unregister")
 
 
-def options_of(subcommand):
-    return set(re.findall(r"--[a-z][a-z-]*", run(subcommand, "--help")))
+PARTS = [["keys", "list"], ["keys", "delete"], ["certs", "list"], ["certs", "add"],
+         ["certs", "delete"]]
+
+
+def options_in(said):
+    return set(re.findall(r"^ .*?(--[a-z][a-z-]*)", said, re.M))
+
+
+def options_of(*words):
+    """Those of a subcommand, or those that stand before any."""
+    return options_in(run(*words, "--help"))
 
 
 class Help(unittest.TestCase):
     def test_every_subcommand_shows_an_example_of_itself(self):
-        for words in [[name] for name in SUBCOMMANDS] + [
-                ["keys", "list"], ["keys", "delete"], ["certs", "list"], ["certs", "add"],
-                ["certs", "delete"]]:
+        for words in [[name] for name in SUBCOMMANDS] + PARTS:
             said = run(*words, "--help")
             example = said[said.index("\nExample"):]
             self.assertIn(" ".join(["mvlpfx", words[0]]), example)
+
+
+    def test_what_a_subcommand_does_shows_all_of_its_options(self):
+        for words in PARTS:
+            self.assertEqual(options_of(*words), options_of(words[0]), words)
+            self.assertIn("--json", options_of(*words))
 
 
 class Completions(unittest.TestCase):
@@ -57,6 +70,11 @@ class Completions(unittest.TestCase):
                 ["bash", "-c", 'source "$0"; _mvlpfx_options "$1"', self.folder / "mvlpfx.bash",
                  subcommand], capture_output=True, check=True, text=True).stdout
             self.assertEqual(set(said.split()), options_of(subcommand), subcommand)
+        said = subprocess.run(
+            ["bash", "-c", 'source "$0"; COMP_WORDS=(mvlpfx --); COMP_CWORD=1; _mvlpfx; '
+             'echo "${COMPREPLY[@]}"', self.folder / "mvlpfx.bash"],
+            capture_output=True, check=True, text=True).stdout
+        self.assertEqual(set(said.split()), options_of())
 
     def test_bash_completes_the_word_before_the_cursor(self):
         for words, offered in ((["mvlpfx", "res"], "restore"),
@@ -72,7 +90,7 @@ class Completions(unittest.TestCase):
     def test_the_others_know_every_subcommand_and_option(self):
         zsh = (self.folder / "_mvlpfx").read_text()
         fish = (self.folder / "mvlpfx.fish").read_text()
-        offered = set().union(*map(options_of, SUBCOMMANDS))
+        offered = options_of().union(*map(options_of, SUBCOMMANDS))
         self.assertEqual(set(re.findall(r"--[a-z][a-z-]*", zsh)), offered)
         self.assertEqual({f"--{name}" for name in re.findall(r"^complete.* -l ([a-z-]+)", fish, re.M)}, offered)
         for subcommand in SUBCOMMANDS:
@@ -89,11 +107,12 @@ class ManualPages(unittest.TestCase):
     def test_every_subcommand_and_option_is_told(self):
         page = self.page("mvlpfx.1")
         told = set(re.findall(r"--[a-z][a-z-]*", page))
-        offered = set()
+        offered = options_of()
         for subcommand in SUBCOMMANDS:
             self.assertIn(f"\n.TP\n.B {subcommand}\n", page)
             offered |= options_of(subcommand)
         self.assertEqual(told, offered)
+        self.assertIn(f'"{run("--version").strip()}"', page.splitlines()[0])
         overview = run("--help").split("Subcommands:")[1]
         self.assertEqual(re.findall(r"^  ([a-z]+) ", overview, re.M), list(SUBCOMMANDS))
 

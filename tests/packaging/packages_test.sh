@@ -25,7 +25,7 @@ fail() {
 echo "the tool finds module and provider, and its manual page is there"
 bare "$root/usr/bin/mvlpfx" new --subject CN=packages --exportable >/dev/null
 [ "$(bare "$root/usr/bin/mvlpfx" create -o "$root/out.pfx" --pass-file "$root/password")" = \
-    "$root/out.pfx: 1 keys, 1 certificates" ] || fail "create"
+    "$root/out.pfx: 1 key, 1 certificate" ] || fail "create"
 [ -d "$root/home/.local/share/velmorix/keys" ] || fail "the key is not in the user's folder"
 [ -s "$root/usr/share/man/man1/mvlpfx.1" ] || fail "no manual page"
 
