@@ -54,48 +54,10 @@ class Help(unittest.TestCase):
             example = said[said.index("\nExample"):]
             self.assertIn(" ".join(["mvlpfx", words[0]]), example)
 
-
     def test_what_a_subcommand_does_shows_all_of_its_options(self):
         for words in PARTS:
             self.assertEqual(options_of(*words), options_of(words[0]), words)
             self.assertIn("--json", options_of(*words))
-
-
-class Completions(unittest.TestCase):
-    folder = DOCS.parent / "packaging" / "completions"
-
-    def test_bash_offers_what_each_subcommand_takes(self):
-        for subcommand in SUBCOMMANDS:
-            said = subprocess.run(
-                ["bash", "-c", 'source "$0"; _mvlpfx_options "$1"', self.folder / "mvlpfx.bash",
-                 subcommand], capture_output=True, check=True, text=True).stdout
-            self.assertEqual(set(said.split()), options_of(subcommand), subcommand)
-        said = subprocess.run(
-            ["bash", "-c", 'source "$0"; COMP_WORDS=(mvlpfx --); COMP_CWORD=1; _mvlpfx; '
-             'echo "${COMPREPLY[@]}"', self.folder / "mvlpfx.bash"],
-            capture_output=True, check=True, text=True).stdout
-        self.assertEqual(set(said.split()), options_of())
-
-    def test_bash_completes_the_word_before_the_cursor(self):
-        for words, offered in ((["mvlpfx", "res"], "restore"),
-                               (["mvlpfx", "create", "--na"], "--names"),
-                               (["mvlpfx", "new", "--algorithm", "gost2001"], "gost2001"),
-                               (["mvlpfx", "certs", "--store", "R"], "ROOT")):
-            said = subprocess.run(
-                ["bash", "-c", 'source "$0"; COMP_WORDS=("$@"); COMP_CWORD=$(($# - 1)); _mvlpfx; '
-                 'echo "${COMPREPLY[@]}"', self.folder / "mvlpfx.bash", *words],
-                capture_output=True, check=True, text=True).stdout
-            self.assertEqual(said.strip(), offered, words)
-
-    def test_the_others_know_every_subcommand_and_option(self):
-        zsh = (self.folder / "_mvlpfx").read_text()
-        fish = (self.folder / "mvlpfx.fish").read_text()
-        offered = options_of().union(*map(options_of, SUBCOMMANDS))
-        self.assertEqual(set(re.findall(r"--[a-z][a-z-]*", zsh)), offered)
-        self.assertEqual({f"--{name}" for name in re.findall(r"^complete.* -l ([a-z-]+)", fish, re.M)}, offered)
-        for subcommand in SUBCOMMANDS:
-            self.assertIn(f"'{subcommand}:", zsh.replace('"', "'"))
-            self.assertIn(f"__fish_use_subcommand -a {subcommand} ", fish)
 
 
 class ManualPages(unittest.TestCase):
