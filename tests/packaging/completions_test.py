@@ -126,8 +126,13 @@ class Completions(unittest.TestCase):
         return set(self.shell.matches(line))
 
     def test_every_subcommand(self):
-        self.assertEqual(self.offered("mvlpfx ") - {"--help"}, subcommands())
+        words = {word for word in self.offered("mvlpfx ") if not word.startswith("-")}
+        self.assertEqual(words, subcommands())
         self.assertEqual(self.offered("mvlpfx res"), {"restore"})
+
+    def test_the_options_before_any(self):
+        said = run(TOOL, "--help")
+        self.assertEqual(self.offered("mvlpfx --"), set(re.findall(r"^ .*?(--[a-z]+)", said, re.M)))
 
     def test_the_options_of_each(self):
         for subcommand in sorted(subcommands()):
