@@ -169,6 +169,24 @@ class Errors(Profile):
                 # The first key has its container before the second is looked at.
                 self.assertEqual(len(report["containers"]), 0 if options else 1)
 
+    def test_unknown_cipher_of_the_certificates(self):
+        document = self.written("unknown-certificate-cipher.pfx")
+        happened = "encrypted in a way that the provider does not know"
+        path = ("authSafe.contents[1].encryptedContentInfo.contentEncryptionAlgorithm.parameters."
+                "encryptionScheme.algorithm")
+        for options in ([], ["--dry-run"]):
+            with self.subTest(options):
+                report = self.tells(
+                    5, ["restore", document, "--pass-file", "password", *options],
+                    happened=happened, advised="-keypbe gost89", name="NTE_BAD_ALGID",
+                    subject=document, found="1.2.643.2.2.127",
+                    where=(path, bytes.fromhex("06062a850302027f")))
+                self.assertEqual(report["containers"], [])
+        failure = self.report("info", document, "--pass-file", "password")["certificatesError"]
+        self.assertIn(happened, failure["message"])
+        self.assertEqual((failure["errorName"], failure["found"], failure["where"]["path"]),
+                         ("NTE_BAD_ALGID", "1.2.643.2.2.127", path))
+
     def test_missing_prf_parameters(self):
         document = PEERS / "gnutls-2012-256.pfx"
         self.tells(4, ["restore", document, "--pass-file", document.with_suffix(".password")],
@@ -621,6 +639,41 @@ class Errors(Profile):
         (logged,) = self.report("keys", "delete", "none", code=8, env=env)["log"]
         self.assertTrue(logged.startswith(f"{settings}: "), logged)
         self.assertTrue(logged.endswith("; built-in settings are used"), logged)
+
+    def test_what_needs_no_password_is_refused_before_one_is_asked_for(self):
+        """Where there is neither a source nor a terminal, asking is wrong usage."""
+        def asks(code, *args, err):
+            result = self.run_tool(*args, start_new_session=True)
+            self.assertEqual(result.returncode, code, result)
+            self.assertIn(err, result.stderr.decode())
+        create = ["create", "-o", "out.pfx"]
+        asks(1, *create, err="no certificate of MY is meant")
+        self.new("one", "--exportable")
+        self.new("stays")
+        self.new("lost", "--exportable")
+        self.new("guarded", "--exportable", "--pin-file", "pin")
+        self.expect(0, "keys", "delete", "lost")
+        here = [*create, "--subject", "one"]
+        asks(2, *here, err="--pass-file")
+        asks(8, *create, "--subject", "stays", err="not exportable")
+        asks(8, *create, "--subject", "lost", err="can't be reached")
+        asks(2, *create, "--subject", "lost", "--allow-missing-keys", err="--pass-file")
+        asks(8, *create, "--subject", "guarded", err="a container has a PIN")
+        asks(7, "create", "-o", "no/such/out.pfx", err="No such file")
+        asks(7, "create", "-o", "password/out.pfx", err="Not a directory")
+        asks(7, "create", "-o", str(self.folder), "--force", err="Is a directory")
+        self.file("out.pfx", "mine")
+        asks(9, *here, err="exists already")
+        asks(2, *here, "--force", err="--pass-file")
+        self.assertEqual((self.folder / "out.pfx").read_text(), "mine")
+
+        asks(2, "restore", DOCUMENT, err="--pass-file")
+        behind = self.file("behind.pfx", DOCUMENT.read_bytes() + b"\0")
+        asks(4, "restore", behind, err="1 byte behind the document's end")
+        asks(5, "verify", DOCUMENTS / "openssl_p256.pfx", err="SHA-256")
+        (self.home / "keys").chmod(0o777)
+        asks(8, "restore", DOCUMENT, err="open to others")
+        asks(2, "restore", DOCUMENT, "--dry-run", err="--pass-file")
 
     def test_output_that_is_lost(self):
         lost = "can't write to standard output: No space left"

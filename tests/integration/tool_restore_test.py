@@ -147,5 +147,34 @@ class Restore(Profile):
         self.assertEqual(self.containers(), [])
 
 
+class BesideTheOriginal(Profile):
+    def test_the_certificate_is_tied_to_the_new_container(self):
+        self.new("box", "--exportable")
+        create = ["create", "--force", "-o", "out.pfx", "--pass-file", "password", "--names"]
+        self.expect(0, *create)
+        (new,) = self.report("restore", "out.pfx", "--pass-file", "password")["containers"]
+        # The name was taken.
+        self.assertRegex(new, "^rnd-[0-9A-F-]{36}$")
+        containers = {row["container"]: row for row in self.report("keys")["containers"]}
+        self.assertEqual({name: row["keys"][0]["exportable"] for name, row in containers.items()},
+                         {"box": True, new: False})
+        (certificate,) = self.report("certs")["certificates"]
+        self.assertEqual(certificate["container"], containers[new]["uniqueName"])
+        self.expect(8, *create, err="not exportable")
+
+    def test_keys_that_are_left_out_are_those_that_are_not_reached(self):
+        self.file("pin", "2468")
+        self.file("other-pin", "1357")
+        self.new("guarded", "--exportable", "--pin-file", "pin")
+        self.new("stays")
+        create = ["create", "--force", "-o", "out.pfx", "--pass-file", "password",
+                  "--allow-missing-keys", "--subject"]
+        self.assertEqual(self.expect(0, *create, "guarded", "--pin-file", "other-pin"),
+                         "out.pfx: 0 keys, 1 certificate\n"
+                         "left out the key of CN=guarded, C=RU: the PIN is wrong\n")
+        self.expect(8, *create, "guarded", err="a container has a PIN")
+        self.expect(8, *create, "stays", err="not exportable")
+
+
 if __name__ == "__main__":
     unittest.main(argv=sys.argv[:1])

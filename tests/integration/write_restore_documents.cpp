@@ -110,6 +110,15 @@ Bytes DocumentWithoutPrfParameters() {
                                      test_support::PlainContentInfo({FirstKey().Build()})});
 }
 
+// As another provider's would be.
+Bytes DocumentOfUnknownCertificateCipher() {
+    test_support::Encryption encryption;
+    encryption.cipher = "1.2.643.2.2.127";
+    const CertificateBag leaf{test_support::MakeCertificate("leaf", "ca"), {}};
+    return test_support::DocumentOf({test_support::EncryptedContentInfo({leaf.Build()}, encryption),
+                                     test_support::PlainContentInfo({FirstKey().Build()})});
+}
+
 // The certificates alone, of a type that is not data.
 Bytes DocumentOfOneData() {
     const Bytes data = test_support::Oid("1.2.840.113549.1.7.1");
@@ -181,6 +190,7 @@ int main(int argc, char** argv) {
     Write(
         folder / "unknown-before-malformed.pfx",
         DocumentOfBags({unknown.Build(), SecondKeyWith(test_support::Element(0x30, {})).Build()}));
+    Write(folder / "unknown-certificate-cipher.pfx", DocumentOfUnknownCertificateCipher());
     Write(folder / "hollow-bag.pfx", DocumentOfHollowBag());
     Write(folder / "one-data.pfx", DocumentOfOneData());
     Write(folder / "malformed-attribute.pfx",

@@ -351,29 +351,49 @@ void Report(const CreateOptions& options, const Contents& contents) {
     }
 }
 
+std::vector<std::uint8_t> CreateWithSpinner(const CreateOptions& options, HCERTSTORE store,
+                                            const Secret<wchar_t>& password) {
+    std::vector<std::uint8_t> document;
+    RunWithSpinner(
+        [&] { document = CreateDocument(store, password, options.names ? kNamesFlag : 0); },
+        options.common.quiet);
+    return document;
+}
+
+// The document, and what is in it; throws where keys are lacking that may not be.
+std::vector<std::uint8_t> CreateWhole(const CreateOptions& options, HCERTSTORE store,
+                                      const Secret<wchar_t>& password, Contents* contents) {
+    std::vector<std::uint8_t> document = CreateWithSpinner(options, store, password);
+    *contents = CompareWith(store, document);
+    if (!contents->keyless.empty() && !options.allowMissingKeys) {
+        ThrowMissingKeys(*contents);
+    }
+    return document;
+}
+
+// A person is not asked for a password of a document that can't be made under any.
+void RequireCreatable(const CreateOptions& options, HCERTSTORE store) {
+    Secret<wchar_t> anyPassword(1);
+    anyPassword.Text() = L"-";
+    Contents contents;
+    CreateWhole(options, store, anyPassword, &contents);
+}
+
 }  // namespace
 
 void RunCreate(const CreateOptions& options) {
     const OwnedStore store = Gather(options);
+    RequireWritable(options.output, options.force);
+    if (!options.password.IsNamed()) {
+        RequireCreatable(options, store.Get());
+    }
     const Secret<wchar_t> password =
         ReadNewPassword(options.password, "Password for the document: ");
-    const auto create = [&] {
-        std::vector<std::uint8_t> document;
-        RunWithSpinner(
-            [&] {
-                document = CreateDocument(store.Get(), password, options.names ? kNamesFlag : 0);
-            },
-            options.common.quiet);
-        return document;
-    };
-    std::vector<std::uint8_t> document = create();
-    const Contents contents = CompareWith(store.Get(), document);
+    Contents contents;
+    std::vector<std::uint8_t> document = CreateWhole(options, store.Get(), password, &contents);
     if (!contents.keyless.empty()) {
-        if (!options.allowMissingKeys) {
-            ThrowMissingKeys(contents);
-        }
         ForgetKeys(store.Get(), KeyNumbers(document));
-        document = create();
+        document = CreateWithSpinner(options, store.Get(), password);
     }
     if (options.pem) {
         document = PemOf(document, "PKCS12");

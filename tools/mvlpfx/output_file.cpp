@@ -1,6 +1,7 @@
 #include "mvlpfx/output_file.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -24,6 +25,11 @@ namespace {
     }
     throw ToolError(ExitCode::kFile, "can't write '" + path + "': " + std::strerror(error), 0,
                     AdviceOfErrno(error));
+}
+
+std::string FolderOf(const std::string& path) {
+    const std::filesystem::path folder = std::filesystem::path(path).parent_path();
+    return folder.empty() ? "." : folder.string();
 }
 
 // A file of its own name, removed again unless it has taken another.
@@ -56,9 +62,8 @@ class TemporaryFile {
         if (result != 0) {
             Fail(target_, errno);
         }
-        std::filesystem::path folder = std::filesystem::path(target_).parent_path();
         const state::FileDescriptor open(
-            ::open(folder.empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+            ::open(FolderOf(target_).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
         if (open.IsOpen()) {
             state::FlushFolder(open.Get());
         }
@@ -71,6 +76,23 @@ class TemporaryFile {
 };
 
 }  // namespace
+
+void RequireWritable(const std::string& path, bool replaces) {
+    struct stat status {};
+    if (lstat(path.c_str(), &status) == 0) {
+        if (!replaces) {
+            Fail(path, EEXIST);
+        }
+        if (S_ISDIR(status.st_mode)) {
+            Fail(path, EISDIR);
+        }
+    } else if (errno != ENOENT) {
+        Fail(path, errno);
+    }
+    if (faccessat(AT_FDCWD, FolderOf(path).c_str(), W_OK | X_OK, AT_EACCESS) != 0) {
+        Fail(path, errno);
+    }
+}
 
 void WriteOutputFile(const std::string& path, std::span<const std::uint8_t> bytes, bool replaces) {
     DeferSignals();

@@ -7,6 +7,10 @@
 
 namespace mvlpfx {
 
+// Throws ToolError where a file of this name could not be made, as far as that can be seen without
+// making it: kExists, unless it may be replaced; kFile with the system's reason.
+void RequireWritable(const std::string& path, bool replaces);
+
 // Writes `bytes` to `path` as a whole: to a temporary file beside it that only its owner may read,
 // which is flushed and then takes the name. A file that is there already is replaced where
 // `replaces`, else left as it is. Throws ToolError: kExists, kFile with the system's reason; and

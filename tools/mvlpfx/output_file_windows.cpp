@@ -80,6 +80,20 @@ class TemporaryFile {
 
 }  // namespace
 
+void RequireWritable(const std::string& path, bool replaces) {
+    const DWORD attributes = GetFileAttributesA(path.c_str());
+    if (attributes != INVALID_FILE_ATTRIBUTES) {
+        if (!replaces) {
+            Fail(path, ERROR_ALREADY_EXISTS);
+        }
+        if ((attributes & FILE_ATTRIBUTE_DIRECTORY) != 0) {
+            Fail(path, ERROR_ACCESS_DENIED);
+        }
+    } else if (GetLastError() != ERROR_FILE_NOT_FOUND) {
+        Fail(path, GetLastError());
+    }
+}
+
 void WriteOutputFile(const std::string& path, std::span<const std::uint8_t> bytes, bool replaces) {
     DeferSignals();
     TemporaryFile file(path);

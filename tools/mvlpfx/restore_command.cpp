@@ -167,6 +167,10 @@ void RunRestore(const RestoreOptions& options) {
     CheckRestorable(document, options.file, options.password, options.common);
     document = WithoutArmour(std::move(document));
     RequirePfx(&document);
+    if (!options.dryRun) {
+        // What keeps it from listing containers keeps a restore from making them.
+        AllContainers();
+    }
     const Secret<wchar_t> password =
         ReadPassword(options.password, "Password for " + options.file + ": ");
     if (options.dryRun) {
