@@ -85,8 +85,7 @@ std::vector<EncodedCertificate> ReadCertificates(const std::string& file) {
     if (isDer(bytes)) {
         return {{std::move(bytes), {0, "", "SEQUENCE"}}};
     }
-    const auto certificates =
-        DecodePem({reinterpret_cast<const char*>(bytes.data()), bytes.size()});
+    auto certificates = DecodePem({reinterpret_cast<const char*>(bytes.data()), bytes.size()});
     if (certificates.empty()) {
         Throw("no certificate in it, neither DER nor PEM nor base64",
               "name a .cer, .crt or .pem file of a certificate; 'mvlpfx restore' takes those of a "

@@ -70,7 +70,7 @@ TEST_F(PfxPbkdf2Test, EqualsTheLibrarysOwnForEveryHash) {
     const auto below = [&generator](unsigned bound) {
         return static_cast<unsigned>(generator() % bound);
     };
-    for (int round = 0; round < 60; ++round) {
+    for (unsigned round = 0; round < 60; ++round) {
         const ALG_ID hash = std::array{kGostR3411_94, kGostR3411_256, kGostR3411_512}[round % 3];
         std::string password(1 + below(32), '\0');
         Bytes salt(1 + below(64));
