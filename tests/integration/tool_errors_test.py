@@ -640,6 +640,66 @@ class Errors(Profile):
         self.assertTrue(logged.startswith(f"{settings}: "), logged)
         self.assertTrue(logged.endswith("; built-in settings are used"), logged)
 
+    def on_disk(self, disk, *args):
+        """Exit code, what is said, and the files there before and after, where the tool is run with
+        a small file system in the folder "disk": full, but for names of files, or read-only, or
+        neither."""
+        (self.folder / "disk").mkdir(exist_ok=True)
+        script = """
+            mount -t tmpfs -o size=64k,nr_inodes=100 tmpfs disk || exit 77
+            cp -a given/. disk/ && find disk | sort >before
+            case $1 in
+            full) cat /dev/zero >disk/.fill 2>/dev/null; find disk | sort >before ;;
+            read-only) mount -o remount,ro disk ;;
+            esac
+            shift
+            "$@"; code=$?
+            find disk | sort >after; rm -rf kept; cp -a disk kept; exit $code
+        """
+        result = self.run_tool(*args, before=["unshare", "-m", "sh", "-c", script, "sh", disk],
+                               home=self.folder / "disk",
+                               env={"VELMORIX_MACHINE_HOME": str(self.folder / "disk")})
+        if result.returncode == 77 or b"unshare" in result.stderr:
+            self.skipTest("SKIPPED: this process may mount nothing")
+        before, after = (set((self.folder / name).read_text().splitlines())
+                         for name in ("before", "after"))
+        return result, after - before, before - after
+
+    def test_a_disk_that_takes_nothing(self):
+        """Whatever a command writes: it is told, and nothing half is left."""
+        self.home = self.folder / "given"
+        self.new("one", "--exportable")
+        self.file("cert.der", certificate(b"\x04\x01\x01"))
+        (self.home / "old.pfx").write_text("what was there")
+        create = ["create", "--pass-file", "password", "-o"]
+        commands = (["new", "--subject", "CN=x", "--container", "two"],
+                    ["certs", "add", "cert.der"], ["register"],
+                    ["restore", DOCUMENT, "--pass-file", PASSWORD],
+                    [*create, "disk/new.pfx"], [*create, "disk/old.pfx", "--force"])
+        for args in commands:
+            with self.subTest(args[:2], disk="empty"):
+                result, made, gone = self.on_disk("empty", *args)
+                self.assertEqual((result.returncode, result.stderr, gone), (0, b"", set()), result)
+        for disk, reason in (("full", "full|No space left"), ("read-only", "[Rr]ead-only")):
+            for args in commands:
+                with self.subTest(args[:2], disk=disk):
+                    result, made, gone = self.on_disk(disk, *args)
+                    self.assertEqual((result.returncode, result.stdout), (7, b""), result)
+                    self.assertRegex(result.stderr.decode(), reason)
+                    self.assertIn("  what to do: ", result.stderr.decode())
+                    # An empty folder or lock is made before it is known that nothing goes into it.
+                    made = {name for name in made if (self.folder / "kept" /
+                                                      pathlib.Path(name).relative_to("disk")
+                                                      ).is_file() and not name.endswith(".lock")}
+                    self.assertEqual((made, gone), (set(), set()))
+                    self.assertEqual((self.folder / "kept" / "old.pfx").read_text(),
+                                     "what was there")
+        # Deleting makes room, and needs none but where nothing may be written.
+        result, made, gone = self.on_disk("full", "keys", "delete", "one")
+        self.assertEqual((result.returncode, len(gone)), (0, 1), result)
+        result, made, gone = self.on_disk("read-only", "keys", "delete", "one")
+        self.assertEqual((result.returncode, gone), (7, set()), result)
+
     def test_what_needs_no_password_is_refused_before_one_is_asked_for(self):
         """Where there is neither a source nor a terminal, asking is wrong usage."""
         def asks(code, *args, err):

@@ -13,6 +13,7 @@
 #include <cerrno>
 #include <cstdarg>
 #include <cstdio>
+#include <cstdlib>
 #include <span>
 
 #include "support/callers.h"
@@ -126,6 +127,10 @@ int openat(int folder, const char* path, int flags, ...) {
     return Has("openat") ? -1 : REAL(openat)(folder, path, flags, mode);
 }
 
+int mkostemp(char* path, int flags) {
+    return Has("mkostemp") ? -1 : REAL(mkostemp)(path, flags);
+}
+
 FILE* fopen(const char* path, const char* mode) {
     return Has("fopen") ? nullptr : REAL(fopen)(path, mode);
 }
@@ -178,6 +183,10 @@ int renameat(int fromFolder, const char* from, int toFolder, const char* to) noe
     return Has("renameat") ? -1 : REAL(renameat)(fromFolder, from, toFolder, to);
 }
 
+int link(const char* from, const char* to) noexcept {
+    return Has("link") ? -1 : REAL(link)(from, to);
+}
+
 int linkat(int fromFolder, const char* from, int toFolder, const char* to, int flags) noexcept {
     return Has("linkat") ? -1 : REAL(linkat)(fromFolder, from, toFolder, to, flags);
 }
@@ -192,6 +201,14 @@ int unlinkat(int folder, const char* path, int flags) noexcept {
 
 int stat(const char* path, struct stat* status) noexcept {
     return Has("stat") ? -1 : REAL(stat)(path, status);
+}
+
+int lstat(const char* path, struct stat* status) noexcept {
+    return Has("lstat") ? -1 : REAL(lstat)(path, status);
+}
+
+int faccessat(int folder, const char* path, int mode, int flags) noexcept {
+    return Has("faccessat") ? -1 : REAL(faccessat)(folder, path, mode, flags);
 }
 
 int fstat(int descriptor, struct stat* status) noexcept {

@@ -187,8 +187,12 @@ const char* AdviceOfErrno(int error) {
         case EISDIR:
             return "name a file, not a folder";
         case ENOSPC:
-        case EROFS:
+        case EDQUOT:
             return "make room, or name another place";
+        case EROFS:
+            return "mount it for writing, or name another place";
+        case EIO:
+            return "look after the disk, and name another place";
         default:
             return "";
     }

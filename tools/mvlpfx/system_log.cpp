@@ -20,8 +20,8 @@ class Texts {
     void Keep(std::string_view text) {
         const std::scoped_lock lock(mutex_);
         if (text.size() < room_.size() - used_ && !Has(text)) {
-            std::ranges::copy(text, room_.begin() + used_);
-            used_ += static_cast<std::ptrdiff_t>(text.size()) + 1;
+            std::ranges::copy(text, room_.data() + used_);
+            used_ += text.size() + 1;
         }
     }
     std::vector<std::string> All() {
@@ -34,7 +34,7 @@ class Texts {
     // Each ends with a zero.
     std::vector<std::string> Split() const {
         std::vector<std::string> texts;
-        for (std::ptrdiff_t at = 0; at < used_; at += std::ssize(texts.back()) + 1) {
+        for (std::size_t at = 0; at < used_; at += texts.back().size() + 1) {
             texts.emplace_back(room_.data() + at);
         }
         return texts;
@@ -42,7 +42,7 @@ class Texts {
 
     std::mutex mutex_;
     std::array<char, 16384> room_{};
-    std::ptrdiff_t used_ = 0;
+    std::size_t used_ = 0;
 };
 
 constinit Texts texts;
