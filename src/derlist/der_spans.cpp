@@ -1,6 +1,7 @@
 #include "derlist/der_spans.h"
 
 #include <algorithm>
+#include <array>
 #include <iterator>
 #include <utility>
 
@@ -8,6 +9,7 @@
 #include "derlist/parser_core.h"
 #include "derlist/text_armour.h"
 #include "foundation/object_id.h"
+#include "platform/cryptoapi.h"
 
 namespace pkisdk {
 
@@ -18,6 +20,11 @@ constexpr std::uint8_t kObjectIdentifier = 0x06;
 // What the node's own header and content take, whatever length it claims.
 std::size_t WrittenSize(const DerSpan& node) {
     return HeaderSize(node.contentLength) + node.content.size();
+}
+
+// The same with all that is under the node.
+std::size_t EncodedSize(const DerSpan& node) {
+    return std::size_t{HeaderSize(node.contentLength)} + node.contentLength;
 }
 
 std::uint8_t* Write(const DerSpan& node, std::uint8_t* out) {
@@ -59,6 +66,7 @@ std::size_t HolderOf(std::span<const DerSpan> nodes, std::size_t index) {
 
 bool DerSpans::Parse(Blob bytes) {
     nodes_.clear();
+    areLengthsRead_ = true;
     bytes_ = std::move(bytes);
     if (bytes_.IsEmpty()) {
         return true;
@@ -91,7 +99,52 @@ bool DerSpans::FindByOid(const char* oid, DerSpans* out) const {
         return false;
     }
     const auto index = static_cast<std::size_t>(found - nodes_.begin());
-    return out->Parse(WriteAll(Subtree(nodes_, HolderOf(nodes_, index))));
+    const auto structure = Subtree(nodes_, HolderOf(nodes_, index));
+    if (AreAsWritten(structure)) {
+        *out = Cut(structure);
+        return true;
+    }
+    return out->Parse(WriteAll(structure));
+}
+
+// Whether the element of `nodes`, a node with all that is under it, stands in the document just as
+// it would be written: one node right behind the other, each header in its shortest form. Then it
+// reads alone as it read there, since what is opened and which scope is full hang on its bytes
+// only; and it is no text, since an OBJECT IDENTIFIER is in it.
+bool DerSpans::AreAsWritten(std::span<const DerSpan> nodes) const {
+    const DerSpan& first = nodes.front();
+    std::size_t end = first.offset;
+    for (const DerSpan& node : nodes) {
+        if (node.offset != end || !HasShortestHeader(node)) {
+            return false;
+        }
+        end += WrittenSize(node);
+    }
+    return areLengthsRead_ && end - first.offset == EncodedSize(first);
+}
+
+bool DerSpans::HasShortestHeader(const DerSpan& node) const {
+    std::array<std::uint8_t, 6> header;
+    const auto size = WriteDerHeader(node.tag, node.contentLength, header.data()) - header.data();
+    const auto left = bytes_.Bytes().subspan(node.offset);
+    return std::ssize(left) >= size &&
+           std::equal(header.begin(), header.begin() + size, left.begin());
+}
+
+// What Parse makes of the bytes of such an element.
+DerSpans DerSpans::Cut(std::span<const DerSpan> nodes) const {
+    const DerSpan& first = nodes.front();
+    DerSpans cut;
+    cut.bytes_.Assign(bytes_.GetData() + first.offset, EncodedSize(first));
+    cut.nodes_.assign(nodes.begin(), nodes.end());
+    for (DerSpan& node : cut.nodes_) {
+        node.depth -= first.depth;
+        node.offset -= first.offset;
+        node.content = cut.bytes_.Bytes().subspan(node.offset + HeaderSize(node.contentLength),
+                                                  node.content.size());
+    }
+    SetLastError(0);
+    return cut;
 }
 
 bool DerSpans::AppendAsRead(const DerNode& node, std::span<const std::uint8_t> content) {
@@ -99,12 +152,13 @@ bool DerSpans::AppendAsRead(const DerNode& node, std::span<const std::uint8_t> c
     if (!fits || static_cast<std::int32_t>(nodes_.size()) < 0) {
         return false;
     }
-    nodes_.push_back({node.depth, node.tag, node.contentLength, content});
+    nodes_.push_back({node.depth, node.tag, node.contentLength, node.offset, content});
     return true;
 }
 
 // From the last node to the first, so that each length is there before it counts in the one above.
 void DerSpans::ReinsertAll() {
+    areLengthsRead_ = false;
     // At each depth, what the nodes passed there take that have not met their parent.
     std::vector<std::uint32_t> taken;
     for (auto node = nodes_.rbegin(); node != nodes_.rend(); ++node) {

@@ -16,6 +16,7 @@ struct DerSpan {
     std::int32_t depth;
     std::uint8_t tag;
     std::uint32_t contentLength;
+    std::uint32_t offset;
     std::span<const std::uint8_t> content;
 };
 
@@ -46,8 +47,14 @@ class DerSpans {
     void ReinsertAll();
 
   private:
+    bool AreAsWritten(std::span<const DerSpan> nodes) const;
+    bool HasShortestHeader(const DerSpan& node) const;
+    DerSpans Cut(std::span<const DerSpan> nodes) const;
+
     Blob bytes_;
     std::vector<DerSpan> nodes_;
+    // The nodes' lengths are those that stand in the bytes.
+    bool areLengthsRead_ = true;
 };
 
 }  // namespace pkisdk

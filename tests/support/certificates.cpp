@@ -10,6 +10,7 @@
 #include <memory>
 #include <stdexcept>
 
+#include "support/reference_der_list.h"
 #include "support/scoped_environment.h"
 
 namespace test_support {
@@ -103,6 +104,19 @@ CertificateBytes ReadCertificate(const std::filesystem::path& file) {
 const TestChain& Chain() {
     static const TestChain chain = MakeChain();
     return chain;
+}
+
+bool ComesBackFromReading(const CertificateBytes& certificate) {
+    reference::List list;
+    if (reference::ParseDerList(certificate.data(), static_cast<std::int32_t>(certificate.size()),
+                                &list) == 0) {
+        return false;
+    }
+    reference::Bytes written;
+    for (auto node = list.cbegin(); node != list.cend();) {
+        reference::WriteDerNode(node, &written);
+    }
+    return written == certificate;
 }
 
 std::vector<CertificateBytes> GostCertificates() {

@@ -26,6 +26,11 @@ struct TestChain {
 };
 const TestChain& Chain();
 
+// Whether the reader of documents gives the certificate back as it is. It opens whatever reads as
+// elements and writes that in its shortest form; the octets of a key or of a signature do so by
+// chance, and no document is made of such a certificate.
+bool ComesBackFromReading(const CertificateBytes& certificate);
+
 // GOST certificates, one of each key kind, from OpenSSL with its engine and from GnuTLS.
 std::vector<CertificateBytes> GostCertificates();
 

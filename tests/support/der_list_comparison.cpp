@@ -69,7 +69,7 @@ void RequireSame(const pkisdk::DerSpans& ours, const reference::List& theirs,
     auto their = theirs.begin();
     for (const pkisdk::DerSpan& our : nodes) {
         Require(our.depth == their->depth && our.tag == their->tag &&
-                    our.contentLength == their->contentLength &&
+                    our.contentLength == their->contentLength && our.offset == their->offset &&
                     std::ranges::equal(our.content, their->content),
                 "a node: " + what);
         ++their;

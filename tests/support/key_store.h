@@ -25,7 +25,7 @@ class KeyStore {
         EXPECT_TRUE(store_.Add(certificate, CERT_STORE_ADD_ALWAYS));
     }
     // Makes a container with a key, on that curve where one is named, and adds a certificate that
-    // the key signed. Answers it.
+    // the key signed, of which documents can be made. Answers it.
     CertificateBytes AddKey(const std::string& container, ALG_ID algorithm,
                             DWORD flags = CRYPT_EXPORTABLE, const char* curve = nullptr) const {
         HCRYPTPROV context = 0;
@@ -37,22 +37,35 @@ class KeyStore {
                                           reinterpret_cast<const BYTE*>(curve), 0))
                 << std::hex << GetLastError();
         }
-        HCRYPTKEY key = 0;
-        EXPECT_TRUE(CryptGenKey(context, algorithm, flags, &key)) << std::hex << GetLastError();
-        const Certificate certificate(SignedBy(context, "CN=" + container));
         CertificateBytes bytes;
-        if (certificate.Get() != nullptr) {
-            EXPECT_TRUE(CertAddCertificateContextToStore(store_.Get(), certificate.Get(),
-                                                         CERT_STORE_ADD_ALWAYS, nullptr));
+        for (;;) {
+            const Certificate certificate(DrawKey(context, algorithm, flags, "CN=" + container));
+            if (certificate.Get() == nullptr) {
+                break;
+            }
             bytes.assign(certificate->pbCertEncoded,
                          certificate->pbCertEncoded + certificate->cbCertEncoded);
+            if (ComesBackFromReading(bytes)) {
+                EXPECT_TRUE(CertAddCertificateContextToStore(store_.Get(), certificate.Get(),
+                                                             CERT_STORE_ADD_ALWAYS, nullptr));
+                break;
+            }
         }
-        CryptDestroyKey(key);
         CryptReleaseContext(context, 0);
         return bytes;
     }
 
   private:
+    // In the place of the key that was there. Null where the certificate could not be made.
+    static PCCERT_CONTEXT DrawKey(HCRYPTPROV context, ALG_ID algorithm, DWORD flags,
+                                  const std::string& subject) {
+        HCRYPTKEY key = 0;
+        EXPECT_TRUE(CryptGenKey(context, algorithm, flags, &key)) << std::hex << GetLastError();
+        PCCERT_CONTEXT const certificate = SignedBy(context, subject);
+        CryptDestroyKey(key);
+        return certificate;
+    }
+
     static PCCERT_CONTEXT SignedBy(HCRYPTPROV context, const std::string& subject) {
         DWORD size = 0;
         EXPECT_TRUE(CertStrToNameA(X509_ASN_ENCODING, subject.c_str(), CERT_X500_NAME_STR, nullptr,

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <openssl/err.h>
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -34,7 +35,7 @@ TEST(CertificateSyntax, TakesGoodCertificatesWhole) {
         EXPECT_TRUE(IsCertificateByPeer(good));
         const capi::CertificateSyntaxPointer certificate = capi::DecodeCertificate(good);
         ASSERT_NE(certificate, nullptr);
-        EXPECT_GT(X509_NAME_entry_count(certificate->body->issuer), 0);
+        EXPECT_GT(sk_RelativeName_num(certificate->body->issuer), 0);
         CertificateBytes longer = good;
         longer.push_back(0);
         EXPECT_EQ(capi::DecodeCertificate(longer), nullptr);
@@ -73,6 +74,33 @@ TEST(CertificateSyntax, TakesAndRefusesWhatLibcryptoDoesAtEveryOctet) {
             }
         }
     }
+}
+
+// The common name of a certificate of OpenSSL's, which is a UTF8String, as each other type of text
+// and with each octet of characters that are cut short or lie outside of what the type has.
+TEST(CertificateSyntax, TakesAndRefusesTheTextsOfNamesThatLibcryptoDoes) {
+    constexpr BYTE kTypes[] = {0x0C, 0x12, 0x13, 0x14, 0x16, 0x1A, 0x1C, 0x1E};
+    using namespace std::string_literals;
+    const std::string texts[] = {"name"s,         "nam\xD0"s,          "\xC0\x80me"s,
+                                 "\xD0\xB8me"s,   "\xD8\x01\xD8\x01"s, "\x00\x11\x00\x01"s,
+                                 "\xED\xA0\x80 "s};
+    const std::string place = "\x06\x03\x55\x04\x03\x0C\x04Root";
+    const CertificateBytes& good = test_support::Chain().root;
+    const auto found = std::search(good.begin(), good.end(), place.begin(), place.end());
+    ASSERT_NE(found, good.end());
+    unsigned refused = 0;
+    for (const BYTE type : kTypes) {
+        for (const std::string& text : texts) {
+            CertificateBytes bytes = good;
+            const auto at = bytes.begin() + (found - good.begin()) + 5;
+            *at = type;
+            std::copy(text.begin(), text.end(), at + 2);
+            const bool isTaken = capi::DecodeCertificate(bytes) != nullptr;
+            EXPECT_EQ(isTaken, IsCertificateByPeer(bytes)) << int{type} << ' ' << text;
+            refused += isTaken ? 0 : 1;
+        }
+    }
+    EXPECT_GT(refused, 0u);
 }
 
 }  // namespace
