@@ -269,7 +269,7 @@ def write_faults(text, faults):
     for (begin, end), group in outside.items():
         value = f"({text[begin:end]})"
         for fault, other in group:
-            value = f"(::mutation::Active({fault.number}) ? ({other}) : {value})"
+            value = f"(::mutation::IsChosen({fault.number}) ? ({other}) : {value})"
         edits.append((begin, end, value))
         # Chosen as the program starts, and an array of characters is then a pointer to them.
         head = text.rfind(";", 0, begin) + 1

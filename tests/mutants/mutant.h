@@ -40,11 +40,13 @@ inline bool TellReached() {
 }
 
 // Whether the code of fault `number` runs in place of what it was made from.
-constexpr bool Active(int number) {
-    if (std::is_constant_evaluated()) {
-        return false;
-    }
+inline bool IsChosen(int number) {
     return Chosen() == number && TellReached();
+}
+
+// The same for functions that may be evaluated as the program is compiled, without a fault then.
+constexpr bool Active(int number) {
+    return !std::is_constant_evaluated() && IsChosen(number);
 }
 
 }  // namespace mutation

@@ -36,6 +36,7 @@ TEST_F(AnsiToUtf8PasswordTest, EmptyTextGivesNoBytesAndNoCall) {
     Blob utf8("old", 3);
     EXPECT_EQ(AnsiToUtf8Password("", &utf8), 0u);
     EXPECT_TRUE(utf8.IsEmpty());
+    EXPECT_EQ(AnsiToUtf8Password(nullptr, &utf8), 0u);
     EXPECT_TRUE(PlatformCalls::Get().Log().empty());
 }
 
