@@ -1,6 +1,7 @@
 # Everything that is compiled here is compiled with these options; targets link `build_options`.
 option(MVLPFX_BENCH "Build the benchmarks" OFF)
 option(MVLPFX_FUZZ "Build the libFuzzer targets (clang only)" OFF)
+option(MVLPFX_COVERAGE "Count what the tests run of src/ (gcc only)" OFF)
 set(MVLPFX_SANITIZE "" CACHE STRING "Sanitizers, as -fsanitize= takes them")
 
 set(CMAKE_CXX_STANDARD 20)
@@ -29,3 +30,13 @@ endif()
 if(MVLPFX_FUZZ)
   target_compile_options(build_options INTERFACE -fsanitize=fuzzer-no-link)
 endif()
+
+# Counts which lines and branches of a target are run, by threads at once too. What _FORTIFY_SOURCE
+# checks needs a compiler that optimises, and what counts lines best is one that does not.
+function(mvlpfx_count_runs target)
+  if(MVLPFX_COVERAGE)
+    target_compile_options(${target} PRIVATE
+      --coverage -fprofile-update=atomic -fprofile-abs-path -O0 -U_FORTIFY_SOURCE)
+    target_link_options(${target} PUBLIC --coverage)
+  endif()
+endfunction()

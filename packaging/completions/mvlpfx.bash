@@ -17,7 +17,7 @@ _mvlpfx_options() {
         echo "$common $pass --exportable --machine --keys-only --pin-from-password --dry-run"
         ;;
     register | unregister) echo "$common" ;;
-    *) echo "--help" ;;
+    *) echo "--help --version" ;;
     esac
 }
 
@@ -38,7 +38,7 @@ _mvlpfx() {
         ;;
     --subject | --curve | --days | --container | --thumbprint | --pass-fd | --pin-fd | \
         --max-iterations) return ;;
-    mvlpfx) words="new keys certs create info verify restore register unregister --help" ;;
+    mvlpfx) words="new keys certs create info verify restore register unregister --help --version" ;;
     keys) words="list delete $(_mvlpfx_options keys)" ;;
     certs) words="list add delete $(_mvlpfx_options certs)" ;;
     *)

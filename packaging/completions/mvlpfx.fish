@@ -12,6 +12,7 @@ complete -c mvlpfx -n __fish_use_subcommand -a register -d 'Let programs find th
 complete -c mvlpfx -n __fish_use_subcommand -a unregister -d 'Undo what undoing takes back'
 
 complete -c mvlpfx -s h -l help -d 'Print help'
+complete -c mvlpfx -n __fish_use_subcommand -l version -d 'Print the version'
 complete -c mvlpfx -n 'not __fish_use_subcommand' -l json -d 'Report as one line of JSON'
 complete -c mvlpfx -n 'not __fish_use_subcommand' -l quiet -d 'Print nothing but lists and errors'
 complete -c mvlpfx -n 'not __fish_use_subcommand' -l max-iterations -x -d 'Refuse more iterations'

@@ -34,50 +34,30 @@ SUBCOMMANDS = ("new", "keys", "certs", "create", "info", "verify", "restore", "r
                "unregister")
 
 
-def options_of(subcommand):
-    return set(re.findall(r"--[a-z][a-z-]*", run(subcommand, "--help")))
+PARTS = [["keys", "list"], ["keys", "delete"], ["certs", "list"], ["certs", "add"],
+         ["certs", "delete"]]
+
+
+def options_in(said):
+    return set(re.findall(r"^ .*?(--[a-z][a-z-]*)", said, re.M))
+
+
+def options_of(*words):
+    """Those of a subcommand, or those that stand before any."""
+    return options_in(run(*words, "--help"))
 
 
 class Help(unittest.TestCase):
     def test_every_subcommand_shows_an_example_of_itself(self):
-        for words in [[name] for name in SUBCOMMANDS] + [
-                ["keys", "list"], ["keys", "delete"], ["certs", "list"], ["certs", "add"],
-                ["certs", "delete"]]:
+        for words in [[name] for name in SUBCOMMANDS] + PARTS:
             said = run(*words, "--help")
             example = said[said.index("\nExample"):]
             self.assertIn(" ".join(["mvlpfx", words[0]]), example)
 
-
-class Completions(unittest.TestCase):
-    folder = DOCS.parent / "packaging" / "completions"
-
-    def test_bash_offers_what_each_subcommand_takes(self):
-        for subcommand in SUBCOMMANDS:
-            said = subprocess.run(
-                ["bash", "-c", 'source "$0"; _mvlpfx_options "$1"', self.folder / "mvlpfx.bash",
-                 subcommand], capture_output=True, check=True, text=True).stdout
-            self.assertEqual(set(said.split()), options_of(subcommand), subcommand)
-
-    def test_bash_completes_the_word_before_the_cursor(self):
-        for words, offered in ((["mvlpfx", "res"], "restore"),
-                               (["mvlpfx", "create", "--na"], "--names"),
-                               (["mvlpfx", "new", "--algorithm", "gost2001"], "gost2001"),
-                               (["mvlpfx", "certs", "--store", "R"], "ROOT")):
-            said = subprocess.run(
-                ["bash", "-c", 'source "$0"; COMP_WORDS=("$@"); COMP_CWORD=$(($# - 1)); _mvlpfx; '
-                 'echo "${COMPREPLY[@]}"', self.folder / "mvlpfx.bash", *words],
-                capture_output=True, check=True, text=True).stdout
-            self.assertEqual(said.strip(), offered, words)
-
-    def test_the_others_know_every_subcommand_and_option(self):
-        zsh = (self.folder / "_mvlpfx").read_text()
-        fish = (self.folder / "mvlpfx.fish").read_text()
-        offered = set().union(*map(options_of, SUBCOMMANDS))
-        self.assertEqual(set(re.findall(r"--[a-z][a-z-]*", zsh)), offered)
-        self.assertEqual({f"--{name}" for name in re.findall(r"^complete.* -l ([a-z-]+)", fish, re.M)}, offered)
-        for subcommand in SUBCOMMANDS:
-            self.assertIn(f"'{subcommand}:", zsh.replace('"', "'"))
-            self.assertIn(f"__fish_use_subcommand -a {subcommand} ", fish)
+    def test_what_a_subcommand_does_shows_all_of_its_options(self):
+        for words in PARTS:
+            self.assertEqual(options_of(*words), options_of(words[0]), words)
+            self.assertIn("--json", options_of(*words))
 
 
 class ManualPages(unittest.TestCase):
@@ -89,11 +69,12 @@ class ManualPages(unittest.TestCase):
     def test_every_subcommand_and_option_is_told(self):
         page = self.page("mvlpfx.1")
         told = set(re.findall(r"--[a-z][a-z-]*", page))
-        offered = set()
+        offered = options_of()
         for subcommand in SUBCOMMANDS:
             self.assertIn(f"\n.TP\n.B {subcommand}\n", page)
             offered |= options_of(subcommand)
         self.assertEqual(told, offered)
+        self.assertIn(f'"{run("--version").strip()}"', page.splitlines()[0])
         overview = run("--help").split("Subcommands:")[1]
         self.assertEqual(re.findall(r"^  ([a-z]+) ", overview, re.M), list(SUBCOMMANDS))
 

@@ -8,6 +8,7 @@ import hashlib
 import json
 import os
 import pathlib
+import re
 import subprocess
 import sys
 import unittest
@@ -74,29 +75,27 @@ class Errors(Profile):
         self.file("password", "Password1\n")
         return self.folder / name
 
-    def without_log(self, said):
-        """What the layers below tell the system log, and the tool's own lines."""
-        log = [line for line in said.splitlines() if line.startswith("mvlpfx: ")]
-        return [log, *(line for line in said.splitlines() if line not in log)]
-
     def tells(self, code, args, *, happened, advised, name=None, lines=(), subject=None, where=None,
-              found=None, is_logged=False, **more):
+              found=None, logged=None, **more):
         """That text and JSON say the same: `where` is a path and the bytes at its offset in the
-        document that the command is about."""
+        document that the command is about; `logged` is a pattern of all that the layers below have
+        to tell."""
         result = self.run_tool(*args, **more)
         self.assertEqual((result.returncode, result.stdout), (code, b""), result)
-        log, first, *rest = self.without_log(result.stderr.decode())
-        self.assertEqual(bool(log), is_logged, result)
+        first, *rest = result.stderr.decode().splitlines()
         self.assertTrue(first.startswith(f"mvlpfx {args[0]}: "), result)
         self.assertIn(happened, first)
         (advice,) = [line for line in rest if line.startswith("  what to do: ")]
         self.assertIn(advised, advice)
         for line in lines:
-            self.assertIn("  " + line, rest)
+            self.assertEqual(rest.count("  " + line), 1, result)
+        if logged is not None:
+            self.assertEqual(len([line for line in rest if re.fullmatch("  " + logged, line)]), 1,
+                             result)
 
         result = self.run_tool(*args, "--json", **more)
         self.assertEqual(result.returncode, code, result)
-        self.assertEqual(self.without_log(result.stderr.decode())[1:], [])
+        self.assertEqual(result.stderr, b"")
         report = json.loads(result.stdout)
         self.assertEqual((report["schema"], report["command"], report["exitCode"]),
                          (1, args[0], code))
@@ -109,6 +108,10 @@ class Errors(Profile):
         else:
             self.assertIn(f"({report['errorWord']})", first)
         self.assertEqual(report["found"], found)
+        if logged is None:
+            self.assertEqual(report["log"], [])
+        else:
+            self.assertRegex("\n".join(report["log"]), f"^{logged}$")
         if where is None:
             self.assertIsNone(report["where"])
         else:
@@ -221,24 +224,51 @@ class Errors(Profile):
 
     def test_bytes_behind_the_document(self):
         whole = DOCUMENT.read_bytes()
+        for trail in (b"\x00\x01", bytes(2), b"\x05\x00", whole):
+            document = self.file("trail", whole + trail)
+            noun = f"{len(trail)} bytes behind the document's end"
+            expected = {"subject": document, "happened": noun,
+                        "advised": f"cut it to {len(whole)} bytes",
+                        "found": f"byte 0x{trail[0]:02X}", "where": ("", trail)}
+            # Of what the platform refuses the password is not asked for.
+            for options in ([], ["--dry-run"]):
+                with self.subTest(trail[:2], restore=options):
+                    report = self.tells(4, ["restore", document, "--pass-file", "wrong", *options],
+                                        name="NTE_BAD_DATA", **expected)
+                    self.assertEqual(report["where"]["offset"], len(whole))
+        # What reads as elements is shown by all the rest, what does not by none that shows them.
         trail = self.file("trail", whole + b"\x00\x01")
-        for command in (["info"], ["info", "--tree"]):
-            with self.subTest(command):
-                report = self.tells(
-                    4, [command[0], trail, *command[1:]], subject=trail,
-                    happened="2 bytes behind the document's end",
-                    advised=f"cut it to {len(whole)} bytes", found="byte 0x00",
-                    where=("", b"\x00\x01"))
-                self.assertEqual(report["where"]["offset"], len(whole))
+        for options in ([], ["--tree"]):
+            self.tells(4, ["info", trail, *options], subject=trail, found="byte 0x00",
+                       happened="2 bytes behind the document's end",
+                       advised=f"cut it to {len(whole)} bytes", where=("", b"\x00\x01"))
+        # A verification does not go that far.
+        self.assertEqual(self.expect(0, "verify", trail, "--pass-file", PASSWORD),
+                         f"{trail}: the password fits\n{trail}: 2 bytes behind the document's end\n")
+        # An element there is taken for the integrity value.
+        number = self.file("number", whole + b"\x02\x01\x05")
+        self.tells(4, ["verify", number, "--pass-file", PASSWORD], subject=number,
+                   name="NTE_BAD_DATA", happened="3 bytes behind the document's end",
+                   advised=f"cut it to {len(whole)} bytes", found="byte 0x02",
+                   where=("", b"\x02\x01\x05"))
+        self.assertIn("integrity: none\n", self.expect(0, "info", number))
+        self.assertEqual(self.report("info", number)["bytesBehind"], 3)
 
     def test_an_element_that_can_not_be_read(self):
         document = self.file("null", element(0x30, element(2, b"\x03"), element(5, b"\x00")))
-        for command in (["info"], ["info", "--tree"]):
-            with self.subTest(command):
-                self.tells(4, [command[0], document, *command[1:]], subject=document,
-                           happened="not a ", advised="",
-                           found="INTEGER, the last that can be read",
-                           where=("version", b"\x02\x01\x03"))
+        self.tells(4, ["info", document], subject=document, happened="not a PFX document",
+                   advised="get the document again", found="INTEGER, the last that can be read",
+                   where=("version", b"\x02\x01\x03"))
+        for name, octets, found in (
+                ("longer", "0203ff", "INTEGER"), ("headless", "30", "SEQUENCE"),
+                ("indefinite", "30800000", "SEQUENCE"), ("zeros", "0000", "[UNIVERSAL 0]"),
+                ("endless", "dfffff", "tag 0xDF")):
+            octets = bytes.fromhex(octets)
+            document = self.file(name, element(0x30, element(2, b"\x03"), octets))
+            with self.subTest(name):
+                self.tells(4, ["info", document, "--tree"], subject=document,
+                           happened="not a DER document", advised="name a file that holds DER",
+                           found=f"{found} that can't be read", where=("", octets))
 
     def test_a_content_that_is_not_data(self):
         for last, happened, advice in ((2, "signed by a certificate (signedData)",
@@ -390,7 +420,7 @@ class Errors(Profile):
         self.tells(8, ["new", "--subject", "CN=x", "--container", "two"], subject="two",
                    happened="file or folder is another user's, or open to others",
                    advised="make file and folder yours, their modes 0600 and 0700",
-                   name="NTE_PERM", is_logged=True)
+                   name="NTE_PERM", logged=f"{keys}: is another user's folder, or others may write in it")
 
     def test_pin_missing(self):
         self.new("open", "--exportable")
@@ -528,11 +558,11 @@ class Errors(Profile):
         self.tells(7, ["new", "--subject", "CN=x", "--container", "two"], before=AS_ANYONE,
                    happened=f"can't make the container 'two' in {keys}: no right",
                    advised="its owner and mode", name="ERROR_ACCESS_DENIED", subject="two",
-                   is_logged=True)
+                   logged=f"{keys}/[0-9a-f]{{64}}.key: Permission denied")
         self.tells(7, ["restore", DOCUMENT, "--pass-file", PASSWORD], before=AS_ANYONE,
                    happened=f"can't make a container in {keys}: no right",
                    advised="its owner and mode", name="ERROR_ACCESS_DENIED", subject=DOCUMENT,
-                   is_logged=True)
+                   logged=f"{keys}/[0-9a-f]{{64}}.key: Permission denied")
         keys.chmod(0o700)
         self.assertEqual([c["container"] for c in self.report("keys")["containers"]], ["one"])
 
@@ -541,14 +571,63 @@ class Errors(Profile):
         keys = self.home / "keys"
         keys.chmod(0)
         self.tells(7, ["keys"], before=AS_ANYONE, happened="no right to the file or folder",
-                   advised="its owner and mode", name="ERROR_ACCESS_DENIED", is_logged=True)
+                   advised="its owner and mode", name="ERROR_ACCESS_DENIED",
+                   logged=f"{keys}: Permission denied")
         keys.chmod(0o700)
+
+    def damaged_container(self):
+        path = self.home / "keys" / ("0" * 64 + ".key")
+        path.write_bytes(b"VLXKEYS")
+        path.chmod(0o600)
+        return path
+
+    def test_a_damaged_container_is_told_where_it_counts(self):
+        self.new("one", "--exportable")
+        self.new("two", "--exportable")
+        damaged = self.damaged_container()
+        for args in (["create", "-o", "out.pfx", "--pass-file", "password"], ["certs"],
+                     ["restore", "out.pfx", "--pass-file", "password"],
+                     ["keys", "delete", "two"], ["new", "--subject", "CN=x"]):
+            with self.subTest(args):
+                self.expect(0, *args)
+        for options in ([], ["--quiet"]):
+            result = self.run_tool("keys", *options)
+            self.assertEqual(result.returncode, 8, result)
+            self.assertIn(b"CN=one", result.stdout)
+            self.assertEqual(result.stderr.decode().count(str(damaged)), 1, result)
+            self.assertIn(f"\n  {damaged}: is damaged\n", result.stderr.decode())
+        self.assertEqual(self.report("keys", code=8)["log"], [f"{damaged}: is damaged"])
+
+    def test_a_damaged_file_of_a_store(self):
+        self.new("one", "--exportable")
+        damaged = self.home / "stores" / "MY" / ("0" * 40)
+        damaged.write_bytes(b"no certificate")
+        self.expect(0, "keys")
+        logged = f"{damaged}: cannot be read or is damaged; it is passed over"
+        result = self.run_tool("certs")
+        self.assertEqual(result.returncode, 7, result)
+        self.assertEqual(result.stderr.decode().splitlines()[1], f"  {logged}")
+        self.assertEqual(self.report("certs", code=7)["log"], [logged])
+        self.tells(7, ["create", "-o", "out.pfx", "--pass-file", "password"], subject="out.pfx",
+                   happened="can't read all of the store MY: a file is damaged",
+                   advised="put the file back", name="CRYPT_E_FILE_ERROR", logged=logged)
+
+    def test_damaged_settings_are_the_system_log_s_unless_a_command_fails_below(self):
+        settings = self.file("settings.toml", "no TOML")
+        env = {"VELMORIX_SETTINGS": str(settings)}
+        self.expect(0, "keys", env=env)
+        result = self.run_tool("verify", DOCUMENT, "--pass-file", "wrong", env=env)
+        self.assertNotIn(str(settings), result.stderr.decode())
+        (logged,) = self.report("keys", "delete", "none", code=8, env=env)["log"]
+        self.assertTrue(logged.startswith(f"{settings}: "), logged)
+        self.assertTrue(logged.endswith("; built-in settings are used"), logged)
 
     def test_output_that_is_lost(self):
         lost = "can't write to standard output: No space left"
         for code, said, args in ((7, lost, ["info", DOCUMENT]), (7, lost, ["keys", "--json"]),
                                  (7, "can't open: No such file", ["info", "nowhere", "--json"]),
-                                 (2, "is required", ["info", "--json"])):
+                                 (2, "is required", ["info", "--json"]), (7, lost, ["--help"]),
+                                 (7, lost, ["--version"]), (7, lost, ["--version", "--json"])):
             with self.subTest(args), open("/dev/full", "wb") as full:
                 result = subprocess.run([self.tool, *args], stdout=full, stderr=subprocess.PIPE,
                                         check=False, cwd=self.folder, env=self.environment())

@@ -120,10 +120,6 @@ class Keys(Profile):
 
 
 class Settings(Profile):
-    def test_that_cannot_be_read_are_named(self):
-        settings = self.file("settings.toml", "this is = = no settings")
-        self.expect(0, "keys", env={"VELMORIX_SETTINGS": str(settings)}, err=str(settings))
-
     def test_of_the_log_write_to_its_file_and_never_to_the_terminal(self):
         log = self.folder / "module.log"
         settings = self.file("settings.toml", "['Software\\Wow6432Node\\Velmorix\\Logs\\mvlpfx64']\n"
@@ -152,7 +148,7 @@ class Registration(Profile):
             self.assertEqual(entry["encoding"], 1)
             self.assertEqual(pathlib.Path(entry["library"]).name, "libmvlpfx64.so.0")
             self.assertTrue(pathlib.Path(entry["library"]).is_absolute())
-        self.assertIn("stay", self.expect(0, "unregister"))
+        self.assertEqual(self.expect(0, "unregister"), "")
         self.assertEqual(self.entries(), entered)
         self.expect(0, "register", "--quiet")
         self.assertEqual(self.entries(), entered)
@@ -187,7 +183,7 @@ class Registration(Profile):
         report = self.report("register", code=7)
         self.assertEqual(report["errorWord"][:6], "0x8007")
         # What it fails at is the system log's alone.
-        self.expect(0, "unregister", err="oid_functions.toml")
+        self.expect(0, "unregister")
 
 
 class Certs(Profile):
@@ -257,7 +253,7 @@ class CreateAndRestore(Profile):
         report = self.restore("--exportable")
         self.assertEqual(report["containers"], ["one", "two"])
         self.assertEqual({c["thumbprint"] for c in report["certificates"]}, thumbprints)
-        self.assertEqual([c["stores"] for c in report["certificates"]], ["MY", "MY"])
+        self.assertEqual([c["stores"] for c in report["certificates"]], [["MY"], ["MY"]])
         self.assertEqual(report["keysWithoutCertificate"], 0)
         again = self.expect(0, "create", "-o", "again.pfx", "--pass-file", "password",
                             home=self.other)
@@ -326,9 +322,10 @@ class CreateAndRestore(Profile):
         self.file("password", document.with_suffix(".password").read_bytes())
         stores = {c["subject"]: c["stores"] for c in self.report(
             "restore", document, "--pass-file", "password", "--exportable")["certificates"]}
-        self.assertEqual(stores, {"CN=chain": "MY", "CN=issuer": "CA", "CN=root": "ROOT"})
-        self.assertEqual(self.create(), "out.pfx: 1 keys, 1 certificates\n")
-        self.assertEqual(self.create("--chain", "--force"), "out.pfx: 1 keys, 3 certificates\n")
+        self.assertEqual(stores, {"CN=chain": ["MY"], "CN=issuer": ["CA"],
+                                  "CN=root": ["ROOT"]})
+        self.assertEqual(self.create(), "out.pfx: 1 key, 1 certificate\n")
+        self.assertEqual(self.create("--chain", "--force"), "out.pfx: 1 key, 3 certificates\n")
         subjects = [c["subject"] for c in self.restore()["certificates"]]
         self.assertEqual(sorted(subjects), sorted(stores))
 
@@ -339,7 +336,7 @@ class CreateAndRestore(Profile):
         self.create(code=8, err="CN=gone")
         self.assertFalse((self.folder / "out.pfx").exists())
         self.assertEqual(self.create("--allow-missing-keys"),
-                         "out.pfx: 1 keys, 2 certificates\n"
+                         "out.pfx: 1 key, 2 certificates\n"
                          "left out the key of CN=gone, C=RU: there is no such container\n")
         report = self.restore()
         self.assertEqual(len(report["certificates"]), 2)

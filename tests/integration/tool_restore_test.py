@@ -31,7 +31,7 @@ class Restore(Profile):
             r"container    rnd-\S+\n"
             r"certificate  [0-9a-f]{40}  key  MY        CN=leaf\n"
             r"certificate  [0-9a-f]{40}  -    ROOT      CN=ca\n"
-            r"1 of the keys belong to none of the certificates\n\Z"))
+            r"1 of the keys belongs to none of the certificates\n\Z"))
 
     def test_a_key_without_a_certificate_is_counted(self):
         self.assertEqual(self.restore(0, "untied.pfx", "--quiet"), "")

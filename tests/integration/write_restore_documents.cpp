@@ -119,6 +119,43 @@ Bytes DocumentOfOneData() {
     return test_support::DocumentOf({content});
 }
 
+Bytes Bag(const std::string& type, const Bytes& value) {
+    return test_support::Element(
+        0x30, test_support::Join({test_support::Oid(type), test_support::Element(0xA0, value)}));
+}
+
+// Besides what a restore takes one of each that it passes over.
+Bytes DocumentOfPassedOver() {
+    const Bytes secret = Bag("1.2.840.113549.1.12.10.1.5", test_support::Element(0x30, {}));
+    const Bytes plainKey = Bag("1.2.840.113549.1.12.10.1.1", test_support::PrivateKey());
+    const Bytes hollow =
+        test_support::Element(0x30, test_support::Oid("1.2.840.113549.1.12.10.1.2"));
+    const Bytes other = test_support::Element(
+        0x30, test_support::Join({test_support::Oid("1.2.840.113549.1.7.3"),
+                                  test_support::Element(0xA0, test_support::Element(0x30, {}))}));
+    const auto certificate = [](const std::string& name) {
+        return CertificateBag{test_support::MakeCertificate(name, name), {}}.Build();
+    };
+    const Bytes leaf = CertificateBag{
+        test_support::MakeCertificate("leaf", "ca"),
+        {test_support::LocalKeyId(
+            kFirstId)}}.Build();
+    return test_support::DocumentOf(
+        {test_support::EncryptedContentInfo({leaf, SecondKey().Build(), secret}),
+         test_support::EncryptedContentInfo({certificate("second")}),
+         test_support::PlainContentInfo(
+             {FirstKey().Build(), certificate("clear"), plainKey, hollow}),
+         other});
+}
+
+// The certificates are encrypted under another password than the integrity value's.
+Bytes DocumentOfJunk() {
+    const CertificateBag leaf{test_support::MakeCertificate("leaf", "ca"), {}};
+    return test_support::DocumentOf(
+        {test_support::EncryptedContentInfo({leaf.Build()}, {}, "another"),
+         test_support::PlainContentInfo({FirstKey().Build()})});
+}
+
 void Write(const std::filesystem::path& path, const Bytes& bytes) {
     std::ofstream(path, std::ios::binary)
         .write(reinterpret_cast<const char*>(bytes.data()),
@@ -161,6 +198,8 @@ int main(int argc, char** argv) {
     Write(folder / "shared-certificate.pfx", DocumentOfSharedCertificate());
     Write(folder / "no-prf-parameters.pfx", DocumentWithoutPrfParameters());
     Write(folder / "attributes.pfx", DocumentOfAttributes());
+    Write(folder / "passed-over.pfx", DocumentOfPassedOver());
+    Write(folder / "junk.pfx", DocumentOfJunk());
     damaged.attributes = {test_support::FriendlyName(u"two\nlines")};
     Write(folder / "two-lines.pfx", DocumentOfKeys(damaged));
     return 0;

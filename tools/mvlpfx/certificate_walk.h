@@ -20,8 +20,7 @@ void ForEachCertificate(HCERTSTORE store, const std::string& name, Take take) {
         }
     }
     if (GetLastError() != static_cast<DWORD>(CRYPT_E_NOT_FOUND)) {
-        ThrowLastError("can't read all of the store " + name +
-                       " (the system log names the damaged file)");
+        ThrowLastError("can't read all of the store " + name);
     }
 }
 

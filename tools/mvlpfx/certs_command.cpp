@@ -148,8 +148,7 @@ void RunListCerts(const CertsOptions& options) {
         throw;
     }
     if (options.common.json) {
-        auto report = JsonReport("certs");
-        report["exitCode"] = 0;
+        auto report = JsonSuccess("certs", options.store);
         report["store"] = options.store;
         report["certificates"] = std::move(rows);
         PrintJson(report);
@@ -170,8 +169,7 @@ void RunAddCerts(const CertsOptions& options) {
         }
     }
     if (options.common.json) {
-        auto report = JsonReport("certs");
-        report["exitCode"] = 0;
+        auto report = JsonSuccess("certs", options.file);
         report["store"] = options.store;
         report["added"] = std::move(added);
         PrintJson(report);
@@ -179,7 +177,8 @@ void RunAddCerts(const CertsOptions& options) {
 }
 
 void RunDeleteCert(const CertsOptions& options) {
-    std::vector<BYTE> hash = HashOf(ParseThumbprint(options.thumbprint));
+    const std::string thumbprint = ParseThumbprint(options.thumbprint);
+    std::vector<BYTE> hash = HashOf(thumbprint);
     const OwnedStore store = OpenSystemStore(options.store, options.machine);
     CRYPT_HASH_BLOB blob{static_cast<DWORD>(hash.size()), hash.data()};
     PCCERT_CONTEXT certificate = CertFindCertificateInStore(store.Get(), X509_ASN_ENCODING, 0,
@@ -190,10 +189,9 @@ void RunDeleteCert(const CertsOptions& options) {
     RequireCall(CertDeleteCertificateFromStore(certificate),
                 "can't delete the certificate from " + options.store);
     if (options.common.json) {
-        auto report = JsonReport("certs");
-        report["exitCode"] = 0;
+        auto report = JsonSuccess("certs", thumbprint);
         report["store"] = options.store;
-        report["deleted"] = options.thumbprint;
+        report["deleted"] = thumbprint;
         PrintJson(report);
     }
 }

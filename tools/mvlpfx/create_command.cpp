@@ -336,16 +336,15 @@ std::string LineOf(const Keyless& keyless) {
 
 void Report(const CreateOptions& options, const Contents& contents) {
     if (options.common.json) {
-        auto report = JsonReport("create");
-        report["subject"] = options.output;
-        report["exitCode"] = 0;
+        auto report = JsonSuccess("create", options.output);
         report["keys"] = contents.keys;
         report["certificates"] = contents.certificates;
         report["withoutKey"] = JsonOf(contents.keyless);
         PrintJson(report);
     } else if (!options.common.quiet) {
-        std::printf("%s: %zu keys, %zu certificates\n", Printable(options.output).c_str(),
-                    contents.keys, contents.certificates);
+        std::printf("%s: %s, %s\n", Printable(options.output).c_str(),
+                    CountText(contents.keys, "key").c_str(),
+                    CountText(contents.certificates, "certificate").c_str());
         for (const Keyless& one : contents.keyless) {
             std::printf("left out the key of %s\n", Printable(LineOf(one)).c_str());
         }

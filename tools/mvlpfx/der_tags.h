@@ -6,6 +6,7 @@
 namespace mvlpfx {
 
 inline constexpr std::uint8_t kInteger = 0x02;
+inline constexpr std::uint8_t kBitString = 0x03;
 inline constexpr std::uint8_t kOctetString = 0x04;
 inline constexpr std::uint8_t kNull = 0x05;
 inline constexpr std::uint8_t kObjectIdentifier = 0x06;

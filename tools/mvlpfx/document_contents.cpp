@@ -9,9 +9,12 @@
 #include "foundation/exception.h"
 #include "foundation/wide_to_ansi.h"
 #include "mvlpfx/der_tags.h"
+#include "mvlpfx/document_fault.h"
 #include "mvlpfx/document_keys.h"
+#include "mvlpfx/document_outline.h"
 #include "mvlpfx/exit_codes.h"
 #include "mvlpfx/node_tree.h"
+#include "mvlpfx/part_report.h"
 #include "mvlpfx/report.h"
 #include "mvlpfx/restore_error.h"
 #include "pfximport/bag_attributes.h"
@@ -189,15 +192,54 @@ Json DescribeCertificate(const pkisdk::DerList& bag, std::uint32_t ordinal,
     return row;
 }
 
-void AddCertificates(const pkisdk::DerList& content, Json* report) {
+Json CertificateRows(const pkisdk::DerList& content, const KeysOfCertificates& keys) {
     Json rows = Json::array();
-    const KeysOfCertificates keys = GroupByCertificate((*report)["keys"]);
     pkisdk::BagWalk walk(content, pkisdk::kCertBagOid);
     pkisdk::DerList bag;
     for (std::uint32_t ordinal = 1; walk.Next(&bag); ++ordinal) {
         rows.push_back(DescribeCertificate(bag, ordinal, keys));
     }
-    (*report)["certificates"] = std::move(rows);
+    return rows;
+}
+
+// Those that are not encrypted, which a restore does not look for.
+void AddPlainCertificates(const pkisdk::DerList& list, Json* report) {
+    Json rows = Json::array();
+    try {
+        rows = CertificateRows(list, {});
+    } catch (const pkisdk::Exception& error) {
+        (*report)["plainCertificatesError"] =
+            DescribeFailure(ToolError(ExitCode::kMalformed, error.what()));
+    }
+    for (Json& row : rows) {
+        row.erase("keys");
+        row["passedOver"] = WhyPassedOver(pkisdk::kCertBagOid, false);
+    }
+    if (!rows.empty()) {
+        (*report)["plainCertificates"] = std::move(rows);
+    }
+}
+
+// What the decrypted content holds besides certificates.
+void AddOtherBags(const std::vector<PartOutline>& bags, Json* report) {
+    for (const PartOutline& bag : bags) {
+        if (!bag.passedOver.empty()) {
+            (*report)["otherBags"].push_back(JsonOfPart(bag));
+        }
+    }
+}
+
+// A restore takes what it decrypts for bags whatever it is.
+void AddCertificates(const std::vector<std::uint8_t>& document, const pkisdk::DerList& content,
+                     Json* report) {
+    bool isRead = false;
+    const std::vector<PartOutline> bags = OutlineDecrypted(content, &isRead);
+    if (!isRead) {
+        (*report)["certificatesError"] = DescribeFailure(MakeJunkError(document));
+        return;
+    }
+    (*report)["certificates"] = CertificateRows(content, GroupByCertificate((*report)["keys"]));
+    AddOtherBags(bags, report);
 }
 
 }  // namespace
@@ -219,8 +261,10 @@ OwnedStore DecryptCertificates(const std::vector<std::uint8_t>& document,
 }
 
 nlohmann::ordered_json DescribeKeys(const std::vector<std::uint8_t>& document) {
+    const pkisdk::DerList list = Parse(document);
     Json report;
-    AddKeys(document, Parse(document), nullptr, &report);
+    AddKeys(document, list, nullptr, &report);
+    AddPlainCertificates(list, &report);
     return report;
 }
 
@@ -233,11 +277,12 @@ nlohmann::ordered_json DescribeContents(const std::vector<std::uint8_t>& documen
         DecryptCertificates(document, list, password, &content);
         pkisdk::CertificateBags bags(content);
         AddKeys(document, list, &bags, &report);
-        AddCertificates(content, &report);
+        AddCertificates(document, content, &report);
     } catch (const ToolError& error) {
         AddKeys(document, list, nullptr, &report);
         report["certificatesError"] = DescribeFailure(error);
     }
+    AddPlainCertificates(list, &report);
     return report;
 }
 

@@ -10,10 +10,11 @@
 #include "asn/asn_identifier.h"
 #include "derlist/der_parser.h"
 #include "mvlpfx/der_tags.h"
+#include "mvlpfx/der_walk.h"
 #include "mvlpfx/document_file.h"
 #include "mvlpfx/document_syntax.h"
 #include "mvlpfx/node_tree.h"
-#include "mvlpfx/tree_view.h"
+#include "mvlpfx/report.h"
 #include "pfximport/bag_identifiers.h"
 #include "platform/cryptoapi.h"
 
@@ -134,18 +135,10 @@ std::string ByteText(std::uint8_t byte) {
     return text.data();
 }
 
-// What reads as DER but for bytes behind it.
 void RefuseTrail(std::span<const std::uint8_t> document, std::uint32_t word) {
-    const std::vector<std::uint8_t> der = WithoutArmour({document.begin(), document.end()});
-    const std::uint64_t announced = AnnouncedSize(der);
-    if (announced == 0 || announced >= der.size() ||
-        !ParsedDocument(std::span(der).first(announced)).isWhole) {
-        return;
+    if (const auto error = FindTrail(document, word)) {
+        throw ToolError(*error);
     }
-    Throw(std::to_string(der.size() - announced) + " bytes behind the document's end",
-          "copy or download it again, as binary, or cut it to " + std::to_string(announced) +
-              " bytes of DER",
-          DocumentPlace{static_cast<std::uint32_t>(announced), "", ByteText(der[announced])}, word);
 }
 
 // How far the reading came; nothing where not even a frame and an element in it were read.
@@ -312,14 +305,50 @@ void ThrowNoPfx(std::span<const std::uint8_t> document, std::uint32_t word) {
           word);
 }
 
-void ThrowNoDer(std::span<const std::uint8_t> document, const pkisdk::DerList& read) {
+void ThrowNoDer(std::span<const std::uint8_t> document, std::uint32_t stop) {
     if (document.empty()) {
         Throw("not a DER document: the file is empty", "", std::nullopt, 0);
     }
     RefuseCutOff(document, 0);
     RefuseTrail(document, 0);
+    const std::vector<std::uint8_t> der = WithoutArmour({document.begin(), document.end()});
+    const std::string found =
+        stop == 0 ? ByteText(document[0]) : TypeName(der[stop]) + " that can't be read";
     Throw("not a DER document", "name a file that holds DER, PEM or base64",
-          FindUnread(NodeTree(read)).value_or(DocumentPlace{0, "", ByteText(document[0])}), 0);
+          DocumentPlace{stop, "", found}, 0);
+}
+
+ToolError MakeJunkError(std::span<const std::uint8_t> document) {
+    ToolError error(ExitCode::kMalformed,
+                    "what is decrypted is no list of bags, and a restore finds none in it", 0,
+                    "it may be encrypted under another password than the integrity value, or be "
+                    "damaged; have the document made again");
+    const ParsedDocument read(document);
+    const std::size_t content = read.tree.Child(EncryptedData(read.tree), 1);
+    error.place = PlaceOf(read.tree, read.tree.Child(content, 2),
+                          "octets that are no SafeContents once they are decrypted");
+    return error;
+}
+
+std::uint64_t CountBehind(std::span<const std::uint8_t> document) {
+    const std::vector<std::uint8_t> der = WithoutArmour({document.begin(), document.end()});
+    const std::uint64_t announced = AnnouncedSize(der);
+    return announced == 0 || announced > der.size() ? 0 : der.size() - announced;
+}
+
+std::optional<ToolError> FindTrail(std::span<const std::uint8_t> document, std::uint32_t word) {
+    const std::vector<std::uint8_t> der = WithoutArmour({document.begin(), document.end()});
+    const std::uint64_t announced = AnnouncedSize(der);
+    if (announced == 0 || announced >= der.size() ||
+        !ParsedDocument(std::span(der).first(announced)).isWhole) {
+        return std::nullopt;
+    }
+    ToolError error(ExitCode::kMalformed, BehindText(der.size() - announced), word,
+                    "copy or download it again, as binary, or cut it to " +
+                        std::to_string(announced) + " bytes of DER");
+    error.place =
+        DocumentPlace{static_cast<std::uint32_t>(announced), "", ByteText(der[announced])};
+    return error;
 }
 
 void ThrowNoMac(std::span<const std::uint8_t> document) {
@@ -329,6 +358,7 @@ void ThrowNoMac(std::span<const std::uint8_t> document) {
         ThrowNoPfx(document, kWord);
     }
     RefuseOtherContent(read.tree, kWord);
+    RefuseTrail(document, kWord);
     const NodeTree& tree = read.tree;
     const std::size_t tail = tree.Child(tree.Root(), 2);
     Throw("the document has no integrity value (MacData) to check the password by",
@@ -376,7 +406,7 @@ std::optional<DocumentPlace> FindIterations(std::span<const std::uint8_t> docume
     if (greatest == NodeTree::kNone) {
         return std::nullopt;
     }
-    return PlaceOf(tree, greatest, std::to_string(iterations) + " iterations");
+    return PlaceOf(tree, greatest, CountText(iterations, "iteration"));
 }
 
 std::optional<DocumentPlace> FindUnknownAlgorithm(std::span<const std::uint8_t> document) {

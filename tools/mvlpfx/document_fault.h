@@ -5,7 +5,6 @@
 #include <optional>
 #include <span>
 
-#include "derlist/der_list.h"
 #include "mvlpfx/exit_codes.h"
 
 namespace mvlpfx {
@@ -18,8 +17,15 @@ namespace mvlpfx {
 // bytes behind it, can't be read or is of another kind. `word` is the one that was met.
 [[noreturn]] void ThrowNoPfx(std::span<const std::uint8_t> document, std::uint32_t word = 0);
 
-// The same for what does not read as DER; `read` holds what could be read.
-[[noreturn]] void ThrowNoDer(std::span<const std::uint8_t> document, const pkisdk::DerList& read);
+// The same for what does not read as DER from that offset on.
+[[noreturn]] void ThrowNoDer(std::span<const std::uint8_t> document, std::uint32_t stop);
+
+// How many bytes there are behind the SEQUENCE with which the document begins; 0 where its end
+// can't be told.
+std::uint64_t CountBehind(std::span<const std::uint8_t> document);
+
+// The error of bytes behind what reads as DER without them; nothing where there are none.
+std::optional<ToolError> FindTrail(std::span<const std::uint8_t> document, std::uint32_t word);
 
 // What has no integrity value where it should stand; for what is no PFX as ThrowNoPfx.
 [[noreturn]] void ThrowNoMac(std::span<const std::uint8_t> document);
@@ -38,6 +44,10 @@ std::optional<DocumentPlace> FindUnknownAlgorithm(std::span<const std::uint8_t> 
 
 // The first element that keeps an encrypted part from being read.
 std::optional<DocumentPlace> FindMisshapen(std::span<const std::uint8_t> document);
+
+// Of a first encrypted content whose plaintext, under the password that fits, is no list of bags: a
+// restore goes on, and finds no certificate in it.
+ToolError MakeJunkError(std::span<const std::uint8_t> document);
 
 // What a restore lacks that has made containers for so many keys: encrypted certificates, a part
 // for keys, or the key for which the last container was.

@@ -1,5 +1,6 @@
 #include "mvlpfx/document_outline.h"
 
+#include <algorithm>
 #include <array>
 #include <utility>
 
@@ -16,9 +17,11 @@ namespace {
 constexpr char kData[] = "1.2.840.113549.1.7.1";
 constexpr char kEncryptedData[] = "1.2.840.113549.1.7.6";
 constexpr char kShroudedKeyBag[] = "1.2.840.113549.1.12.10.1.2";
+constexpr char kCertBag[] = "1.2.840.113549.1.12.10.1.3";
+constexpr char kSafeContentsBag[] = "1.2.840.113549.1.12.10.1.6";
 constexpr char kPbes2[] = "1.2.840.113549.1.5.13";
 
-constexpr std::array<std::pair<const char*, const char*>, 24> kNames = {{
+constexpr std::array<std::pair<const char*, const char*>, 27> kNames = {{
     {"1.2.643.2.2.9", "GOST R 34.11-94"},
     {"1.2.643.7.1.1.2.2", "GOST R 34.11-2012 (256 bits)"},
     {"1.2.643.7.1.1.2.3", "GOST R 34.11-2012 (512 bits)"},
@@ -40,7 +43,10 @@ constexpr std::array<std::pair<const char*, const char*>, 24> kNames = {{
     {"1.2.840.113549.1.12.1.6", "PBE SHA-1 40-bit RC2"},
     {kShroudedKeyBag, "encrypted key"},
     {"1.2.840.113549.1.12.10.1.1", "plain key"},
-    {"1.2.840.113549.1.12.10.1.3", "certificate"},
+    {kCertBag, "certificate"},
+    {"1.2.840.113549.1.12.10.1.4", "revocation list"},
+    {"1.2.840.113549.1.12.10.1.5", "secret"},
+    {kSafeContentsBag, "bags"},
     {kData, "data"},
     {kEncryptedData, "encrypted content"},
 }};
@@ -83,15 +89,19 @@ EncryptionOutline OutlineEncryption(const NodeTree& tree, std::size_t algorithm)
 }
 
 // SafeBag ::= SEQUENCE { bagId, [0] bagValue, bagAttributes }
-PartOutline OutlineBag(const NodeTree& tree, std::size_t bag) {
+PartOutline OutlineBag(const NodeTree& tree, std::size_t bag, bool isEncrypted) {
     PartOutline part;
     const std::string oid = tree.Oid(tree.Child(bag, 0));
     part.type = NameOf(oid);
+    part.passedOver = WhyPassedOver(oid, isEncrypted);
     if (oid == kShroudedKeyBag) {
         const std::size_t encryptedKey = tree.Child(tree.Child(bag, 1), 0);
         part.kind = PartKind::kKeyBag;
         part.encryption = OutlineEncryption(tree, tree.Child(encryptedKey, 0));
         part.length = tree.Length(tree.Child(encryptedKey, 1));
+        if (encryptedKey == NodeTree::kNone) {
+            part.passedOver = "it holds no key";
+        }
     }
     return part;
 }
@@ -113,13 +123,21 @@ void OutlineContentInfo(const NodeTree& tree, std::size_t contentInfo,
     const std::string oid = tree.Oid(tree.Child(contentInfo, 0));
     const std::size_t content = tree.Child(tree.Child(contentInfo, 1), 0);
     if (oid == kEncryptedData) {
+        const bool isFirst = std::ranges::none_of(*parts, [](const PartOutline& part) {
+            return part.kind == PartKind::kEncryptedContent;
+        });
         parts->push_back(OutlineEncryptedData(tree, content));
+        parts->back().passedOver = isFirst ? "" : "it decrypts the first encrypted content alone";
     } else if (oid == kData) {
         for (const std::size_t bag : tree.Children(tree.Child(content, 0))) {
-            parts->push_back(OutlineBag(tree, bag));
+            parts->push_back(OutlineBag(tree, bag, false));
         }
     } else {
-        parts->push_back({PartKind::kOtherBag, NameOf(oid), {}, tree.Length(content)});
+        parts->push_back({PartKind::kOtherBag,
+                          NameOf(oid),
+                          {},
+                          tree.Length(content),
+                          "it reads data and encrypted contents alone"});
     }
 }
 
@@ -162,6 +180,29 @@ bool ParseDocument(std::span<const std::uint8_t> document, pkisdk::DerList* list
 }
 
 }  // namespace
+
+const char* WhyPassedOver(const std::string& oid, bool isEncrypted) {
+    // Bags in bags are found.
+    if (oid == kSafeContentsBag || oid == (isEncrypted ? kCertBag : kShroudedKeyBag)) {
+        return "";
+    }
+    if (oid == kCertBag) {
+        return "it takes certificates from the encrypted content alone";
+    }
+    return oid == kShroudedKeyBag ? "it looks for keys outside of encrypted contents"
+                                  : "it takes certificates and encrypted keys alone";
+}
+
+std::vector<PartOutline> OutlineDecrypted(const pkisdk::DerList& content, bool* isRead) {
+    const NodeTree tree(content);
+    std::vector<PartOutline> parts;
+    *isRead = tree.HasTag(tree.Root(), kSequence);
+    for (const std::size_t bag : tree.Children(tree.Root())) {
+        *isRead = *isRead && tree.HasTag(tree.Child(bag, 0), kObjectIdentifier);
+        parts.push_back(OutlineBag(tree, bag, true));
+    }
+    return *isRead ? parts : std::vector<PartOutline>();
+}
 
 MacOutline OutlineMac(std::span<const std::uint8_t> document) {
     pkisdk::DerList list;

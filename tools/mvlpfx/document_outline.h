@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "derlist/der_list.h"
+
 namespace mvlpfx {
 
 // The integrity value, read from the document's tail as the verification reads it.
@@ -38,6 +40,7 @@ struct PartOutline {
     std::string type;  // the bag's, or the content's
     EncryptionOutline encryption;
     std::uint32_t length = 0;  // bytes of the encrypted value, where there is one
+    std::string passedOver;    // why a restore passes over it; empty where it does not
 };
 
 struct DocumentOutline {
@@ -48,6 +51,13 @@ struct DocumentOutline {
 
 // `document` may be DER, PEM or base64. Throws ToolError (kMalformed) if it is no PFX.
 DocumentOutline OutlineDocument(std::span<const std::uint8_t> document);
+
+// Why a restore passes over a bag of this type in an encrypted content or outside of one; empty
+// where it does not.
+const char* WhyPassedOver(const std::string& oid, bool isEncrypted);
+
+// The bags of a decrypted content; none where it is no SafeContents, which `isRead` tells.
+std::vector<PartOutline> OutlineDecrypted(const pkisdk::DerList& content, bool* isRead);
 
 // The integrity value alone, of whatever bytes; not present where the tail is no MacData.
 MacOutline OutlineMac(std::span<const std::uint8_t> document);

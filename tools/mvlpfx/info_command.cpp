@@ -6,8 +6,10 @@
 
 #include "mvlpfx/commands.h"
 #include "mvlpfx/document_contents.h"
+#include "mvlpfx/document_fault.h"
 #include "mvlpfx/document_file.h"
 #include "mvlpfx/document_outline.h"
+#include "mvlpfx/part_report.h"
 #include "mvlpfx/password_check.h"
 #include "mvlpfx/report.h"
 #include "mvlpfx/tree_view.h"
@@ -16,51 +18,9 @@ namespace mvlpfx {
 
 namespace {
 
-const char* KindName(PartKind kind) {
-    switch (kind) {
-        case PartKind::kEncryptedContent:
-            return "encryptedContent";
-        case PartKind::kKeyBag:
-            return "keyBag";
-        case PartKind::kOtherBag:
-            break;
-    }
-    return "bag";
-}
-
-nlohmann::ordered_json JsonOf(const EncryptionOutline& encryption) {
-    nlohmann::ordered_json json{{"scheme", encryption.scheme}};
-    const auto addText = [&json](const char* name, const std::string& text) {
-        if (!text.empty()) {
-            json[name] = text;
-        }
-    };
-    addText("derivation", encryption.derivation);
-    addText("prf", encryption.prf);
-    addText("cipher", encryption.cipher);
-    if (encryption.iterations) {
-        json["iterations"] = *encryption.iterations;
-    }
-    if (encryption.saltLength) {
-        json["saltLength"] = *encryption.saltLength;
-    }
-    return json;
-}
-
-nlohmann::ordered_json JsonOf(const PartOutline& part) {
-    nlohmann::ordered_json json{{"kind", KindName(part.kind)}, {"type", part.type}};
-    if (part.kind != PartKind::kOtherBag) {
-        json["encryption"] = JsonOf(part.encryption);
-        json["length"] = part.length;
-    }
-    return json;
-}
-
 void PrintJsonOutline(const InfoOptions& options, const DocumentOutline& outline,
-                      const nlohmann::ordered_json& contents) {
-    auto report = JsonReport("info");
-    report["subject"] = options.file;
-    report["exitCode"] = 0;
+                      const nlohmann::ordered_json& contents, std::uint64_t behind) {
+    auto report = JsonSuccess("info", options.file);
     if (options.password.IsNamed()) {
         report["fits"] = true;
     }
@@ -74,26 +34,11 @@ void PrintJsonOutline(const InfoOptions& options, const DocumentOutline& outline
     }
     report["parts"] = nlohmann::ordered_json::array();
     for (const PartOutline& part : outline.parts) {
-        report["parts"].push_back(JsonOf(part));
+        report["parts"].push_back(JsonOfPart(part));
     }
     report.update(contents);
+    AddBehind(behind, &report);
     PrintJson(report);
-}
-
-std::string Sentence(const EncryptionOutline& encryption) {
-    std::string text = encryption.scheme.empty() ? "no algorithm" : encryption.scheme;
-    for (const std::string* name : {&encryption.derivation, &encryption.prf, &encryption.cipher}) {
-        if (!name->empty()) {
-            text += ", " + *name;
-        }
-    }
-    if (encryption.iterations) {
-        text += ", " + std::to_string(*encryption.iterations) + " iterations";
-    }
-    if (encryption.saltLength) {
-        text += ", salt of " + std::to_string(*encryption.saltLength) + " bytes";
-    }
-    return text;
 }
 
 // The fields of a key's row or a certificate's, one a line.
@@ -116,6 +61,8 @@ void PrintFields(const nlohmann::ordered_json& row) {
     }
     if (!row.value("readable", true)) {
         std::printf("  no X.509 certificate; a restore passes over it\n");
+    } else if (row.contains("passedOver")) {
+        std::printf("  %s\n", PassedOverText(row).c_str());
     }
     for (const auto& attribute : row.value("attributes", nlohmann::ordered_json::array())) {
         std::printf("  %s", attribute.value("oid", "attribute").c_str());
@@ -139,8 +86,10 @@ void PrintError(const char* list, const nlohmann::ordered_json& error) {
 }
 
 void PrintTextContents(const nlohmann::ordered_json& contents) {
-    constexpr std::pair<const char*, const char*> kLists[] = {{"keys", "key"},
-                                                              {"certificates", "certificate"}};
+    constexpr std::pair<const char*, const char*> kLists[] = {
+        {"keys", "key"},
+        {"certificates", "certificate"},
+        {"plainCertificates", "certificate in clear"}};
     for (const auto& [list, name] : kLists) {
         for (const auto& row : contents.value(list, nlohmann::ordered_json::array())) {
             std::printf("%s %u\n", name, row["number"].get<unsigned>());
@@ -151,17 +100,21 @@ void PrintTextContents(const nlohmann::ordered_json& contents) {
             PrintError(list, *error);
         }
     }
+    for (const auto& part : contents.value("otherBags", nlohmann::ordered_json::array())) {
+        std::printf("in the encrypted content: %s\n", TextOfPart(part).c_str());
+    }
 }
 
 void PrintTextOutline(const InfoOptions& options, const DocumentOutline& outline,
-                      const nlohmann::ordered_json& contents) {
+                      const nlohmann::ordered_json& contents, std::uint64_t behind) {
     std::printf("version:   %llu\n", static_cast<unsigned long long>(outline.version));
     if (outline.mac.present) {
-        std::printf("integrity: %s%s, %llu iterations, salt of %u bytes, value of %u bytes\n",
+        std::printf("integrity: %s%s, %s, salt of %s, value of %s\n",
                     outline.mac.digestName.c_str(),
                     outline.mac.digestKnown ? "" : " (unknown to the provider)",
-                    static_cast<unsigned long long>(outline.mac.iterations), outline.mac.saltLength,
-                    outline.mac.macLength);
+                    CountText(outline.mac.iterations, "iteration").c_str(),
+                    CountText(outline.mac.saltLength, "byte").c_str(),
+                    CountText(outline.mac.macLength, "byte").c_str());
     } else {
         std::printf("integrity: none\n");
     }
@@ -169,21 +122,17 @@ void PrintTextOutline(const InfoOptions& options, const DocumentOutline& outline
         std::printf("password:  fits\n");
     }
     for (const PartOutline& part : outline.parts) {
-        if (part.kind == PartKind::kOtherBag) {
-            std::printf("%s\n", part.type.c_str());
-        } else {
-            std::printf("%s: %u bytes; %s\n", part.type.c_str(), part.length,
-                        Sentence(part.encryption).c_str());
-        }
+        std::printf("%s\n", TextOfPart(JsonOfPart(part)).c_str());
     }
     PrintTextContents(contents);
+    if (behind != 0) {
+        std::printf("%s\n", BehindText(behind).c_str());
+    }
 }
 
 void PrintTreeReport(const InfoOptions& options, const std::vector<TreeLine>& lines) {
     if (options.common.json) {
-        auto report = JsonReport("info");
-        report["subject"] = options.file;
-        report["exitCode"] = 0;
+        auto report = JsonSuccess("info", options.file);
         report["tree"] = JsonOfTree(lines);
         PrintJson(report);
     } else {
@@ -220,10 +169,11 @@ void RunInfo(const InfoOptions& options) {
     const auto contents = password && HasEncryptedContent(outline)
                               ? DescribeContents(bytes, *password)
                               : DescribeKeys(bytes);
+    const std::uint64_t behind = CountBehind(bytes);
     if (options.common.json) {
-        PrintJsonOutline(options, outline, contents);
+        PrintJsonOutline(options, outline, contents, behind);
     } else {
-        PrintTextOutline(options, outline, contents);
+        PrintTextOutline(options, outline, contents, behind);
     }
 }
 

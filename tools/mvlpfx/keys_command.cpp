@@ -99,8 +99,7 @@ void RunListKeys(const KeysOptions& options) {
         throw error;
     }
     if (options.common.json) {
-        auto report = JsonReport("keys");
-        report["exitCode"] = 0;
+        auto report = JsonSuccess("keys", "");
         report.update(facts);
         PrintJson(report);
     }
@@ -112,8 +111,7 @@ void RunDeleteKey(const KeysOptions& options) {
     RequireCall(AcquireContext(options.name.c_str(), CRYPT_DELETEKEYSET, options.machine, &none),
                 "can't delete the container '" + options.name + "'");
     if (options.common.json) {
-        auto report = JsonReport("keys");
-        report["exitCode"] = 0;
+        auto report = JsonSuccess("keys", options.name);
         report["deleted"] = options.name;
         PrintJson(report);
     }

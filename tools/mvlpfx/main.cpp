@@ -204,15 +204,16 @@ void AddKeys(CLI::App* app, Runner* runner) {
     auto options = std::make_shared<mvlpfx::KeysOptions>();
     auto* command = app->add_subcommand("keys", "List key containers, or delete one");
     command->require_subcommand(0, 1);
-    command->add_flag("--machine", options->machine, "Those of the machine, not the user's");
-    AddCommonOptions(command, &options->common);
     command->footer(
         "Examples: mvlpfx keys\n"
         "          mvlpfx keys delete 'old key'");
-    command->add_subcommand("list", "One line for each key")->fallthrough();
-    auto* remove = command->add_subcommand("delete", "Delete a container with its keys, for good")
-                       ->fallthrough();
+    auto* list = command->add_subcommand("list", "One line for each key");
+    auto* remove = command->add_subcommand("delete", "Delete a container with its keys, for good");
     remove->add_option("NAME", options->name, "The container")->required();
+    for (CLI::App* const each : {command, list, remove}) {
+        each->add_flag("--machine", options->machine, "Those of the machine, not the user's");
+        AddCommonOptions(each, &options->common);
+    }
     command->callback([=] {
         *runner = [=] {
             return *remove ? Run("keys", options->name, mvlpfx::RunDeleteKey, *options)
@@ -221,10 +222,7 @@ void AddKeys(CLI::App* app, Runner* runner) {
     });
 }
 
-void AddCerts(CLI::App* app, Runner* runner) {
-    auto options = std::make_shared<mvlpfx::CertsOptions>();
-    auto* command = app->add_subcommand("certs", "List, add or delete certificates of a store");
-    command->require_subcommand(0, 1);
+void AddStoreOptions(CLI::App* command, mvlpfx::CertsOptions* options) {
     command->add_option("--store", options->store, "MY, CA or ROOT")
         ->capture_default_str()
         ->check([](const std::string& name) {
@@ -232,17 +230,26 @@ void AddCerts(CLI::App* app, Runner* runner) {
             return isKnown ? "" : "'" + name + "' is no store: MY, CA or ROOT";
         });
     command->add_flag("--machine", options->machine, "The machine's, not the user's");
-    AddCommonOptions(command, &options->common);
+}
+
+void AddCerts(CLI::App* app, Runner* runner) {
+    auto options = std::make_shared<mvlpfx::CertsOptions>();
+    auto* command = app->add_subcommand("certs", "List, add or delete certificates of a store");
+    command->require_subcommand(0, 1);
     command->footer(
         "Examples: mvlpfx certs\n"
         "          mvlpfx certs add issuer.pem --store CA\n"
         "          mvlpfx certs delete 47af3ed914d70d31be5c4ab8584b9cb8124fe313");
-    command->add_subcommand("list", "One line for each certificate")->fallthrough();
-    auto* add = command->add_subcommand("add", "Add the certificates of a file")->fallthrough();
+    auto* list = command->add_subcommand("list", "One line for each certificate");
+    auto* add = command->add_subcommand("add", "Add the certificates of a file");
     add->add_option("FILE", options->file, "DER, PEM or base64, or - for standard input")
         ->required();
-    auto* remove = command->add_subcommand("delete", "Delete a certificate")->fallthrough();
+    auto* remove = command->add_subcommand("delete", "Delete a certificate");
     remove->add_option("THUMBPRINT", options->thumbprint, "Its SHA-1")->required();
+    for (CLI::App* const each : {command, list, add, remove}) {
+        AddStoreOptions(each, options.get());
+        AddCommonOptions(each, &options->common);
+    }
     command->callback([=] {
         *runner = [=] {
             return *add      ? Run("certs", options->file, mvlpfx::RunAddCerts, *options)
@@ -267,16 +274,54 @@ void AddRegistration(CLI::App* app, Runner* runner) {
         mvlpfx::RunUnregister);
 }
 
+bool AsksForJson(const std::vector<std::string>& arguments) {
+    return std::ranges::count(arguments, "--json") != 0;
+}
+
 // Wrong usage, told as --json asks wherever it stands.
-int FailToParse(const CLI::App& app, const CLI::ParseError& error, int argc, char** argv) {
-    const std::vector<std::string> arguments(argv + 1, argv + argc);
+int FailToParse(const CLI::App& app, const CLI::ParseError& error,
+                const std::vector<std::string>& arguments) {
     const auto named = app.get_subcommands([&](const CLI::App* command) {
         return !arguments.empty() && command->get_name() == arguments[0];
     });
     const std::string command = named.empty() ? "" : arguments[0];
     const mvlpfx::ToolError usage(ExitCode::kUsage, error.what(), 0, HelpAdvice(command));
-    TellFailure(command, "", usage, std::ranges::count(arguments, "--json") != 0);
+    TellFailure(command, "", usage, AsksForJson(arguments));
     return static_cast<int>(ExitCode::kUsage);
+}
+
+// For help or the version, without a subcommand.
+struct Question {
+    mvlpfx::CommonOptions common;
+};
+
+void PrintVersion(bool json) {
+    if (json) {
+        auto report = mvlpfx::JsonSuccess("", "");
+        report["version"] = MVLPFX_VERSION;
+        mvlpfx::PrintJson(report);
+    } else {
+        std::puts("mvlpfx " MVLPFX_VERSION);
+    }
+}
+
+// What ends the parsing: wrong usage, or a question that is answered at once.
+int EndParsing(const CLI::App& app, const CLI::ParseError& error,
+               const std::vector<std::string>& arguments) {
+    if (error.get_exit_code() != 0) {
+        return FailToParse(app, error, arguments);
+    }
+    const bool asksForVersion = dynamic_cast<const CLI::CallForVersion*>(&error) != nullptr;
+    Question question;
+    question.common.json = asksForVersion && AsksForJson(arguments);
+    const auto answer = [&](const Question& asked) {
+        if (asksForVersion) {
+            PrintVersion(asked.common.json);
+        } else {
+            app.exit(error);
+        }
+    };
+    return Run("", "", answer, question);
 }
 
 }  // namespace
@@ -285,6 +330,7 @@ int main(int argc, char** argv) {
     mvlpfx::PrepareProcess();
     CLI::App app("Makes, looks at, verifies and restores PFX documents with GOST keys.", "mvlpfx");
     app.require_subcommand(1);
+    app.set_version_flag("--version", MVLPFX_VERSION, "Print the version, with --json as JSON");
     app.footer(
         "Exit codes: 0 done, 1 other failure, 2 usage, 3 wrong password, 4 malformed document,\n"
         "5 unsupported algorithm, 6 more iterations than allowed, 7 file can't be read or "
@@ -303,7 +349,7 @@ int main(int argc, char** argv) {
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
-        return error.get_exit_code() == 0 ? app.exit(error) : FailToParse(app, error, argc, argv);
+        return EndParsing(app, error, {argv + 1, argv + argc});
     }
     const int code = runner();
     mvlpfx::DeliverSignals();

@@ -155,8 +155,7 @@ void RunNew(const NewOptions& options) {
 
     const std::string thumbprint = Thumbprint(certificate.Get());
     if (options.common.json) {
-        auto report = JsonReport("new");
-        report["exitCode"] = 0;
+        auto report = JsonSuccess("new", name);
         report["container"] = name;
         report["algorithm"] = algorithm.name;
         report["thumbprint"] = thumbprint;

@@ -8,6 +8,7 @@
 #include "mvlpfx/error_words.h"
 #include "mvlpfx/exit_codes.h"
 #include "mvlpfx/mvlpfx.h"
+#include "mvlpfx/report.h"
 #include "mvlpfx/spinner.h"
 
 namespace mvlpfx {
@@ -17,15 +18,15 @@ namespace {
 // A count of 0 stands for the module's default.
 constexpr std::uint64_t kIterationsForZero = 2000;
 
-constexpr char kInAll[] = " iterations in all";
+constexpr char kInAll[] = " in all";
 
 // `asked` ends what is told of the count.
 void CheckIterations(std::span<const std::uint8_t> document, std::uint64_t count,
-                     std::uint64_t allowed, const std::string& asked = " iterations") {
+                     std::uint64_t allowed, const char* asked = "") {
     const std::uint64_t iterations = count == 0 ? kIterationsForZero : count;
     if (iterations > allowed) {
         ToolError error(ExitCode::kTooManyIterations,
-                        "the document asks for " + std::to_string(iterations) + asked +
+                        "the document asks for " + CountText(iterations, "iteration") + asked +
                             "; --max-iterations allows " + std::to_string(allowed),
                         0,
                         "if you trust where it comes from and have the time, allow as many with "

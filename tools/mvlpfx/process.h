@@ -3,8 +3,7 @@
 
 namespace mvlpfx {
 
-// Keeps the passwords in memory out of core files. With it comes whatever the system needs for a
-// person at a terminal to see what the layers below tell the system's log.
+// Keeps the passwords in memory out of core files.
 void PrepareProcess();
 
 }  // namespace mvlpfx

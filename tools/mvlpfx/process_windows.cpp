@@ -8,8 +8,8 @@
 
 namespace mvlpfx {
 
-// Windows keeps no core files; its reports of failed programs may hold memory. Its log has no way
-// to a terminal. Documents and passwords come through standard input as they are.
+// Windows keeps no core files; its reports of failed programs may hold memory. Documents
+// and passwords come through standard input as they are.
 void PrepareProcess() {
     SetErrorMode(SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX);
     _setmode(_fileno(stdin), _O_BINARY);

@@ -12,21 +12,6 @@ namespace {
 
 constexpr char kOid[] = "1.2.643.2.4.12.2.1";
 
-void Report(const RegistrationOptions& options, const char* command, bool isRegistered,
-            const char* text) {
-    if (options.common.json) {
-        auto report = JsonReport(command);
-        report["exitCode"] = 0;
-        if (isRegistered) {
-            report["registered"] = true;
-            report["oid"] = kOid;
-        }
-        PrintJson(report);
-    } else if (!options.common.quiet) {
-        std::printf("%s\n", text);
-    }
-}
-
 }  // namespace
 
 void RunRegister(const RegistrationOptions& options) {
@@ -37,13 +22,22 @@ void RunRegister(const RegistrationOptions& options) {
         throw ToolError(word.exitCode, std::string("can't register: ") + word.meaning,
                         static_cast<std::uint32_t>(result), word.advice);
     }
-    Report(options, "register", true, "registered under 1.2.643.2.4.12.2.1");
+    if (options.common.json) {
+        auto report = JsonSuccess("register", "");
+        report["registered"] = true;
+        report["oid"] = kOid;
+        PrintJson(report);
+    } else if (!options.common.quiet) {
+        std::printf("%s\n", kOid);
+    }
 }
 
 void RunUnregister(const RegistrationOptions& options) {
     DeferSignals();
     DllUnregisterServer();
-    Report(options, "unregister", false, "done; entries made by register stay");
+    if (options.common.json) {
+        PrintJson(JsonSuccess("unregister", ""));
+    }
 }
 
 }  // namespace mvlpfx

@@ -1,10 +1,12 @@
 #include "mvlpfx/report.h"
 
+#include <algorithm>
 #include <cstdio>
 
 #include "mvlpfx/error_words.h"
 #include "mvlpfx/handles.h"
 #include "mvlpfx/interruption.h"
+#include "mvlpfx/system_log.h"
 
 namespace mvlpfx {
 
@@ -52,14 +54,65 @@ void TextsToUtf8(nlohmann::ordered_json* json) {
     }
 }
 
+// What the log says of a failure that has its cause in files or the provider.
+std::vector<std::string> LogOf(const ToolError& error) {
+    const bool isOfLayersBelow = error.exitCode == ExitCode::kOther ||
+                                 error.exitCode == ExitCode::kFile ||
+                                 error.exitCode == ExitCode::kProvider;
+    return isOfLayersBelow ? LoggedTexts() : std::vector<std::string>();
+}
+
+// What else there is to tell. A file that the log names with the reason is told once.
+std::vector<std::string> LinesOf(const ToolError& error) {
+    const std::vector<std::string> log = LogOf(error);
+    std::vector<std::string> lines;
+    std::ranges::copy_if(error.lines, std::back_inserter(lines), [&](const std::string& line) {
+        return std::ranges::none_of(
+            log, [&](const std::string& text) { return text.starts_with(line + ": "); });
+    });
+    lines.insert(lines.end(), log.begin(), log.end());
+    if (error.place) {
+        const std::string path = error.place->path.empty() ? "" : ", " + error.place->path;
+        lines.push_back("found " + error.place->found + " at offset " +
+                        std::to_string(error.place->offset) + path);
+    }
+    if (!error.advice.empty()) {
+        lines.push_back("what to do: " + error.advice);
+    }
+    return lines;
+}
+
 }  // namespace
 
-nlohmann::ordered_json JsonReport(const std::string& command) {
+nlohmann::ordered_json JsonReport(const std::string& command, const std::string& subject) {
     nlohmann::ordered_json report{{"schema", kSchema}, {"command", nullptr}};
     if (!command.empty()) {
         report["command"] = command;
     }
+    if (!subject.empty()) {
+        report["subject"] = subject;
+    }
     return report;
+}
+
+nlohmann::ordered_json JsonSuccess(const std::string& command, const std::string& subject) {
+    auto report = JsonReport(command, subject);
+    report["exitCode"] = static_cast<int>(ExitCode::kDone);
+    return report;
+}
+
+std::string CountText(std::uint64_t count, const char* noun) {
+    return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
+}
+
+std::string BehindText(std::uint64_t bytes) {
+    return CountText(bytes, "byte") + " behind the document's end";
+}
+
+void AddBehind(std::uint64_t bytes, nlohmann::ordered_json* report) {
+    if (bytes != 0) {
+        (*report)["bytesBehind"] = bytes;
+    }
 }
 
 std::string Printable(std::string text) {
@@ -115,11 +168,9 @@ void AddFailure(nlohmann::ordered_json* report, const ToolError& error) {
 void PrintFailure(const std::string& command, const std::string& subject, const ToolError& error,
                   bool json) {
     if (json) {
-        auto report = JsonReport(command);
-        if (!subject.empty()) {
-            report["subject"] = subject;
-        }
+        auto report = JsonReport(command, subject);
         AddFailure(&report, error);
+        report["log"] = LogOf(error);
         PrintJson(report);
         return;
     }
@@ -127,16 +178,7 @@ void PrintFailure(const std::string& command, const std::string& subject, const 
     const std::string word = error.errorWord == 0 ? "" : " (" + HexWord(error.errorWord) + ")";
     std::fprintf(stderr, "mvlpfx%s%s: %s%s%s\n", command.empty() ? "" : " ", command.c_str(),
                  where.c_str(), Printable(error.what()).c_str(), word.c_str());
-    std::vector<std::string> lines = error.lines;
-    if (error.place) {
-        const std::string path = error.place->path.empty() ? "" : ", " + error.place->path;
-        lines.push_back("found " + error.place->found + " at offset " +
-                        std::to_string(error.place->offset) + path);
-    }
-    if (!error.advice.empty()) {
-        lines.push_back("what to do: " + error.advice);
-    }
-    for (const std::string& line : lines) {
+    for (const std::string& line : LinesOf(error)) {
         std::fprintf(stderr, "  %s\n", Printable(line).c_str());
     }
 }

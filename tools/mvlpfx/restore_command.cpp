@@ -41,6 +41,14 @@ DWORD FlagsOf(const RestoreOptions& options) {
            (options.machine ? CRYPT_MACHINE_KEYSET : 0);
 }
 
+// The first that a restore asks of a document, and without the password.
+void RequirePfx(std::vector<std::uint8_t>* document) {
+    CRYPT_DATA_BLOB blob{static_cast<DWORD>(document->size()), document->data()};
+    if (PFXIsPFXBlob(&blob) == FALSE) {
+        ThrowRestoreError(static_cast<DWORD>(NTE_BAD_DATA), *document);
+    }
+}
+
 OwnedStore Restore(const RestoreOptions& options, std::vector<std::uint8_t>* document,
                    const Secret<wchar_t>& password, DWORD* error) {
     const PfxBlob blob{static_cast<DWORD>(document->size()), document->data()};
@@ -57,8 +65,8 @@ OwnedStore Restore(const RestoreOptions& options, std::vector<std::uint8_t>* doc
 }
 
 // The system stores that hold the certificate. One that can't be opened holds none.
-std::string PlacesOf(PCCERT_CONTEXT certificate, bool machine) {
-    std::string places;
+nlohmann::ordered_json PlacesOf(PCCERT_CONTEXT certificate, bool machine) {
+    auto places = nlohmann::ordered_json::array();
     for (const char* const name : {"MY", "CA", "ROOT"}) {
         const OwnedStore store = TryOpenSystemStore(name, machine);
         if (!store) {
@@ -67,7 +75,7 @@ std::string PlacesOf(PCCERT_CONTEXT certificate, bool machine) {
         const OwnedCertificate found(CertFindCertificateInStore(
             store.Get(), X509_ASN_ENCODING, 0, CERT_FIND_EXISTING, certificate, nullptr));
         if (found) {
-            places += places.empty() ? name : std::string(", ") + name;
+            places.push_back(name);
         }
     }
     return places;
@@ -96,12 +104,20 @@ nlohmann::ordered_json Facts(const nlohmann::ordered_json& certificates,
             {"keysWithoutCertificate", std::max<std::ptrdiff_t>(std::ssize(containers) - tied, 0)}};
 }
 
+// "MY, ROOT", or "-" for none.
+std::string PlacesText(const nlohmann::ordered_json& certificate) {
+    std::string text;
+    for (const std::string place : certificate.value("stores", nlohmann::ordered_json::array())) {
+        text += (text.empty() ? "" : ", ") + place;
+    }
+    return text.empty() ? "-" : text;
+}
+
 void PrintCertificates(const nlohmann::ordered_json& rows) {
     for (const auto& row : rows) {
-        const std::string places = row.value("stores", "");
         std::printf("certificate  %s  %-3s  %-8s  %s\n",
                     row["thumbprint"].get_ref<const std::string&>().c_str(),
-                    row["hasKey"].get<bool>() ? "key" : "-", places.empty() ? "-" : places.c_str(),
+                    row["hasKey"].get<bool>() ? "key" : "-", PlacesText(row).c_str(),
                     Printable(row["subject"]).c_str());
     }
 }
@@ -113,15 +129,14 @@ void PrintFacts(const nlohmann::ordered_json& facts) {
     PrintCertificates(facts["certificates"]);
     const auto untied = facts["keysWithoutCertificate"].get<std::ptrdiff_t>();
     if (untied != 0) {
-        std::printf("%td of the keys belong to none of the certificates\n", untied);
+        std::printf("%td of the keys %s to none of the certificates\n", untied,
+                    untied == 1 ? "belongs" : "belong");
     }
 }
 
 void Report(const RestoreOptions& options, const nlohmann::ordered_json& facts) {
     if (options.common.json) {
-        auto report = JsonReport("restore");
-        report["subject"] = options.file;
-        report["exitCode"] = 0;
+        auto report = JsonSuccess("restore", options.file);
         report.update(facts);
         PrintJson(report);
     } else if (!options.common.quiet) {
@@ -151,6 +166,7 @@ void RunRestore(const RestoreOptions& options) {
     std::vector<std::uint8_t> document = ReadDocument(options.file);
     CheckRestorable(document, options.file, options.password, options.common);
     document = WithoutArmour(std::move(document));
+    RequirePfx(&document);
     const Secret<wchar_t> password =
         ReadPassword(options.password, "Password for " + options.file + ": ");
     if (options.dryRun) {

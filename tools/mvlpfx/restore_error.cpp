@@ -32,6 +32,10 @@ ToolError ErrorOf(const ErrorWord& word, std::span<const std::uint8_t> document,
                   const RestoreTrace& trace) {
     switch (static_cast<HRESULT>(word.value)) {
         case NTE_BAD_DATA: {
+            // What has anything behind it is no document for the platform.
+            if (const auto trail = FindTrail(document, word.value)) {
+                return *trail;
+            }
             ToolError error(word.exitCode,
                             "the document lacks encrypted certificates or a part for keys, or a "
                             "key in it is damaged",

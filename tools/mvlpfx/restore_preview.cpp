@@ -122,9 +122,7 @@ void PreviewRestore(const RestoreOptions& options, const std::vector<std::uint8_
     const auto keys = RequireKeys(document, list, content);
     const auto certificates = DescribeCertificates(store.Get());
     if (options.common.json) {
-        auto report = JsonReport("restore");
-        report["subject"] = options.file;
-        report["exitCode"] = 0;
+        auto report = JsonSuccess("restore", options.file);
         report["dryRun"] = true;
         report["keys"] = keys;
         report["certificates"] = certificates;

@@ -1,52 +1,19 @@
 #include "mvlpfx/tree_view.h"
 
 #include <algorithm>
-#include <array>
 #include <cstdio>
-#include <iterator>
 #include <utility>
 
-#include "derlist/der_parser.h"
 #include "foundation/object_id.h"
 #include "mvlpfx/der_tags.h"
+#include "mvlpfx/der_walk.h"
 #include "mvlpfx/document_fault.h"
+#include "mvlpfx/document_file.h"
 #include "mvlpfx/report.h"
 
 namespace mvlpfx {
 
 namespace {
-
-constexpr std::size_t kShownBytes = 32;
-
-constexpr std::array<std::pair<std::uint8_t, const char*>, 17> kUniversalTypes = {{
-    {0x01, "BOOLEAN"},
-    {0x02, "INTEGER"},
-    {0x03, "BIT STRING"},
-    {0x04, "OCTET STRING"},
-    {0x05, "NULL"},
-    {0x06, "OBJECT IDENTIFIER"},
-    {0x0A, "ENUMERATED"},
-    {0x0C, "UTF8String"},
-    {0x12, "NumericString"},
-    {0x13, "PrintableString"},
-    {0x14, "TeletexString"},
-    {0x16, "IA5String"},
-    {0x17, "UTCTime"},
-    {0x18, "GeneralizedTime"},
-    {0x1E, "BMPString"},
-    {0x30, "SEQUENCE"},
-    {0x31, "SET"},
-}};
-
-std::string Hex(std::span<const std::uint8_t> bytes) {
-    constexpr char kDigits[] = "0123456789ABCDEF";
-    std::string text;
-    for (const std::uint8_t byte : bytes.first(std::min(bytes.size(), kShownBytes))) {
-        text += kDigits[byte >> 4];
-        text += kDigits[byte & 0x0F];
-    }
-    return bytes.size() > kShownBytes ? text + "..." : text;
-}
 
 // An INTEGER that fits four bytes and is not negative, as a number; else nothing.
 std::string SmallNumber(std::span<const std::uint8_t> bytes) {
@@ -60,45 +27,29 @@ std::string SmallNumber(std::span<const std::uint8_t> bytes) {
     return std::to_string(value);
 }
 
-std::string ValueOf(const pkisdk::DerNode& node) {
+std::string ValueOf(std::uint8_t identifier, std::span<const std::uint8_t> value) {
     std::string text;
-    if (node.tag == kObjectIdentifier) {
-        pkisdk::OidBlobToText(node.content, &text);
-    } else if (node.tag == kInteger) {
-        text = SmallNumber(node.content.Bytes());
+    if (identifier == kObjectIdentifier) {
+        pkisdk::OidBlobToText(pkisdk::Blob(value.data(), value.size()), &text);
+    } else if (identifier == kInteger) {
+        text = SmallNumber(value);
     }
-    return text.empty() ? Hex(node.content.Bytes()) : text;
+    return text.empty() ? ShownHex(value) : text;
 }
 
 }  // namespace
 
-std::string TypeName(std::uint8_t tag) {
-    for (const auto& [known, name] : kUniversalTypes) {
-        if (known == tag) {
-            return name;
-        }
-    }
-    if ((tag & 0xC0) == 0x80 && (tag & 0x1F) != 0x1F) {
-        return "[" + std::to_string(tag & 0x1F) + "]";
-    }
-    std::array<char, 9> text{};
-    std::snprintf(text.data(), text.size(), "tag 0x%02X", tag);
-    return text.data();
-}
-
 std::vector<TreeLine> TreeOf(std::span<const std::uint8_t> document) {
-    pkisdk::DerList list;
-    if (pkisdk::ParseDerList(document.data(), static_cast<std::int32_t>(document.size()), &list) ==
-            0 ||
-        list.empty()) {
-        ThrowNoDer(document, list);
+    const std::vector<std::uint8_t> der = WithoutArmour({document.begin(), document.end()});
+    const DerWalk walk = WalkDer(der);
+    if (!walk.isWhole) {
+        ThrowNoDer(document, walk.stop);
     }
     std::vector<TreeLine> lines;
-    for (auto node = list.begin(); node != list.end(); ++node) {
-        const auto next = std::next(node);
-        const bool leaf = next == list.end() || next->depth <= node->depth;
-        lines.push_back({node->offset, node->depth, TypeName(node->tag), node->contentLength,
-                         leaf ? ValueOf(*node) : std::string()});
+    for (const DerElement& element : walk.elements) {
+        const auto value = std::span(der).subspan(element.content, element.length);
+        lines.push_back({element.offset, element.depth, TypeName(element), element.length,
+                         element.isOpen ? "" : ValueOf(element.identifier, value)});
     }
     return lines;
 }

@@ -1,4 +1,4 @@
-// Every element of a document, as the reader sees it.
+// Every element of any DER, shown.
 #pragma once
 
 #include <cstdint>
@@ -16,9 +16,6 @@ struct TreeLine {
     std::uint32_t length;  // bytes of the value
     std::string value;     // of an element without elements inside; empty where there is none
 };
-
-// "SEQUENCE", "[0]", "tag 0x7F"
-std::string TypeName(std::uint8_t tag);
 
 // Throws ToolError (kMalformed) for bytes that do not read as DER.
 std::vector<TreeLine> TreeOf(std::span<const std::uint8_t> document);

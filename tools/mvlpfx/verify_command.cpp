@@ -1,6 +1,7 @@
 #include <cstdio>
 
 #include "mvlpfx/commands.h"
+#include "mvlpfx/document_fault.h"
 #include "mvlpfx/document_file.h"
 #include "mvlpfx/password_check.h"
 #include "mvlpfx/report.h"
@@ -10,14 +11,18 @@ namespace mvlpfx {
 void RunVerify(const VerifyOptions& options) {
     const auto bytes = ReadDocument(options.file);
     CheckPassword(bytes, options.file, options.password, options.common);
+    const std::uint64_t behind = CountBehind(bytes);
     if (options.common.json) {
-        auto report = JsonReport("verify");
-        report["subject"] = options.file;
-        report["exitCode"] = 0;
+        auto report = JsonSuccess("verify", options.file);
         report["fits"] = true;
+        AddBehind(behind, &report);
         PrintJson(report);
     } else if (!options.common.quiet) {
-        std::printf("%s: the password fits\n", Printable(options.file).c_str());
+        const std::string name = Printable(options.file);
+        std::printf("%s: the password fits\n", name.c_str());
+        if (behind != 0) {
+            std::printf("%s: %s\n", name.c_str(), BehindText(behind).c_str());
+        }
     }
 }
 

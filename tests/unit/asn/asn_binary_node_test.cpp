@@ -54,6 +54,10 @@ TEST(AsnBinaryNode, NoRoomForTheContentOfABinaryNodeFails) {
     EXPECT_EQ(
         MessageOf<NotEnoughMemoryForAsnBlob>([&] { OctetString(4)->SerializeContent(cursor); }),
         "[asn::AsnBinaryNode::SerializeContent] Not enough memory for ASN blob.");
+    for (const std::int32_t position : {-2, 4}) {
+        BlobCursor outside{&blob, position};
+        EXPECT_THROW(OctetString(1)->SerializeContent(outside), NotEnoughMemoryForAsnBlob);
+    }
     EXPECT_EQ(ToHex(blob), "00 00 00");
 }
 

@@ -99,6 +99,13 @@ TEST(ByteStringEncoder, AsciiAndNuls) {
     EXPECT_TRUE(ByteStringEncoder::Encode(L"", kPrintableStringIdentifier)->GetContent().IsEmpty());
 }
 
+TEST(ByteStringEncoder, ReadsWhatItWrites) {
+    const Blob blob = FromHex("13 03 41 00 42");
+    std::wstring text = L"other";
+    ByteStringEncoder::Decode(AsnObjectReadable::FromBlob(blob), &text);
+    EXPECT_EQ(text, Wide({'A', 0, 'B'}));
+}
+
 TEST(ByteStringEncoder, IsTextOfTheUsersLocale) {
     if (GetACP() != CP_UTF8) {
         GTEST_SKIP() << "needs a user's locale in UTF-8";

@@ -131,6 +131,24 @@ TEST(AsnObjectReadable, IndefiniteObjectMeasuresItsChildren) {
     EXPECT_EQ(root->GetObjectEnd(), blob.GetData() + 7);
 }
 
+TEST(AsnObjectReadable, AChildInABlobOfItsOwnIsMeasuredByItself) {
+    const Blob blob = FromHex("30 80 02 01 05 00 00");
+    const AsnObjectHandle parent = AsnObjectReadable::FromBlob(blob);
+    EXPECT_EQ(parent->GetContentSize(), 3U);
+    const Blob other = FromHex("30 80 02 01 05 02 01 06 00 00");
+    BlobCursor cursor{const_cast<Blob*>(&other), 0};
+    const auto child = MakeAsn<AsnObjectReadable>(cursor, parent);
+    EXPECT_EQ(child->GetParent(), parent);
+    EXPECT_EQ(child->GetContentSize(), 6U);
+}
+
+TEST(AsnObjectReadable, ASizeIsNotKeptForAnObjectThatHasOne) {
+    const Blob blob = FromHex("30 03 02 01 05");
+    const AsnObjectHandle object = AsnObjectReadable::FromBlob(blob);
+    object->KeepMeasuredSize(2);
+    EXPECT_EQ(object->GetContentSize(), 3U);
+}
+
 TEST(AsnObjectReadable, MeasuringStepsOverChildrenWhoseOctetIsZero) {
     const Blob blob = FromHex("30 80 00 01 AA 02 01 05 00 01 BB 00 00");
     EXPECT_EQ(AsnObjectReadable::FromBlob(blob)->GetContentSize(), 9U);

@@ -144,6 +144,12 @@ TEST(Blob, EqualityTakesSizeAndBytes) {
     EXPECT_NE(MakeBlob({1, 2}), MakeBlob({1}));
 }
 
+TEST(Blob, AConstantOneGivesItsBytesByIndexToo) {
+    const Blob blob = MakeBlob({7, 8, 9});
+    EXPECT_EQ(*blob.GetAt(0), 7);
+    EXPECT_EQ(blob.GetAt(2), blob.GetData() + 2);
+}
+
 TEST(BlobDeathTest, IndexOutsideEndsTheProcess) {
     Blob blob(3);
     EXPECT_DEATH(blob.GetAt(3), "");

@@ -40,9 +40,9 @@ Outcome<std::string> Out(const std::string& locale, const std::wstring& text,
     return {result, bytes};
 }
 
-Outcome<std::wstring> In(const std::string& locale, std::string_view text) {
+Outcome<std::wstring> In(const std::string& locale, std::string_view text, std::size_t room = 64) {
     const Facet facet(locale, 1);
-    std::wstring wide(64, L'\0');
+    std::wstring wide(room, L'\0');
     std::mbstate_t state{};
     const char* fromNext = nullptr;
     wchar_t* toNext = nullptr;
@@ -112,6 +112,9 @@ TEST(CustomTCodeCvtWcharToChar, TooLittleRoomIsPartial) {
     const auto out = Out("C.1251", L"ABC", 2);
     EXPECT_EQ(out.result, Facet::partial);
     EXPECT_EQ(out.text, "AB");
+    const auto in = In("C.1251", "ABC", 2);
+    EXPECT_EQ(in.result, Facet::partial);
+    EXPECT_EQ(in.text, L"AB");
 }
 
 TEST(CustomTCodeCvtWcharToChar, EmptyTextIsDoneAtOnce) {

@@ -24,6 +24,14 @@ TEST(LocaleCodePage, NameEndsInTheCodePage) {
     EXPECT_EQ(CodePageOfLocale("en_US.utf8@posix"), 65001U);
 }
 
+TEST(LocaleCodePage, OnlyLettersAndDigitsOfTheCodesetCount) {
+    EXPECT_EQ(CodePageOfLocale("ru_RU.ISO_8859:5"), 28595U);
+    EXPECT_EQ(CodePageOfLocale("ru_RU.{cp 1251}"), 1251U);
+    EXPECT_EQ(CodePageOfLocale("en_US.UTF\xE2\x80\x90"
+                               "8"),
+              65001U);
+}
+
 TEST(LocaleCodePage, NameWithoutAKnownCodePageHasNone) {
     for (const char* const name : {"C", "POSIX", "ru_RU", "ru_RU.", "ru_RU.@euro", "x.latin",
                                    "x.iso8859-", "x.123456", "x.cp12a", "x.windows-"}) {

@@ -194,6 +194,12 @@ TEST(ObjectIdOctets, NoneAreEmptyText) {
     EXPECT_EQ(TextOf(Blob()), "");
 }
 
+TEST(ObjectIdOctets, ASizeWithoutOctetsIsRefused) {
+    std::uint32_t size = 7;
+    EXPECT_FALSE(OidOctetsToText(nullptr, 1, nullptr, &size));
+    EXPECT_EQ(size, 7U);
+}
+
 TEST(ObjectIdOctets, TextPastTheBufferIsRefused) {
     // "1.2" and then ".127" for each octet: 63 of them come to 255 characters.
     Blob octets = MakeBlob({0x2A});

@@ -3,10 +3,12 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "support/failing_allocator.h"
 #include "support/log_calls.h"
 #include "support/test_log.h"
 
@@ -103,12 +105,15 @@ TEST_F(LogConfig, FileMaxHasTheSameLimit) {
 }
 
 TEST_F(LogConfig, ARegSzWhereARegDwordIsExpectedIsIgnored) {
+    // A terminator alone takes as many bytes as a number on Linux.
     surroundings_.Set({{"level", "1"},
+                       {"dbg_field", ""},
                        {"dbg_level", 0x100000000},
                        {"file_level", std::vector<std::string>{"a"}}});
     log_.Start();
     EXPECT_EQ(log_.context.level, 61u);
     EXPECT_EQ(log_.debug.level, 0u);
+    EXPECT_EQ(log_.debug.fields, 0x7FFFFFFFu);
     EXPECT_EQ(log_.file.level, 0u);
     EXPECT_TRUE(HasEvent());
 }
@@ -359,6 +364,51 @@ TEST_F(LogConfig, ATextThatCannotBeReadOrNarrowedIsTheDefault) {
     std::string text;
     pkisdk::ReadLogText(&log_.context, L"file_filename", &text, "default");
     EXPECT_EQ(text, "default");
+}
+
+TEST_F(LogConfig, AValueThatIsNoTextAnyMoreWhenItIsReadIsTheDefault) {
+    surroundings_.Set({});
+    log_.Start();
+    log_.context.queryValue = [](HKEY, LPCWSTR, LPDWORD, LPDWORD type, LPBYTE data,
+                                 LPDWORD size) -> LSTATUS {
+        *type = data == nullptr ? REG_SZ : REG_DWORD;
+        *size = 4;
+        return ERROR_SUCCESS;
+    };
+    std::string text;
+    pkisdk::ReadLogText(&log_.context, L"file_filename", &text, "default");
+    EXPECT_EQ(text, "default");
+}
+
+TEST_F(LogConfig, WithoutMemoryForTheFilesNameItHasItsDefault) {
+    // Longer than what a string holds in itself.
+    surroundings_.Set({{"file_filename", std::string(100, 'n')}});
+    log_.Start();
+    std::set<std::string> names;
+    bool happened = true;
+    for (std::size_t number = 1; happened; ++number) {
+        const allocation::FailOne failure(number);
+        pkisdk::ReloadFileSink(&log_.context, test_support::kFileIndex);
+        happened = failure.Happened();
+        names.insert(log_.file.fileName.load()->text);
+    }
+    EXPECT_EQ(log_.file.fileName.load()->text, std::string(100, 'n'));
+    EXPECT_EQ(names, (std::set{surroundings_.Path(), std::string(100, 'n')}));
+}
+
+TEST_F(LogConfig, AReloadOfASinkThatIsNotThereChangesNone) {
+    surroundings_.Set({{"dbg_level", 8}, {"file_level", 8}});
+    log_.Start();
+    log_.debug.level = log_.file.level = 4;
+    for (const std::uint32_t index : {0u, 3u, 0xFFFFFFFFu}) {
+        pkisdk::ReloadDebugSink(&log_.context, index);
+        pkisdk::ReloadFileSink(&log_.context, index);
+    }
+    EXPECT_EQ(log_.debug.level, 4u);
+    EXPECT_EQ(log_.file.level, 4u);
+    ReloadLogConfig(&log_.context);
+    EXPECT_EQ(log_.debug.level, 8u);
+    EXPECT_EQ(log_.file.level, 8u);
 }
 
 TEST_F(LogConfig, ATextWithoutItsTerminatorIsTakenToItsEnd) {

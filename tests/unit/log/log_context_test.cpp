@@ -7,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include "support/failing_allocator.h"
 #include "support/log_calls.h"
 #include "support/test_log.h"
 
@@ -126,6 +127,17 @@ TEST_F(InitLog, SinksAreRefusedWithoutATableOrAPlaceInIt) {
     for (const std::uint32_t index : {0u, 3u, 0xFFFFFFFFu}) {
         EXPECT_EQ(InitDebugSink(&log_.context, 1, 1, index), 0);
         EXPECT_EQ(InitFileSink(&log_.context, 1, 1, index), 0);
+    }
+}
+
+TEST_F(InitLog, TheFileSinkIsRefusedWithoutMemoryForItsName) {
+    ASSERT_NE(log_.Init(), 0);
+    bool happened = true;
+    for (std::size_t number = 1; happened; ++number) {
+        const allocation::FailOne failure(number);
+        const int answer = InitFileSink(&log_.context, 0, 0x7FFFFFFE, 2);
+        happened = failure.Happened();
+        EXPECT_EQ(answer, happened ? 0 : 1) << number;
     }
 }
 

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <vector>
 
 #include "support/test_log.h"
 
@@ -102,6 +103,25 @@ TEST_F(LogRecord, HasTheFurtherHandlersThatAreThere) {
     EXPECT_EQ(Format(kAll, {}), "three");
     AddHandlers(2);
     EXPECT_EQ(Format(kAll, {}), "");
+}
+
+TEST_F(LogRecord, HasNoHandlerBeyondTheLastBit) {
+    std::vector<pkisdk::FieldHandler> many(
+        25, [](auto&, char** position, std::size_t* left) { Put("x", position, left); });
+    log_.context.handlers = many.data();
+    log_.context.handlerCount = static_cast<std::uint32_t>(many.size());
+    EXPECT_EQ(Format(0xFFFF0000, {}), std::string(16, 'x'));
+    EXPECT_EQ(Format(0x80000000, {}), "x");
+}
+
+TEST_F(LogRecord, AHandlerThatFillsTheBufferIsTheLast) {
+    AddHandlers(6);
+    EXPECT_EQ(Format(0x30610, {}), "three four five six m");
+    log_.handlers[3] = [](auto&, char** position, std::size_t* left) {
+        Put("full", position, left);
+        *left = 0;
+    };
+    EXPECT_EQ(Format(0x30610, {}), "three full");
 }
 
 TEST_F(LogRecord, HasSourceFileAndLine) {

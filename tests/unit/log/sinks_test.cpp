@@ -170,6 +170,16 @@ TEST_F(Sinks, OfLongLinesUseTheRuntimesMemoryWithoutOneOfTheirOwn) {
     EXPECT_EQ(DebugOutput(), Texts{std::string(3000, 'x') + "\n"});
 }
 
+TEST_F(Sinks, OfLongLinesUseTheRuntimesMemoryWhereTheirOwnCannotBeReleased) {
+    allocated.clear();
+    log_.context.allocate = &Allocate;
+    OpenDebugger();
+    log_.debug.maximum = 4096;
+    log_.Say("message");
+    EXPECT_EQ(DebugOutput(), Texts{"message\n"});
+    EXPECT_TRUE(allocated.empty());
+}
+
 TEST_F(Sinks, DumpSixteenBytesALine) {
     log_.debug.fields = 0x80;
     std::vector<std::uint8_t> bytes(34);

@@ -33,10 +33,11 @@ TEST_F(AnsiToUtf8PasswordTest, AsciiStaysAsItIs) {
 }
 
 TEST_F(AnsiToUtf8PasswordTest, EmptyTextGivesNoBytesAndNoCall) {
-    Blob utf8("old", 3);
-    EXPECT_EQ(AnsiToUtf8Password("", &utf8), 0u);
-    EXPECT_TRUE(utf8.IsEmpty());
-    EXPECT_EQ(AnsiToUtf8Password(nullptr, &utf8), 0u);
+    for (const char* const password : {"", static_cast<const char*>(nullptr)}) {
+        Blob utf8("old", 3);
+        EXPECT_EQ(AnsiToUtf8Password(password, &utf8), 0u);
+        EXPECT_TRUE(utf8.IsEmpty());
+    }
     EXPECT_TRUE(PlatformCalls::Get().Log().empty());
 }
 

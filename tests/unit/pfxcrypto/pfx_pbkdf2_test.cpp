@@ -162,6 +162,22 @@ TEST_F(PfxPbkdf2Test, AHashWithoutLengthEndsTheDerivation) {
     ExpectNothingOpen();
 }
 
+TEST_F(PfxPbkdf2Test, AHashWhoseLengthIsRefusedWhenAskedAgainEndsTheDerivation) {
+    Calls().ReplaceHashLengths({0});
+    Calls().FailNamed("CryptGetHashParam", 2, kInjected);
+    EXPECT_EQ(Derive(kGostR3411_94, "password", kSalt, 2, 40), 0);
+    EXPECT_EQ(GetLastError(), kInjected);
+    ExpectNothingOpen();
+}
+
+TEST_F(PfxPbkdf2Test, ALongPasswordThatCannotBeHashedEndsTheDerivation) {
+    Calls().FailNamed("CryptHashData", 1, kInjected);
+    EXPECT_EQ(Derive(kGostR3411_94, std::string(33, 'p'), kSalt, 2, 40), 0);
+    EXPECT_EQ(GetLastError(), kInjected);
+    EXPECT_EQ(Calls().Count("CryptGenKey"), 0);
+    ExpectNothingOpen();
+}
+
 TEST_F(PfxPbkdf2Test, EveryFailingCallLeavesItsErrorAndZeroesAndClosesAll) {
     for (const bool stay : {false, true}) {
         for (int n = 1;; ++n) {

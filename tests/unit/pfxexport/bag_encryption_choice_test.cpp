@@ -49,6 +49,9 @@ TEST_F(FindCipherOidTest, APlatformWithoutItHasNone) {
     std::string oid;
     Calls().FailNamed("CryptFindOIDInfo", 1, test_support::kInjected);
     EXPECT_FALSE(FindCipherOid(&oid));
+    static const CRYPT_OID_INFO nameless{};
+    Calls().ReplaceAlgorithmInfo([](ALG_ID, DWORD) { return &nameless; });
+    EXPECT_FALSE(FindCipherOid(&oid));
 }
 
 }  // namespace

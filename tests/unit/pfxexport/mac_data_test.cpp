@@ -166,8 +166,9 @@ TEST_F(MacDataTest, AHashWithoutOidIsABadAlgorithm) {
 
 TEST_F(MacDataTest, AnOidOfTheHashThatIsNoneIsABadAlgorithm) {
     static CRYPT_OID_INFO row{};
-    row.pszOID = "no identifier";
     Calls().ReplaceAlgorithmInfo([](ALG_ID, DWORD) -> PCCRYPT_OID_INFO { return &row; });
+    EXPECT_FAILS_WITH(NTE_BAD_ALGID, Add());
+    row.pszOID = "no identifier";
     EXPECT_FAILS_WITH(NTE_BAD_ALGID, Add());
 }
 
