@@ -40,7 +40,7 @@ LOCALES = [
     f"foundation_text_tests --gtest_filter=UserLocaleText.{test} LC_ALL={locale}"
     for locale, test in [("ru_RU.KOI8-R", "InKoi8r"), ("ru_RU.CP1251", "InWindows1251"),
                          ("C.UTF-8", "InUtf8")]
-]
+] + ["foundation_text_tests --gtest_filter=StringUtils.* LC_ALL=ru_RU.CP1251"]
 UNIT = {
     "foundation": ["foundation_tests", "foundation_text_tests",
                    "foundation_code_page_failure_tests", *LOCALES],
@@ -67,7 +67,6 @@ FURTHER = {
     "log": ["module_log_test", "module_load_test", "log_thread_tests", "log_processes_test"],
     "module": ["module_load_test", "create_documents_test", *DOCUMENTS],
 }
-NEEDED_TARGETS = ["velmorixcsp", "mvlpfx64", "mvlpfx"]
 
 
 class ListError(Exception):
@@ -549,8 +548,9 @@ def main():
 
     faults = [fault for source in sources for fault in source.faults if is_chosen(fault)]
     folders = sorted({fault.source.split("/")[0] for fault in faults})
-    programs = [line for folder in folders for line in [*UNIT[folder], *FURTHER[folder]]]
-    targets = sorted({line.split()[0] for line in programs} | set(NEEDED_TARGETS))
+    programs = [line for folder in folders
+                for line in UNIT[folder] + ([] if options.unit else FURTHER[folder])]
+    targets = sorted({line.split()[0] for line in programs} | {"velmorixcsp"})
     build(targets, options.jobs)
 
     tests = Tests(options.unit)

@@ -191,8 +191,8 @@ TEST_F(LogConfig, AValueThatGoesHasItsDefaultAgain) {
 TEST_F(LogConfig, ASettingOfASinkThatGoesHasItsDefaultAgain) {
     surroundings_.Set({{"dbg_level", 5}, {"dbg_field", 6}, {"dbg_max", 96}});
     log_.Start();
-    surroundings_.Set({});
-    ReloadLogConfig(&log_.context);
+    surroundings_.Set({{"level", 2}});
+    PollLogConfig(&log_.context, 1);
     EXPECT_EQ(log_.debug.level, 0u);
     EXPECT_EQ(log_.debug.fields, 0x7FFFFFFFu);
     EXPECT_EQ(log_.debug.maximum, 256u);

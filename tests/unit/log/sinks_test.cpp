@@ -326,16 +326,6 @@ TEST_F(Sinks, FileIsNotSetUpWithoutMemoryForItsName) {
     EXPECT_GT(failed, 0);
 }
 
-TEST_F(Sinks, FileHasItsDefaultNameWithoutMemoryForTheSetOne) {
-    surroundings_.Set({{"file_filename", "/some/file/of/a/name/that/needs/memory/of/its/own"}});
-    pkisdk::ReloadFileSink(&log_.context, test_support::kFileIndex);
-    ASSERT_NE(log_.file.fileName.load()->text, surroundings_.Path());
-    const allocation::FailOne one(1);
-    pkisdk::ReloadFileSink(&log_.context, test_support::kFileIndex);
-    EXPECT_TRUE(one.Happened());
-    EXPECT_EQ(log_.file.fileName.load()->text, surroundings_.Path());
-}
-
 TEST_F(Sinks, FileOfAProcessIsNotOpenedUnderANameOfMoreThan65535Characters) {
     OpenFile();
     log_.file.flags = pkisdk::kLogFileIsOfProcess;
