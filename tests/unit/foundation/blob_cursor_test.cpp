@@ -60,5 +60,12 @@ TEST(BlobCursor, AnEmptyBlobHasNoCurrentByte) {
     EXPECT_EQ(cursor.Advance(1).position, 0);
 }
 
+TEST(BlobCursor, AtTheStartAllOfTheBlobRemains) {
+    Blob blob("abc", 3);
+    EXPECT_EQ((BlobCursor{&blob, 0}).RemainingSize(), 3);
+    EXPECT_EQ((BlobCursor{&blob, 1}).RemainingSize(), 2);
+    EXPECT_EQ((BlobCursor{&blob, -1}).RemainingSize(), 0);
+}
+
 }  // namespace
 }  // namespace pkisdk

@@ -212,5 +212,20 @@ TEST(BlobSerialization, CountPastTheSourceIsRefusedAndDoesNotWrap) {
     EXPECT_THAT(blob.Bytes(), ElementsAre(7));
 }
 
+TEST(Blob, OfOneByteIsNotEmpty) {
+    EXPECT_FALSE(Blob("a", 1).IsEmpty());
+}
+
+TEST(Blob, AFormThatEndsWithinItsBytesIsNotRead) {
+    Blob written("abcd", 4);
+    std::array<std::uint8_t, 8> form{};
+    ASSERT_EQ(written.Serialize(form.data(), form.size()), 8u);
+    Blob read("old", 3);
+    for (std::uint32_t size = 5; size < 8; ++size) {
+        EXPECT_EQ(read.Deserialize(form.data(), size), 0u) << size;
+    }
+    EXPECT_EQ(read, Blob("old", 3));
+}
+
 }  // namespace
 }  // namespace pkisdk

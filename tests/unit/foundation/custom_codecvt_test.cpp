@@ -10,6 +10,7 @@
 #include <string>
 #include <string_view>
 
+#include "support/scoped_environment.h"
 #include "support/wide_text.h"
 
 namespace tools2 {
@@ -128,7 +129,8 @@ TEST(CustomTCodeCvtWcharToChar, MaximumLengthIsThatOfTheLocale) {
 }
 
 TEST(CustomTCodeCvtWcharToChar, ServesAStream) {
-    const auto file = std::filesystem::path(MVLPFX_TEST_WORK) / "custom_codecvt_stream.txt";
+    const test_support::ScopedFolder folder;
+    const auto file = folder / "text";
     {
         std::wofstream stream(file, std::ios::binary);
         stream.imbue(std::locale(std::locale::classic(), new Facet(kKoi8r)));
@@ -139,7 +141,6 @@ TEST(CustomTCodeCvtWcharToChar, ServesAStream) {
         const std::string bytes{std::istreambuf_iterator<char>(stream), {}};
         EXPECT_EQ(bytes, "\xE4\xC1!");
     }
-    std::filesystem::remove(file);
 }
 
 TEST(CustomTCodeCvtWcharToChar, LeavesTheProcessLocaleAlone) {

@@ -47,5 +47,21 @@ TEST(LocaleCodePage, BytesPerCharacter) {
     EXPECT_EQ(BytesPerCharacter(65001), 4);
 }
 
+TEST(LocaleCodePage, ACodesetOfFiveDigitsIsItsNumber) {
+    EXPECT_EQ(tools2::CodePageOfLocale("x.20866"), 20866u);
+}
+
+TEST(LocaleCodePage, ALetterAfterAKnownCodesetMakesItUnknown) {
+    EXPECT_EQ(tools2::CodePageOfLocale("x.UTF-8A"), 0u);
+    EXPECT_EQ(tools2::CodePageOfLocale("x.UTF-8a"), 0u);
+}
+
+TEST(LocaleCodePage, TheDoubleByteCodePagesHaveTwoBytes) {
+    for (const std::uint32_t codePage : {932U, 936U, 949U, 950U, 51949U}) {
+        EXPECT_EQ(tools2::BytesPerCharacter(codePage), 2) << codePage;
+    }
+    EXPECT_EQ(tools2::BytesPerCharacter(1251), 1);
+}
+
 }  // namespace
 }  // namespace tools2

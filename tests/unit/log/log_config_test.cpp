@@ -118,6 +118,18 @@ TEST_F(LogConfig, ARegSzWhereARegDwordIsExpectedIsIgnored) {
     EXPECT_TRUE(HasEvent());
 }
 
+TEST_F(LogConfig, ATextAsLongAsANumberIsNone) {
+    static_assert(sizeof(L"") == sizeof(DWORD) || sizeof(L"x") == sizeof(DWORD));
+    surroundings_.Set({{"level", ""}, {"fields", "x"}});
+    log_.Start();
+    EXPECT_EQ(log_.context.level, 61u);
+    EXPECT_EQ(log_.context.fields, 179u);
+    surroundings_.Set({{"level", "x"}, {"fields", ""}});
+    ReloadLogConfig(&log_.context);
+    EXPECT_EQ(log_.context.level, 61u);
+    EXPECT_EQ(log_.context.fields, 179u);
+}
+
 TEST_F(LogConfig, ANumberWhereTheFileNameIsExpectedIsIgnored) {
     const test_support::LogSetting others[] = {7, std::vector<std::string>{"/some/file"}};
     for (const test_support::LogSetting& other : others) {
@@ -174,6 +186,36 @@ TEST_F(LogConfig, AValueThatGoesHasItsDefaultAgain) {
     EXPECT_EQ(log_.context.level, 61u);
     EXPECT_EQ(log_.debug.level, 2u);
     EXPECT_EQ(log_.file.fileName.load()->text, surroundings_.Path());
+}
+
+TEST_F(LogConfig, ASettingOfASinkThatGoesHasItsDefaultAgain) {
+    surroundings_.Set({{"dbg_level", 5}, {"dbg_field", 6}, {"dbg_max", 96}});
+    log_.Start();
+    surroundings_.Set({{"level", 2}});
+    PollLogConfig(&log_.context, 1);
+    EXPECT_EQ(log_.debug.level, 0u);
+    EXPECT_EQ(log_.debug.fields, 0x7FFFFFFFu);
+    EXPECT_EQ(log_.debug.maximum, 256u);
+}
+
+TEST_F(LogConfig, OpeningForgetsWhatWasHeld) {
+    char old = 0;
+    log_.registry.key = reinterpret_cast<HKEY>(&old);
+    log_.registry.event = &old;
+    log_.Init();
+    EXPECT_EQ(log_.registry.key.load(), nullptr);
+    EXPECT_EQ(log_.registry.event.load(), nullptr);
+}
+
+TEST_F(LogConfig, ASinkThatThereIsNotIsNotReloaded) {
+    surroundings_.Set({{"dbg_level", 5}, {"file_level", 6}});
+    log_.Init();
+    for (const std::uint32_t index : {0U, 3U}) {
+        pkisdk::ReloadDebugSink(&log_.context, index);
+        pkisdk::ReloadFileSink(&log_.context, index);
+    }
+    EXPECT_EQ(log_.debug.level, 0u);
+    EXPECT_EQ(log_.file.level, 0u);
 }
 
 TEST_F(LogConfig, AFileNameThatIsFixedIsNotAskedFor) {

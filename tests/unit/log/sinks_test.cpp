@@ -293,6 +293,39 @@ TEST_F(Sinks, FileOfAProcessHasItsNumberInItsName) {
     EXPECT_FALSE(std::filesystem::exists(surroundings_.Path()));
 }
 
+TEST_F(Sinks, FileOfAFixedNameIsNotOneOfAProcess) {
+    log_.file.flags = pkisdk::kLogFileNameIsFixed;
+    OpenFile();
+    log_.Say("message");
+    ASSERT_EQ(LogCalls::Get().openings.size(), 1u);
+    EXPECT_EQ(LogCalls::Get().openings[0].name, surroundings_.Path());
+}
+
+TEST_F(Sinks, FileWithoutANameIsNotOpened) {
+    pkisdk::ReleaseFileNames(&log_.file);
+    EXPECT_EQ(log_.file.fileName.load(), nullptr);
+    OpenFile();
+    log_.Say("message");
+    EXPECT_TRUE(LogCalls::Get().openings.empty());
+}
+
+TEST_F(Sinks, FileIsNotSetUpWithoutMemoryForItsName) {
+    int failed = 0;
+    for (std::size_t n = 1; n < 100; ++n) {
+        TestLog log;
+        log.Init();
+        const allocation::FailOne one(n);
+        const int answer = pkisdk::InitFileSink(&log.context, 0, 0, test_support::kFileIndex);
+        if (!one.Happened()) {
+            EXPECT_NE(answer, 0);
+            break;
+        }
+        ++failed;
+        EXPECT_EQ(answer, 0) << n;
+    }
+    EXPECT_GT(failed, 0);
+}
+
 TEST_F(Sinks, FileOfAProcessIsNotOpenedUnderANameOfMoreThan65535Characters) {
     OpenFile();
     log_.file.flags = pkisdk::kLogFileIsOfProcess;

@@ -77,6 +77,13 @@ TEST_F(CodePage1251, SixteenLettersAre32BytesOfUtf8AndAccepted) {
     EXPECT_NE(ComputeMac(Letters(16)), 0);
 }
 
+TEST_F(CodePage1251, SixteenLettersAndOneOfAsciiAre33BytesOfUtf8AndRefused) {
+    EXPECT_EQ(DeriveKey(Letters(16) + "a"), 0);
+    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INVALID_PASSWORD));
+    EXPECT_EQ(ComputeMac(Letters(16) + "a"), 0);
+    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INVALID_PASSWORD));
+}
+
 TEST_F(CodePage1251, TwentyLettersPassTheFirstLimitAndFailTheSecond) {
     EXPECT_EQ(DeriveKey(Letters(20)), 0);
     EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INVALID_PASSWORD));

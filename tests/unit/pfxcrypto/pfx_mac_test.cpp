@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <vector>
 
 #include "derlist/der_parser.h"
 #include "pfxcrypto/pfx_constants.h"
@@ -53,6 +54,11 @@ TEST_F(ComputePfxMacTest, ALongHashTakesItsKeyFromTheSecondHalfOfTheSecondBlock)
     ASSERT_NE(Compute("Password1", kGostR3411_512), 0);
     EXPECT_EQ(Value(), ReferencePfxMac(kGostR3411_512, "Password1", kSalt, 3, kCovered));
     EXPECT_EQ(Calls().Count("CryptHashData"), 2 * (3 + 1) + 1);
+}
+
+TEST_F(ComputePfxMacTest, BothKeysAreGivenByValue) {
+    ASSERT_NE(Compute("Password1", kGostR3411_512), 0);
+    EXPECT_EQ(Calls().KeyParams(), (std::vector<DWORD>{KP_KEYVAL, KP_KEYVAL}));
 }
 
 TEST_F(ComputePfxMacTest, TheValueIsAsLongAsTheHashWhateverTheSalt) {

@@ -72,6 +72,20 @@ TEST_F(FindProviderTypeTest, ANameThatOnlyBeginsWithTypeDoesNotMatch) {
     EXPECT_EQ(PlatformCalls::Get().Count("RegEnumValueA"), 2);
 }
 
+TEST_F(FindProviderTypeTest, AKeyThatCannotBeQueriedIsNotEnumerated) {
+    PlatformCalls::Get().FailNamed("RegQueryInfoKeyA", 1, ERROR_ACCESS_DENIED);
+    EXPECT_EQ(FindProviderType(pkisdk::kProviderName), kProviderTypeNotFound);
+    EXPECT_EQ(PlatformCalls::Get().Count("RegEnumValueA"), 0);
+}
+
+TEST_F(FindProviderTypeTest, AValueThatCannotBeReadIsNotFound) {
+    for (int n = 1; n <= 2; ++n) {
+        PlatformCalls::Get().Reset();
+        PlatformCalls::Get().FailNamed("RegEnumValueA", n, ERROR_ACCESS_DENIED);
+        EXPECT_EQ(FindProviderType(pkisdk::kProviderName), kProviderTypeNotFound) << n;
+    }
+}
+
 TEST_F(FindProviderTypeTest, AShortTypeGivesTheBytesItHas) {
     PlatformCalls::Get().ReplaceTypeData({0x07, 0x01});
     EXPECT_EQ(FindProviderType("Other Provider"), 0x0107u);

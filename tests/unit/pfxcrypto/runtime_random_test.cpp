@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <string>
 
 #include "platform/runtime_random.h"
 
@@ -52,6 +53,22 @@ TEST(RuntimeRandom, TheMacSaltIsTheLowBytesOfTheNextValues) {
     Blob salt;
     MakeMacSalt(32, &salt);
     EXPECT_EQ(salt, expected);
+}
+
+TEST(RuntimeRandom, ANamesDigitsAreTheLowestOfTheNextValues) {
+    std::srand(20261121);
+    std::rand();
+    std::string expected = "rnd-";
+    while (expected.size() < 40) {
+        if (expected.size() % 5 == 0) {
+            expected += '-';
+        } else {
+            const int digit = std::rand() & 0xF;
+            expected += static_cast<char>(digit < 10 ? '0' + digit : 'A' + digit - 10);
+        }
+    }
+    std::srand(20261121);
+    EXPECT_EQ(Name(), expected);
 }
 
 TEST(RuntimeRandom, TwoNamesInARowDiffer) {

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <vector>
 
 #include "pfxcrypto/pfx_constants.h"
 #include "support/provider_fixture.h"
@@ -102,6 +103,33 @@ TEST_F(DerivePfxSessionKeyTest, AFilledSaltGivesTheSameKeyEachTime) {
     EXPECT_EQ(HmacUnderKey(), hmac);
     EXPECT_EQ(Vector(), vector);
     EXPECT_EQ(Calls().Count("CryptGenRandom"), 1);
+    CryptDestroyKey(key_);
+}
+
+TEST_F(DerivePfxSessionKeyTest, AGivenSaltMayBeOfAnyLength) {
+    salt_.Assign("12345678", 8);
+    ASSERT_NE(Derive("Password1", kGostR3411_512), 0);
+    EXPECT_EQ(SaltBytes(), Bytes({'1', '2', '3', '4', '5', '6', '7', '8'}));
+    ExpectKeyOf(ReferencePbkdf2(kGostR3411_512, "Password1", SaltBytes(), 2, 40));
+    CryptDestroyKey(key_);
+}
+
+TEST_F(DerivePfxSessionKeyTest, AFreshSaltIsDrawnWhole) {
+    Calls().ReplaceRandom(0xA5);
+    ASSERT_NE(Derive("Password1", kGostR3411_512), 0);
+    EXPECT_EQ(SaltBytes(), Bytes(32, 0xA5));
+    CryptDestroyKey(key_);
+}
+
+TEST_F(DerivePfxSessionKeyTest, ASaltThatCannotBeDrawnIsTold) {
+    Calls().FailNamed("CryptGenRandom", 1, kInjected);
+    EXPECT_EQ(Derive("Password1", kGostR3411_512), 0);
+    ExpectRefused(kInjected);
+}
+
+TEST_F(DerivePfxSessionKeyTest, TheKeyIsGivenByValueBeforeItsVector) {
+    ASSERT_NE(Derive("Password1", kGostR3411_512), 0);
+    EXPECT_EQ(Calls().KeyParams(), (std::vector<DWORD>{KP_KEYVAL, KP_KEYVAL, KP_IV}));
     CryptDestroyKey(key_);
 }
 

@@ -1,5 +1,6 @@
 #include "schema/attributes_set.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <string>
@@ -61,6 +62,22 @@ TEST(AttributesSet, ValueThatDoesNotParseFailsOnWriting) {
     attribute.values = {FromHex("04")};
     EXPECT_EQ(MessageOf<BadAsnData>([&] { WrittenHex(attribute); }),
               "[AsnObjectHeader parsing] Bad ASN data. Error in position 0.");
+}
+
+TEST(AttributesSet, AWrongOidShowsThePathFromTheContextThatIsGiven) {
+    AttributesSet attribute;
+    EXPECT_THAT(ReadFailure<UnexpactedAsnIdentifier>(attribute, "30 04 05 00 31 00"),
+                testing::HasSubstr("Context: \"AttributesSet::.oid\"."));
+    EXPECT_THAT(ReadFailure<UnexpactedAsnIdentifier>(attribute, "30 04 05 00 31 00", "outer"),
+                testing::HasSubstr("Context: \"outer.oid\"."));
+}
+
+TEST(AttributesSet, IsWrittenIntoItsParent) {
+    const auto parent = MakeAsn<AsnNodeContainer>(kSequenceIdentifier);
+    AttributesSet().SerializeToAsnNode(parent);
+    Blob bytes;
+    parent->Serialize(&bytes);
+    EXPECT_EQ(ToHex(bytes), "30 06 30 04 06 00 31 00");
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 #include "schema/encr_content_info.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <string>
@@ -68,6 +69,12 @@ TEST(EncrContentInfo, ReadingClearsEveryFieldFirstButForHparams) {
     EXPECT_TRUE(info.PBES2Sheme.oid.GetOctets().IsEmpty());
     EXPECT_TRUE(info.EncryptedData.IsEmpty());
     EXPECT_EQ(ToHex(info.PBES2Sheme.KezDeriv.additionalInfo.Hparams), "CC");
+}
+
+TEST(EncrContentInfo, AWrongOidShowsThePath) {
+    EncrContentInfo object;
+    EXPECT_THAT(ReadFailure<pkisdk::asn::UnexpactedAsnIdentifier>(object, "30 02 05 00"),
+                testing::HasSubstr("Context: \"EncrContentInfo::.oid\"."));
 }
 
 }  // namespace

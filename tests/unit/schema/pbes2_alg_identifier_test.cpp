@@ -1,5 +1,6 @@
 #include "schema/pbes2_alg_identifier.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <string>
@@ -92,6 +93,15 @@ TEST(PBES2AlgIdentifier, ElementsBehindItsParametersAreIgnored) {
                                     support::kDefaultPbkdf2AlgIdentifier + " " +
                                     support::kDefaultEncrAlgIdentifier + " 05 00"));
     EXPECT_EQ(WrittenHex(scheme), support::kDefaultPbes2AlgIdentifier);
+}
+
+TEST(PBES2AlgIdentifier, AWrongIdentifierShowsThePath) {
+    PBES2AlgIdentifier object;
+    EXPECT_THAT(ReadFailure<UnexpactedAsnIdentifier>(object, "30 02 05 00"),
+                testing::HasSubstr("Context: \"PBES2AlgIdentifier::.oid\"."));
+    EXPECT_THAT(ReadFailure<UnexpactedAsnIdentifier>(
+                    object, "30 27 06 00 30 23 " + support::kDefaultPbkdf2AlgIdentifier + " 05 00"),
+                testing::HasSubstr("Context: \"PBES2AlgIdentifier::.EncrScheme\"."));
 }
 
 }  // namespace

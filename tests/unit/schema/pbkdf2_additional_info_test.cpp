@@ -1,5 +1,6 @@
 #include "schema/pbkdf2_additional_info.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "foundation/asn_exceptions.h"
@@ -101,6 +102,14 @@ TEST(PBKDF2AdditionalInfo, TagOfNullInLongFormIsNotNull) {
     EXPECT_EQ(ReadFailure<UnexpactedAsnIdentifier>(info, "1F 05 00"),
               " Unexpactid ASN identifier: current is \"31\", but expacted \"Sequence\". Object: "
               "offset - 0; identifier - \"31\". ");
+}
+
+TEST(PBKDF2AdditionalInfo, AWrongIdentifierShowsThePath) {
+    PBKDF2AdditionalInfo object;
+    EXPECT_THAT(ReadFailure<UnexpactedAsnIdentifier>(object, "30 02 05 00"),
+                testing::HasSubstr("Context: \".Synchr\"."));
+    EXPECT_THAT(ReadFailure<UnexpactedAsnIdentifier>(object, "30 09 04 00 02 01 01 30 02 05 00"),
+                testing::HasSubstr("Context: \".EncrParams\"."));
 }
 
 }  // namespace

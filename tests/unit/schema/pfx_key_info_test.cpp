@@ -1,5 +1,6 @@
 #include "schema/pfx_key_info.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <string>
@@ -40,6 +41,13 @@ TEST(PfxKeyInfo, ReadingClearsEveryFieldFirstButForHparams) {
     EXPECT_TRUE(info.encrKey.IsEmpty());
     EXPECT_TRUE(info.PBES2Sheme.oid.GetOctets().IsEmpty());
     EXPECT_EQ(ToHex(info.PBES2Sheme.KezDeriv.additionalInfo.Hparams), "CC");
+}
+
+TEST(PfxKeyInfo, AWrongKeyShowsThePath) {
+    PfxKeyInfo object;
+    EXPECT_THAT(ReadFailure<pkisdk::asn::UnexpactedAsnIdentifier>(
+                    object, "30 49 " + support::kDefaultPbes2AlgIdentifier + " 05 00"),
+                testing::HasSubstr("Context: \"PfxKeyInfo::.encrKey\"."));
 }
 
 }  // namespace
