@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <iterator>
 #include <optional>
 #include <string>
 #include <utility>
@@ -77,8 +79,10 @@ class ExportTest : public ::testing::Test {
 
 // A key blob as the provider writes it, with these octets behind the header.
 inline std::vector<BYTE> KeyBlob(const std::vector<BYTE>& wrapped) {
-    std::vector<BYTE> blob = {PRIVATEKEYBLOB, 0x11, 0, 0, 0x49, 0x2E, 0, 0};
-    blob.insert(blob.end(), wrapped.begin(), wrapped.end());
+    constexpr BYTE kHeader[] = {PRIVATEKEYBLOB, 0x11, 0, 0, 0x49, 0x2E, 0, 0};
+    std::vector<BYTE> blob(sizeof kHeader + wrapped.size());
+    std::copy(wrapped.begin(), wrapped.end(),
+              std::copy(std::begin(kHeader), std::end(kHeader), blob.begin()));
     return blob;
 }
 
