@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <compare>
 #include <new>
+#include <string_view>
 #include <tuple>
 #include <utility>
 
@@ -35,9 +36,17 @@ bool HaveSameId(const CERT_INFO& a, const CERT_INFO& b) {
 }  // namespace
 
 bool Store::IsBefore::operator()(const IndexEntry& a, const IndexEntry& b) const {
+    if (a.hash != b.hash) {
+        return a.hash < b.hash;
+    }
     const auto order = std::lexicographical_compare_three_way(a.key.begin(), a.key.end(),
                                                               b.key.begin(), b.key.end());
     return order != 0 ? order < 0 : a.ordinal < b.ordinal;
+}
+
+Store::IndexEntry Store::EntryOf(std::span<const BYTE> key, Ordinal ordinal) {
+    const std::string_view octets(reinterpret_cast<const char*>(key.data()), key.size());
+    return {std::hash<std::string_view>()(octets), key, ordinal};
 }
 
 Store::Element Store::Add(const CertificateObject& source, DWORD disposition) {
@@ -135,14 +144,14 @@ Store::Element Store::Insert(const CertificateObject& source, Properties propert
 
 void Store::Enter(const Element& element) {
     const Ordinal ordinal = element->WhereIs().ordinal;
-    const IndexEntry byThumbprint{element->Thumbprint(), ordinal};
-    const IndexEntry bySubject{View(element->Info().Subject), ordinal};
+    const IndexEntry byThumbprint = EntryOf(element->Thumbprint(), ordinal);
+    const IndexEntry bySubject = EntryOf(View(element->Info().Subject), ordinal);
     // All of it or nothing: an element that a walk finds and a search for issuers does not would
     // make another one the last of its chain.
     try {
         byThumbprint_.insert(byThumbprint);
         bySubject_.insert(bySubject);
-        elements_[ordinal] = element;
+        elements_.insert_or_assign(elements_.end(), ordinal, element);
     } catch (const std::bad_alloc&) {
         byThumbprint_.erase(byThumbprint);
         bySubject_.erase(bySubject);
@@ -152,8 +161,8 @@ void Store::Enter(const Element& element) {
 
 void Store::Withdraw(const CertificateObject& element) {
     const Ordinal ordinal = element.WhereIs().ordinal;
-    byThumbprint_.erase({element.Thumbprint(), ordinal});
-    bySubject_.erase({View(element.Info().Subject), ordinal});
+    byThumbprint_.erase(EntryOf(element.Thumbprint(), ordinal));
+    bySubject_.erase(EntryOf(View(element.Info().Subject), ordinal));
     elements_.erase(ordinal);
 }
 
@@ -169,7 +178,7 @@ std::optional<Store::Ordinal> Store::After(Ordinal previous, const Search& searc
 // Ordinals begin at 1.
 std::optional<Store::Ordinal> Store::AfterInIndex(const Index& index, std::span<const BYTE> key,
                                                   Ordinal previous) {
-    const auto next = index.upper_bound({key, previous});
+    const auto next = index.upper_bound(EntryOf(key, previous));
     return next != index.end() && std::ranges::equal(next->key, key) ? std::optional(next->ordinal)
                                                                      : std::nullopt;
 }

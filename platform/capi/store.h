@@ -49,8 +49,10 @@ class Store : public std::enable_shared_from_this<Store> {
 
   private:
     using Ordinal = std::uint64_t;
-    // The key lies in the element of that ordinal.
+    // The key lies in the element of that ordinal. Its hash stands first in the order, so that a
+    // search seldom looks at the elements themselves.
     struct IndexEntry {
+        std::size_t hash;
         std::span<const BYTE> key;
         Ordinal ordinal;
     };
@@ -59,6 +61,7 @@ class Store : public std::enable_shared_from_this<Store> {
     };
     using Index = std::set<IndexEntry, IsBefore>;
 
+    static IndexEntry EntryOf(std::span<const BYTE> key, Ordinal ordinal);
     void Synchronize();
     void ForgetFilesNotIn(const std::map<std::string, FileState>& present);
     void ReadFile(const std::string& name, const FileState& state);

@@ -9,7 +9,6 @@
 #include "derlist/parser_core.h"
 #include "derlist/text_armour.h"
 #include "foundation/object_id.h"
-#include "platform/cryptoapi.h"
 
 namespace pkisdk {
 
@@ -87,24 +86,37 @@ bool DerSpans::Flatten(std::size_t index, Blob* out) const {
 }
 
 bool DerSpans::FindByOid(const char* oid, DerSpans* out) const {
+    const auto structure = FindStructure(oid);
+    return !structure.empty() && out->Parse(WriteAll(structure));
+}
+
+bool DerSpans::FlattenInStructure(const char* oid, std::size_t index, Blob* out) const {
+    const auto structure = FindStructure(oid);
+    if (!AreAsWritten(structure)) {
+        DerSpans read;
+        return FindByOid(oid, &read) && read.Flatten(index, out);
+    }
+    if (index >= structure.size()) {
+        return false;
+    }
+    *out = WriteAll(Subtree(structure, index));
+    return true;
+}
+
+// The holder of the identifier with all that is under it; empty where there is none.
+std::span<const DerSpan> DerSpans::FindStructure(const char* oid) const {
     Blob octets;
     if (OidTextToBlob(oid, &octets) == 0) {
-        return false;
+        return {};
     }
     const auto wanted = octets.Bytes();
     const auto found = std::ranges::find_if(nodes_, [wanted](const DerSpan& node) {
         return node.tag == kObjectIdentifier && std::ranges::equal(node.content, wanted);
     });
     if (found == nodes_.end()) {
-        return false;
+        return {};
     }
-    const auto index = static_cast<std::size_t>(found - nodes_.begin());
-    const auto structure = Subtree(nodes_, HolderOf(nodes_, index));
-    if (AreAsWritten(structure)) {
-        *out = Cut(structure);
-        return true;
-    }
-    return out->Parse(WriteAll(structure));
+    return Subtree(nodes_, HolderOf(nodes_, static_cast<std::size_t>(found - nodes_.begin())));
 }
 
 // Whether the element of `nodes`, a node with all that is under it, stands in the document just as
@@ -112,6 +124,9 @@ bool DerSpans::FindByOid(const char* oid, DerSpans* out) const {
 // reads alone as it read there, since what is opened and which scope is full hang on its bytes
 // only; and it is no text, since an OBJECT IDENTIFIER is in it.
 bool DerSpans::AreAsWritten(std::span<const DerSpan> nodes) const {
+    if (nodes.empty()) {
+        return false;
+    }
     const DerSpan& first = nodes.front();
     std::size_t end = first.offset;
     for (const DerSpan& node : nodes) {
@@ -129,22 +144,6 @@ bool DerSpans::HasShortestHeader(const DerSpan& node) const {
     const auto left = bytes_.Bytes().subspan(node.offset);
     return std::ssize(left) >= size &&
            std::equal(header.begin(), header.begin() + size, left.begin());
-}
-
-// What Parse makes of the bytes of such an element.
-DerSpans DerSpans::Cut(std::span<const DerSpan> nodes) const {
-    const DerSpan& first = nodes.front();
-    DerSpans cut;
-    cut.bytes_.Assign(bytes_.GetData() + first.offset, EncodedSize(first));
-    cut.nodes_.assign(nodes.begin(), nodes.end());
-    for (DerSpan& node : cut.nodes_) {
-        node.depth -= first.depth;
-        node.offset -= first.offset;
-        node.content = cut.bytes_.Bytes().subspan(node.offset + HeaderSize(node.contentLength),
-                                                  node.content.size());
-    }
-    SetLastError(0);
-    return cut;
 }
 
 bool DerSpans::AppendAsRead(const DerNode& node, std::span<const std::uint8_t> content) {

@@ -41,15 +41,17 @@ class DerSpans {
     // What FindByOid does; `out` may be this very object. False where nothing is found, or where
     // what is found does not parse.
     bool FindByOid(const char* oid, DerSpans* out) const;
+    // What Flatten does with what FindByOid gives.
+    bool FlattenInStructure(const char* oid, std::size_t index, Blob* out) const;
 
     // For the parser, as DerList's of the same names.
     bool AppendAsRead(const DerNode& node, std::span<const std::uint8_t> content);
     void ReinsertAll();
 
   private:
+    std::span<const DerSpan> FindStructure(const char* oid) const;
     bool AreAsWritten(std::span<const DerSpan> nodes) const;
     bool HasShortestHeader(const DerSpan& node) const;
-    DerSpans Cut(std::span<const DerSpan> nodes) const;
 
     Blob bytes_;
     std::vector<DerSpan> nodes_;

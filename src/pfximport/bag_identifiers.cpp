@@ -5,8 +5,7 @@ namespace pkisdk {
 bool ExtractBagCertificate(const DerSpans& bag, Blob* encoded) {
     // Under SEQUENCE, OBJECT IDENTIFIER, [0] and OCTET STRING.
     constexpr std::size_t kCertificateIndex = 4;
-    DerSpans value;
-    return bag.FindByOid(kX509CertificateOid, &value) && value.Flatten(kCertificateIndex, encoded);
+    return bag.FlattenInStructure(kX509CertificateOid, kCertificateIndex, encoded);
 }
 
 }  // namespace pkisdk

@@ -177,10 +177,26 @@ class Pair {
              {own, std::string(kOids[choices.Below(std::size(kOids))]), std::string("none")}) {
             pkisdk::DerSpans ours;
             reference::List theirs;
-            Require(spans.FindByOid(oid.c_str(), &ours) ==
-                        (reference::FindByOid(&parsed, oid.c_str(), &theirs) != 0),
+            const bool isFound = reference::FindByOid(&parsed, oid.c_str(), &theirs) != 0;
+            Require(spans.FindByOid(oid.c_str(), &ours) == isFound,
                     "answer of DerSpans::FindByOid for " + oid);
             comparison::RequireSame(ours, theirs, "DerSpans::FindByOid for " + oid);
+            InStructure(spans, oid, isFound ? theirs : reference::List(), choices);
+        }
+    }
+
+    // `structure` is what the identifier's holder reads as; empty where that is nothing.
+    static void InStructure(const pkisdk::DerSpans& spans, const std::string& oid,
+                            const reference::List& structure, Choices& choices) {
+        const auto size = static_cast<std::uint32_t>(structure.size());
+        for (const std::uint32_t index : {0U, choices.Below(size + 1), size}) {
+            Blob ours;
+            reference::Bytes theirs;
+            Require(spans.FlattenInStructure(oid.c_str(), index, &ours) ==
+                        (reference::ExtractSubtree(structure, static_cast<std::int32_t>(index),
+                                                   &theirs) != 0),
+                    "answer of DerSpans::FlattenInStructure for " + oid);
+            Require(SameBytes(ours, theirs), "DerSpans::FlattenInStructure for " + oid);
         }
     }
 

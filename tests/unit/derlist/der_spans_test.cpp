@@ -89,6 +89,29 @@ TEST(DerSpans, FindsTheHolderOfAnIdentifierAlsoIntoItself) {
     EXPECT_FALSE(spans.FindByOid("no identifier", &found));
 }
 
+std::string InStructure(std::string_view hex, const char* oid, std::size_t index) {
+    Blob bytes;
+    return Read(hex).FlattenInStructure(oid, index, &bytes) ? ToHex(bytes) : "nothing";
+}
+
+TEST(DerSpans, GivesASubtreeOfTheHolderOfAnIdentifier) {
+    constexpr std::string_view kInside = "30 0E 30 0C 06 03 2A 03 04 04 05 04 03 41 42 43";
+    EXPECT_EQ(InStructure(kInside, kIdentifier, 0), kIdentified);
+    EXPECT_EQ(InStructure(kInside, kIdentifier, 3), "04 03 41 42 43");
+    EXPECT_EQ(InStructure(kInside, kIdentifier, 4), "nothing");
+    EXPECT_EQ(InStructure(kInside, "1.2.3.5", 0), "nothing");
+}
+
+TEST(DerSpans, GivesASubtreeOfAHolderThatIsWrittenOtherwiseThanItStands) {
+    // A length in two octets; an indefinite length; a zero that is passed over but counted, so that
+    // what is written has a length beyond its end.
+    EXPECT_EQ(InStructure("30 0F 30 81 0C 06 03 2A 03 04 04 05 04 03 41 42 43", kIdentifier, 0),
+              kIdentified);
+    EXPECT_EQ(InStructure("30 80 06 03 2A 03 04 04 05 04 03 41 42 43", kIdentifier, 0),
+              kIdentified);
+    EXPECT_EQ(InStructure("30 0A 30 08 00 06 03 2A 03 04 05 00", kIdentifier, 0), "nothing");
+}
+
 TEST(DerSpans, IsWholeAfterAMove) {
     DerSpans spans = Read(kIdentified);
     const DerSpans moved(std::move(spans));
