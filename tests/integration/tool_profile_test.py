@@ -311,6 +311,19 @@ class CreateAndRestore(Profile):
         self.create("--force", "--subject", "guarded", "--pin-env", "THE_PIN",
                     env={"THE_PIN": "2468"})
 
+    def test_a_container_without_a_pin_gets_none_from_an_export(self):
+        self.file("pin", "2468\n")
+        self.file("typo", "2486\n")
+        self.new("bare", "--exportable")
+        kept = {path: path.read_bytes() for path in (self.home / "keys").glob("*.key")}
+        self.assertEqual(len(kept), 1)
+        self.new("guarded", "--exportable", "--pin-file", "pin")
+        self.create("--pin-file", "typo", code=8, err="CN=guarded")
+        self.create("--pin-file", "pin")
+        self.create("--force", "--subject", "bare", "--pin-file", "typo")
+        self.assertEqual({path: path.read_bytes() for path in kept}, kept)
+        self.create("--force", "--subject", "bare")
+
     def test_a_pin_from_a_descriptor(self):
         self.file("pin", "2468\n")
         self.new("guarded", "--exportable", "--pin-file", "pin")

@@ -1,7 +1,6 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
-#include <optional>
 #include <set>
 
 #include "mvlpfx/certificate_walk.h"
@@ -130,20 +129,13 @@ OwnedStore Gather(const CreateOptions& options) {
     const OwnedStore my = OpenSystemStore("MY", false);
     OwnedStore gathered(CertOpenStore(CERT_STORE_PROV_MEMORY, 0, 0, 0, nullptr));
     RequireCall(gathered ? TRUE : FALSE, "can't gather the certificates");
-    std::optional<Secret<char>> pin;
-    if (options.pin.IsNamed()) {
-        pin.emplace(ReadPin(options.pin));
-    }
     std::size_t count = 0;
     ForEachCertificate(my.Get(), "MY", [&](PCCERT_CONTEXT certificate) {
         if (!selection.Takes(certificate)) {
             return;
         }
         ++count;
-        const OwnedCertificate added = AddTo(gathered.Get(), certificate);
-        if (pin) {
-            SetPin(added.Get(), *pin);
-        }
+        AddTo(gathered.Get(), certificate);
         if (options.chain) {
             AddIssuers(gathered.Get(), certificate);
         }
@@ -173,6 +165,34 @@ std::vector<std::uint8_t> TryCreateDocument(HCERTSTORE store, const Secret<wchar
         }
         document.resize(blob.cbData);
     }
+}
+
+Secret<wchar_t> AnyPassword() {
+    Secret<wchar_t> password(1);
+    password.Text() = L"-";
+    return password;
+}
+
+// Whether no document can be made of the certificate's key for want of a PIN.
+bool AsksForPin(PCCERT_CONTEXT certificate) {
+    const OwnedStore alone(CertOpenStore(CERT_STORE_PROV_MEMORY, 0, 0, 0, nullptr));
+    RequireCall(alone ? TRUE : FALSE, "can't gather the certificates");
+    AddTo(alone.Get(), certificate);
+    if (!TryCreateDocument(alone.Get(), AnyPassword(), 0).empty()) {
+        return false;
+    }
+    const DWORD word = GetLastError();
+    return word == static_cast<DWORD>(SCARD_W_CARD_NOT_AUTHENTICATED) ||
+           word == static_cast<DWORD>(NTE_SILENT_CONTEXT);
+}
+
+// A container without a PIN would take one that it is given for its own from then on.
+void GivePinWhereAsked(HCERTSTORE store, const Secret<char>& pin) {
+    ForEachCertificate(store, "memory", [&](PCCERT_CONTEXT certificate) {
+        if (AsksForPin(certificate)) {
+            SetPin(certificate, pin);
+        }
+    });
 }
 
 // The words that a single certificate or its key may be the reason of.
@@ -373,16 +393,17 @@ std::vector<std::uint8_t> CreateWhole(const CreateOptions& options, HCERTSTORE s
 
 // A person is not asked for a password of a document that can't be made under any.
 void RequireCreatable(const CreateOptions& options, HCERTSTORE store) {
-    Secret<wchar_t> anyPassword(1);
-    anyPassword.Text() = L"-";
     Contents contents;
-    CreateWhole(options, store, anyPassword, &contents);
+    CreateWhole(options, store, AnyPassword(), &contents);
 }
 
 }  // namespace
 
 void RunCreate(const CreateOptions& options) {
     const OwnedStore store = Gather(options);
+    if (options.pin.IsNamed()) {
+        GivePinWhereAsked(store.Get(), ReadPin(options.pin));
+    }
     RequireWritable(options.output, options.force);
     if (!options.password.IsNamed()) {
         RequireCreatable(options, store.Get());
