@@ -16,8 +16,8 @@ class BagWalk {
     BagWalk(const DerList& list, const char* bagOid);
 
     // The next one into `bag`. False where there is none, or where it does not parse. Bags inside
-    // bags are each copied whole; throws Exception where these copies come to 64 times the list,
-    // which only a document that is made for it does.
+    // bags are each copied whole; throws Exception where these copies come to 64 times the list:
+    // in documents made for it, and in those of very many bags whose lengths are all over-long.
     bool Next(DerList* bag);
     // The same, for bags of which little is looked at.
     bool Next(DerSpans* bag);

@@ -305,11 +305,16 @@ class Errors(Profile):
                                where=("authSafe.contentType", oid))
 
     def test_pem_of_another_kind(self):
-        body = base64.encodebytes(element(0x30, element(2, b"\x01"))).decode()
-        for kind, advice in (("CERTIFICATE", "mvlpfx certs add"),
-                             ("PRIVATE KEY", "openssl pkcs12 -export"),
-                             ("TRUSTED CERTIFICATE", "name a .pfx or .p12 file"),
-                             ("CERTIFICATE REQUEST", "name a .pfx or .p12 file")):
+        small = element(0x30, element(2, b"\x01"))
+        # Version, algorithm and key: PrivateKeyInfo, which looks like a document from afar.
+        algorithm = element(0x30, element(6, bytes.fromhex("2a85030701010101")))
+        key = element(0x30, element(2, b"\x00") + algorithm + element(4, bytes(32)))
+        for kind, der, advice in (("CERTIFICATE", small, "mvlpfx certs add"),
+                                  ("PRIVATE KEY", small, "openssl pkcs12 -export"),
+                                  ("PRIVATE KEY", key, "openssl pkcs12 -export"),
+                                  ("TRUSTED CERTIFICATE", small, "name a .pfx or .p12 file"),
+                                  ("CERTIFICATE REQUEST", small, "name a .pfx or .p12 file")):
+            body = base64.encodebytes(der).decode()
             header = f"-----BEGIN {kind}-----"
             for before in ("", "Bag Attributes: none\n"):
                 pem = self.file("other.pem", f"{before}{header}\n{body}-----END {kind}-----\n")

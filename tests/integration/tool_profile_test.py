@@ -300,6 +300,10 @@ class CreateAndRestore(Profile):
         self.expect(0, "verify", "out.pfx", "--pass-file", "password")
         self.assertEqual(len(self.restore()["containers"]), 1)
 
+    def test_a_curve_of_another_size(self):
+        self.expect(5, "new", "--subject", "CN=x", "--algorithm", "gost2012-512", "--curve",
+                    "1.2.643.2.2.35.1", err="--curve")
+
     def test_a_key_behind_a_pin(self):
         self.file("pin", "2468\n")
         self.new("guarded", "--exportable", "--pin-file", "pin")

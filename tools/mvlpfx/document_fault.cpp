@@ -357,6 +357,8 @@ void ThrowNoMac(std::span<const std::uint8_t> document) {
     if (!read.isWhole || !IsShapedAsPfx(read.tree)) {
         ThrowNoPfx(document, kWord);
     }
+    // A private key has the shape of a document, too.
+    RefuseOtherPem(document, kWord);
     RefuseOtherContent(read.tree, kWord);
     RefuseTrail(document, kWord);
     const NodeTree& tree = read.tree;
