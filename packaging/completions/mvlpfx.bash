@@ -21,6 +21,18 @@ _mvlpfx_options() {
     esac
 }
 
+# What may stand at the cursor besides values and files.
+_mvlpfx_words() {
+    if [[ $COMP_CWORD -eq 1 ]]; then
+        echo "new keys certs create info verify restore register unregister"
+    fi
+    case ${COMP_WORDS[1]} in
+    keys) echo "list delete" ;;
+    certs) echo "list add delete" ;;
+    esac
+    _mvlpfx_options "${COMP_WORDS[1]}"
+}
+
 _mvlpfx() {
     local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]}
     local subcommand=${COMP_WORDS[1]} words=
@@ -38,15 +50,12 @@ _mvlpfx() {
         ;;
     --subject | --curve | --days | --container | --thumbprint | --pass-fd | --pin-fd | \
         --max-iterations) return ;;
-    mvlpfx) words="new keys certs create info verify restore register unregister --help --version" ;;
-    keys) words="list delete $(_mvlpfx_options keys)" ;;
-    certs) words="list add delete $(_mvlpfx_options certs)" ;;
     *)
-        if [[ $current != -* && $subcommand =~ ^(info|verify|restore)$ ]]; then
+        if [[ $COMP_CWORD -gt 1 && $current != -* && $subcommand =~ ^(info|verify|restore)$ ]]; then
             compopt -o default
             return
         fi
-        words=$(_mvlpfx_options "$subcommand")
+        words=$(_mvlpfx_words)
         ;;
     esac
     mapfile -t COMPREPLY < <(compgen -W "$words" -- "$current")

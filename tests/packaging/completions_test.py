@@ -141,6 +141,8 @@ class Completions(unittest.TestCase):
     def test_commands_of_keys_and_certs(self):
         self.assertEqual(self.offered("mvlpfx keys d"), {"delete"})
         self.assertEqual(self.offered("mvlpfx certs a"), {"add"})
+        if SHELL == "bash":
+            self.assertEqual(self.offered("mvlpfx keys --machine de"), {"delete"})
 
     def test_values_that_are_known(self):
         self.assertEqual(self.offered("mvlpfx new --algorithm gost"),
