@@ -190,7 +190,9 @@ const char* AdviceOfErrno(int error) {
         case EISDIR:
             return "name a file, not a folder";
         case ENOSPC:
+#ifdef EDQUOT  // Windows knows no quota here.
         case EDQUOT:
+#endif
             return "make room, or name another place";
         case EROFS:
             return "mount it for writing, or name another place";

@@ -387,9 +387,11 @@ TEST_F(LogConfig, WithoutMemoryForTheFilesNameItHasItsDefault) {
     std::set<std::string> names;
     bool happened = true;
     for (std::size_t number = 1; happened; ++number) {
-        const allocation::FailOne failure(number);
-        pkisdk::ReloadFileSink(&log_.context, test_support::kFileIndex);
-        happened = failure.Happened();
+        {
+            const allocation::FailOne failure(number);
+            pkisdk::ReloadFileSink(&log_.context, test_support::kFileIndex);
+            happened = failure.Happened();
+        }
         names.insert(log_.file.fileName.load()->text);
     }
     EXPECT_EQ(log_.file.fileName.load()->text, std::string(100, 'n'));
