@@ -172,10 +172,15 @@ void OpenSettingsInThreads() {
 
 TEST(LogThreads, OpenTheSettingsAtOnceThatWereNotThereAtTheStart) {
     OpenSettingsInThreads();
-    // What the platform makes once and keeps is there now.
+    // What the platform makes once and keeps is there now. It may give back late what a thread had,
+    // but a handle that gets lost gets lost each time.
     const std::size_t before = OpenHandles();
-    OpenSettingsInThreads();
-    EXPECT_EQ(OpenHandles(), before);
+    std::size_t after = before + 1;
+    for (int round = 0; round < 10 && after > before; ++round) {
+        OpenSettingsInThreads();
+        after = OpenHandles();
+    }
+    EXPECT_LE(after, before);
 }
 
 }  // namespace
