@@ -66,7 +66,9 @@ std::optional<std::vector<BYTE>> ReadStateFile(const std::filesystem::path& path
     }
     Require(S_ISREG(status.st_mode) && status.st_size <= limit, CRYPT_E_FILE_ERROR);
     std::vector<BYTE> bytes(static_cast<std::size_t>(status.st_size));
-    Require(state::ReadAll(file.Get(), bytes), CRYPT_E_FILE_ERROR);
+    if (!state::ReadAll(file.Get(), bytes)) {
+        ThrowWord(WordOfErrno(errno));
+    }
     return bytes;
 }
 

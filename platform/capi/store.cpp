@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <compare>
-#include <new>
 #include <string_view>
 #include <tuple>
 #include <utility>
@@ -85,11 +84,8 @@ Store::Element Store::Add(const CertificateObject& source, DWORD disposition) {
 // but nothing that a caller who would keep what is there may write over.
 Store::Element Store::Existing(const CertificateObject& source, DWORD disposition) const {
     if (IsNewerDisposition(disposition)) {
-        const auto found = std::ranges::find_if(elements_, [&source](const auto& item) {
-            return HaveSameId(item.second->Info(), source.Info());
-        });
-        if (found != elements_.end()) {
-            return found->second;
+        if (Element newest = NewestOfId(source.Info())) {
+            return newest;
         }
     }
     const std::optional<Ordinal> same = AfterInIndex(byThumbprint_, source.Thumbprint(), 0);
@@ -104,6 +100,18 @@ Store::Element Store::Existing(const CertificateObject& source, DWORD dispositio
     return nullptr;
 }
 
+Store::Element Store::NewestOfId(const CERT_INFO& id) const {
+    Element newest;
+    for (const auto& [ordinal, element] : elements_) {
+        if (HaveSameId(element->Info(), id) &&
+            (newest == nullptr ||
+             ToNumber(element->Info().NotBefore) > ToNumber(newest->Info().NotBefore))) {
+            newest = element;
+        }
+    }
+    return newest;
+}
+
 Store::Element Store::UseExisting(const Element& existing, const Properties& properties,
                                   const FolderLock* lock) {
     Properties together = existing->CopyProperties();
@@ -112,51 +120,53 @@ Store::Element Store::UseExisting(const Element& existing, const Properties& pro
             files_[CertificateFolder::NameOf(existing->Thumbprint())].state =
                 folder_->Write(*lock, existing->Thumbprint(), existing->Encoded(), together);
         }
-        existing->ChangeProperties([&together](Properties* kept) { *kept = together; });
+        existing->ChangeProperties([&together](Properties* kept) { *kept = std::move(together); });
     }
     return existing;
 }
 
-// The new element stands where the one that it replaces stood.
+// The new element stands where the one that it replaces stood. All memory is asked for before
+// anything is changed.
 Store::Element Store::Insert(const CertificateObject& source, Properties properties,
                              const Element& replaced, const FolderLock* lock) {
     const Ordinal ordinal = replaced == nullptr ? ++lastOrdinal_ : replaced->WhereIs().ordinal;
     auto element = std::make_shared<CertificateObject>(
         source, std::move(properties),
         CertificateObject::Place{handle_, weak_from_this(), ordinal});
+    Nodes nodes = NodesOf(element);
     if (lock != nullptr) {
         const std::string name = CertificateFolder::NameOf(element->Thumbprint());
-        const FileState state = folder_->Write(*lock, element->Thumbprint(), element->Encoded(),
-                                               element->CopyProperties());
+        Files written{{name, KnownFile{{}, ordinal}}};
+        written.begin()->second.state = folder_->Write(
+            *lock, element->Thumbprint(), element->Encoded(), element->CopyProperties());
         if (replaced != nullptr && replaced->Thumbprint() != element->Thumbprint()) {
             const std::string oldName = CertificateFolder::NameOf(replaced->Thumbprint());
             lock->Remove(oldName);
             files_.erase(oldName);
         }
-        files_[name] = {state, ordinal};
+        files_.erase(name);
+        files_.merge(written);
     }
     if (replaced != nullptr) {
         Withdraw(*replaced);
     }
-    Enter(element);
+    Enter(std::move(nodes));
     return element;
 }
 
-void Store::Enter(const Element& element) {
+Store::Nodes Store::NodesOf(const Element& element) {
     const Ordinal ordinal = element->WhereIs().ordinal;
-    const IndexEntry byThumbprint = EntryOf(element->Thumbprint(), ordinal);
-    const IndexEntry bySubject = EntryOf(View(element->Info().Subject), ordinal);
-    // All of it or nothing: an element that a walk finds and a search for issuers does not would
-    // make another one the last of its chain.
-    try {
-        byThumbprint_.insert(byThumbprint);
-        bySubject_.insert(bySubject);
-        elements_.insert_or_assign(elements_.end(), ordinal, element);
-    } catch (const std::bad_alloc&) {
-        byThumbprint_.erase(byThumbprint);
-        bySubject_.erase(bySubject);
-        throw;
-    }
+    Elements elements{{ordinal, element}};
+    Index byThumbprint{EntryOf(element->Thumbprint(), ordinal)};
+    Index bySubject{EntryOf(View(element->Info().Subject), ordinal)};
+    return {elements.extract(elements.begin()), byThumbprint.extract(byThumbprint.begin()),
+            bySubject.extract(bySubject.begin())};
+}
+
+void Store::Enter(Nodes nodes) {
+    elements_.insert(elements_.end(), std::move(nodes.element));
+    byThumbprint_.insert(std::move(nodes.byThumbprint));
+    bySubject_.insert(std::move(nodes.bySubject));
 }
 
 void Store::Withdraw(const CertificateObject& element) {
@@ -268,39 +278,52 @@ void Store::ForgetFilesNotIn(const std::map<std::string, FileState>& present) {
             ++it;
             continue;
         }
-        if (it->second.ordinal.has_value()) {
-            Withdraw(*Element(elements_.at(*it->second.ordinal)));
-        }
+        WithdrawElementOf(&it->second);
         it = files_.erase(it);
     }
 }
 
+void Store::WithdrawElementOf(KnownFile* file) {
+    if (file->ordinal.has_value()) {
+        Withdraw(*Element(elements_.at(*file->ordinal)));
+        file->ordinal.reset();
+    }
+}
+
 void Store::ReadFile(const std::string& name, const FileState& state) {
-    KnownFile& known = files_[name];
-    known.state = state;
+    const auto known = files_.try_emplace(name).first;
+    known->second.state.reset();
     try {
         std::optional<Entry> entry = folder_->Read(name);
         if (!entry.has_value()) {
+            WithdrawElementOf(&known->second);
+            files_.erase(known);
             return;
         }
-        if (known.ordinal.has_value()) {
-            elements_.at(*known.ordinal)->ChangeProperties([&entry](Properties* properties) {
-                *properties = std::move(entry->properties);
-            });
-            return;
-        }
-        const Ordinal ordinal = ++lastOrdinal_;
-        Enter(std::make_shared<CertificateObject>(
-            std::move(entry->encoded), X509_ASN_ENCODING, std::move(entry->properties),
-            CertificateObject::Place{handle_, weak_from_this(), ordinal}));
-        known.ordinal = ordinal;
-    } catch (const ErrorWord&) {
-        // One bad file does not hide the others; the walk's end tells of it.
-        if (known.ordinal.has_value()) {
-            Withdraw(*Element(elements_.at(*known.ordinal)));
-            known.ordinal.reset();
+        TakeEntry(*std::move(entry), &known->second);
+        known->second.state = state;
+    } catch (const ErrorWord& error) {
+        // One bad file does not hide the others; the walk's end tells of it. What was not the
+        // file's own fault may have passed by the next look.
+        WithdrawElementOf(&known->second);
+        if (error.Word() == static_cast<DWORD>(CRYPT_E_FILE_ERROR)) {
+            known->second.state = state;
         }
     }
+}
+
+void Store::TakeEntry(Entry entry, KnownFile* file) {
+    if (file->ordinal.has_value()) {
+        elements_.at(*file->ordinal)->ChangeProperties([&entry](Properties* properties) {
+            *properties = std::move(entry.properties);
+        });
+        return;
+    }
+    const Ordinal ordinal = ++lastOrdinal_;
+    Enter(NodesOf(std::make_shared<CertificateObject>(
+        std::move(entry.encoded), X509_ASN_ENCODING, std::move(entry.properties),
+        CertificateObject::Place{handle_, weak_from_this(), ordinal})));
+    file->ordinal = ordinal;
 }
 
 Stores& Stores::Get() {

@@ -60,19 +60,38 @@ class Store : public std::enable_shared_from_this<Store> {
         bool operator()(const IndexEntry& a, const IndexEntry& b) const;
     };
     using Index = std::set<IndexEntry, IsBefore>;
+    using Elements = std::map<Ordinal, Element>;
+    // An element's places in the maps, which cost no memory any more once they are made: an element
+    // that a walk finds and a search for issuers does not would make another the last of its chain.
+    struct Nodes {
+        Elements::node_type element;
+        Index::node_type byThumbprint;
+        Index::node_type bySubject;
+    };
+    // A file as last read: no state where that failed for another reason than the file, which is
+    // then read again; no ordinal where it gave no element.
+    struct KnownFile {
+        std::optional<FileState> state;
+        std::optional<Ordinal> ordinal;
+    };
+    using Files = std::map<std::string, KnownFile>;
 
     static IndexEntry EntryOf(std::span<const BYTE> key, Ordinal ordinal);
     void Synchronize();
     void ForgetFilesNotIn(const std::map<std::string, FileState>& present);
+    void WithdrawElementOf(KnownFile* file);
     void ReadFile(const std::string& name, const FileState& state);
+    void TakeEntry(Entry entry, KnownFile* file);
 
     Element Existing(const CertificateObject& source, DWORD disposition) const;
+    Element NewestOfId(const CERT_INFO& id) const;
     // `lock` is null for a store in memory.
     Element UseExisting(const Element& existing, const Properties& properties,
                         const FolderLock* lock);
     Element Insert(const CertificateObject& source, Properties properties, const Element& replaced,
                    const FolderLock* lock);
-    void Enter(const Element& element);
+    static Nodes NodesOf(const Element& element);
+    void Enter(Nodes nodes);
     void Withdraw(const CertificateObject& element);
     std::optional<Ordinal> After(Ordinal previous, const Search& search) const;
     static std::optional<Ordinal> AfterInIndex(const Index& index, std::span<const BYTE> key,
@@ -83,16 +102,11 @@ class Store : public std::enable_shared_from_this<Store> {
     const bool isReadOnly_;
 
     mutable std::mutex mutex_;
-    std::map<Ordinal, Element> elements_;
+    Elements elements_;
     Index byThumbprint_;
     Index bySubject_;
     Ordinal lastOrdinal_ = 0;
-    // The files as last read; those that could not be have no ordinal.
-    struct KnownFile {
-        FileState state;
-        std::optional<Ordinal> ordinal;
-    };
-    std::map<std::string, KnownFile> files_;
+    Files files_;
 };
 
 // The open stores.

@@ -98,6 +98,13 @@ TEST_F(Dispositions, NewerReplacesAnEarlierOneOfTheSameNumber) {
     EXPECT_FAILS_WITH(CRYPT_E_EXISTS, Add(CERT_STORE_ADD_NEWER));
 }
 
+TEST_F(Dispositions, NewerLooksAtTheNewestOfTheSameNumber) {
+    ASSERT_TRUE(store_.Add(Chain().newerLeaf));
+    const std::vector<CertificateBytes> both = {Chain().leaf, Chain().newerLeaf};
+    EXPECT_FAILS_WITH(CRYPT_E_EXISTS, store_.Add(Chain().newerLeaf, CERT_STORE_ADD_NEWER));
+    EXPECT_EQ(store_.All(), both);
+}
+
 TEST_F(Dispositions, NewerInheritKeepsProperties) {
     ASSERT_TRUE(store_.Add(Chain().newerLeaf, CERT_STORE_ADD_NEWER_INHERIT_PROPERTIES));
     EXPECT_EQ(Texts(), (Strings{"old", "kept", "(none)"}));
