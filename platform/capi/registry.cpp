@@ -2,9 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
-#include <map>
 #include <memory>
-#include <mutex>
 #include <new>
 #include <optional>
 #include <string>
@@ -15,85 +13,20 @@
 #include "capi/calls.h"
 #include "capi/event_object.h"
 #include "capi/last_error.h"
+#include "capi/open_keys.h"
 #include "capi/settings.h"
 #include "capi/settings_watch.h"
 #include "capi/utf8.h"
 
 namespace {
 
+using capi::AllOpenKeys;
+using capi::IsRoot;
+using capi::OpenKey;
 using capi::Settings;
 using capi::SettingsValue;
 
 constexpr REGSAM kWriteRights = KEY_SET_VALUE | KEY_CREATE_SUB_KEY | KEY_CREATE_LINK;
-
-// An opened key: the settings of the moment of its opening, and where it stands in them.
-struct OpenKey {
-    std::shared_ptr<const Settings> settings;
-    std::string path;
-    REGSAM rights = 0;
-
-    // Never null: settings do not change once loaded.
-    const Settings::Key* Find() const { return settings->FindKey(path); }
-};
-
-class OpenKeys {
-  public:
-    HKEY Add(OpenKey key) {
-        const std::lock_guard lock(mutex_);
-        const ULONG_PTR handle = next_;
-        keys_.emplace(handle, std::make_shared<const OpenKey>(std::move(key)));
-        next_ += kHandleStep;
-        return reinterpret_cast<HKEY>(handle);
-    }
-    bool Remove(HKEY handle) {
-        const std::lock_guard lock(mutex_);
-        return keys_.erase(reinterpret_cast<ULONG_PTR>(handle)) != 0;
-    }
-    // Null for a handle that is none.
-    std::shared_ptr<const OpenKey> Find(HKEY handle) {
-        const std::lock_guard lock(mutex_);
-        const auto found = keys_.find(reinterpret_cast<ULONG_PTR>(handle));
-        return found == keys_.end() ? nullptr : found->second;
-    }
-
-    // Gives an open key other settings; false where it is no longer open.
-    bool Refresh(HKEY handle, std::shared_ptr<const Settings> settings) {
-        const std::lock_guard lock(mutex_);
-        const auto found = keys_.find(reinterpret_cast<ULONG_PTR>(handle));
-        if (found == keys_.end()) {
-            return false;
-        }
-        const OpenKey& before = *found->second;
-        found->second = std::make_shared<const OpenKey>(
-            OpenKey{std::move(settings), before.path, before.rights});
-        return true;
-    }
-
-  private:
-    static constexpr ULONG_PTR kHandleStep = 4;
-
-    std::mutex mutex_;
-    std::map<ULONG_PTR, std::shared_ptr<const OpenKey>> keys_;
-    ULONG_PTR next_ = 0x100;
-};
-
-// Outlives every caller, those in other libraries' destructors too.
-OpenKeys& AllOpenKeys() {
-    static OpenKeys& keys = *std::make_unique<OpenKeys>().release();
-    return keys;
-}
-
-bool IsRoot(HKEY key) {
-    return key == HKEY_LOCAL_MACHINE || key == HKEY_CURRENT_USER;
-}
-
-std::shared_ptr<const OpenKey> Resolve(HKEY handle) {
-    if (IsRoot(handle)) {
-        const char* const path = handle == HKEY_CURRENT_USER ? capi::kUserRoot : capi::kMachineRoot;
-        return std::make_shared<const OpenKey>(OpenKey{capi::CurrentSettings(), path, KEY_READ});
-    }
-    return AllOpenKeys().Find(handle);
-}
 
 // An exception must not leave a C function.
 template <typename Body>
@@ -163,7 +96,7 @@ LSTATUS WriteData(const SettingsValue& value, Width width, LPDWORD type, LPBYTE 
 // What both readings of values check first; `*key` is set on success alone.
 LSTATUS CheckValueArguments(HKEY handle, const void* reserved, const BYTE* data, const DWORD* size,
                             std::shared_ptr<const OpenKey>* key) {
-    *key = Resolve(handle);
+    *key = capi::FindKey(handle);
     if (*key == nullptr) {
         return ERROR_INVALID_HANDLE;
     }
@@ -171,6 +104,17 @@ LSTATUS CheckValueArguments(HKEY handle, const void* reserved, const BYTE* data,
         return ERROR_INVALID_PARAMETER;
     }
     return ((*key)->rights & KEY_QUERY_VALUE) != 0 ? ERROR_SUCCESS : ERROR_ACCESS_DENIED;
+}
+
+LSTATUS QueryValue(HKEY handle, const std::string& name, Width width, const DWORD* reserved,
+                   LPDWORD type, LPBYTE data, LPDWORD size) {
+    std::shared_ptr<const OpenKey> key;
+    const LSTATUS status = CheckValueArguments(handle, reserved, data, size, &key);
+    if (status != ERROR_SUCCESS) {
+        return status;
+    }
+    const SettingsValue* const value = key->settings->FindValue(key->path, name);
+    return value == nullptr ? ERROR_FILE_NOT_FOUND : WriteData(*value, width, type, data, size);
 }
 
 DWORD Length(const std::string& text) {
@@ -234,7 +178,7 @@ LSTATUS WINAPI RegOpenKeyExA(HKEY hKey, LPCSTR lpSubKey, DWORD ulOptions, REGSAM
             return ERROR_INVALID_PARAMETER;
         }
         *phkResult = nullptr;
-        const std::shared_ptr<const OpenKey> parent = Resolve(hKey);
+        const std::shared_ptr<const OpenKey> parent = capi::FindKey(hKey);
         if (parent == nullptr) {
             return ERROR_INVALID_HANDLE;
         }
@@ -313,31 +257,17 @@ LSTATUS WINAPI RegEnumValueA(HKEY hKey, DWORD dwIndex, LPSTR lpValueName, LPDWOR
 
 LSTATUS WINAPI RegQueryValueExA(HKEY hKey, LPCSTR lpValueName, LPDWORD lpReserved, LPDWORD lpType,
                                 LPBYTE lpData, LPDWORD lpcbData) {
-    return Guarded([&]() -> LSTATUS {
-        std::shared_ptr<const OpenKey> key;
-        const LSTATUS status = CheckValueArguments(hKey, lpReserved, lpData, lpcbData, &key);
-        if (status != ERROR_SUCCESS) {
-            return status;
-        }
+    return Guarded([&] {
         const std::string name = lpValueName == nullptr ? "" : capi::Utf8FromAnsi(lpValueName);
-        const SettingsValue* const value = key->settings->FindValue(key->path, name);
-        return value == nullptr ? ERROR_FILE_NOT_FOUND
-                                : WriteData(*value, Width::kAnsi, lpType, lpData, lpcbData);
+        return QueryValue(hKey, name, Width::kAnsi, lpReserved, lpType, lpData, lpcbData);
     });
 }
 
 LSTATUS WINAPI RegQueryValueExW(HKEY hKey, LPCWSTR lpValueName, LPDWORD lpReserved, LPDWORD lpType,
                                 LPBYTE lpData, LPDWORD lpcbData) {
-    return Guarded([&]() -> LSTATUS {
-        std::shared_ptr<const OpenKey> key;
-        const LSTATUS status = CheckValueArguments(hKey, lpReserved, lpData, lpcbData, &key);
-        if (status != ERROR_SUCCESS) {
-            return status;
-        }
+    return Guarded([&] {
         const std::string name = lpValueName == nullptr ? "" : capi::Utf8FromWide(lpValueName);
-        const SettingsValue* const value = key->settings->FindValue(key->path, name);
-        return value == nullptr ? ERROR_FILE_NOT_FOUND
-                                : WriteData(*value, Width::kWide, lpType, lpData, lpcbData);
+        return QueryValue(hKey, name, Width::kWide, lpReserved, lpType, lpData, lpcbData);
     });
 }
 
@@ -345,7 +275,7 @@ LSTATUS WINAPI RegEnumKeyExA(HKEY hKey, DWORD dwIndex, LPSTR lpName, LPDWORD lpc
                              LPDWORD lpReserved, LPSTR lpClass, LPDWORD lpcchClass,
                              PFILETIME lpftLastWriteTime) {
     return Guarded([&]() -> LSTATUS {
-        const std::shared_ptr<const OpenKey> key = Resolve(hKey);
+        const std::shared_ptr<const OpenKey> key = capi::FindKey(hKey);
         if (key == nullptr) {
             return ERROR_INVALID_HANDLE;
         }
@@ -380,7 +310,7 @@ LSTATUS WINAPI RegNotifyChangeKeyValue(HKEY hKey, BOOL bWatchSubtree, DWORD dwNo
     return Guarded([&]() -> LSTATUS {
         constexpr DWORD kFilters = REG_NOTIFY_CHANGE_NAME | REG_NOTIFY_CHANGE_ATTRIBUTES |
                                    REG_NOTIFY_CHANGE_LAST_SET | REG_NOTIFY_CHANGE_SECURITY;
-        const std::shared_ptr<const OpenKey> key = Resolve(hKey);
+        const std::shared_ptr<const OpenKey> key = capi::FindKey(hKey);
         if (key == nullptr) {
             return ERROR_INVALID_HANDLE;
         }
