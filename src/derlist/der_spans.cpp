@@ -58,14 +58,13 @@ std::size_t HolderOf(std::span<const DerSpan> nodes, std::size_t index) {
     while (holder > 0 && nodes[holder].depth >= depth) {
         --holder;
     }
-    return depth == 0 ? index : holder;
+    return holder;
 }
 
 }  // namespace
 
 bool DerSpans::Parse(Blob bytes) {
     nodes_.clear();
-    areLengthsRead_ = true;
     bytes_ = std::move(bytes);
     if (bytes_.IsEmpty()) {
         return true;
@@ -122,7 +121,8 @@ std::span<const DerSpan> DerSpans::FindStructure(const char* oid) const {
 // Whether the element of `nodes`, a node with all that is under it, stands in the document just as
 // it would be written: one node right behind the other, each header in its shortest form. Then it
 // reads alone as it read there, since what is opened and which scope is full hang on its bytes
-// only; and it is no text, since an OBJECT IDENTIFIER is in it.
+// only; and it is no text, since an OBJECT IDENTIFIER is in it. Lengths that were added up anew are
+// then those that were read.
 bool DerSpans::AreAsWritten(std::span<const DerSpan> nodes) const {
     if (nodes.empty()) {
         return false;
@@ -135,7 +135,7 @@ bool DerSpans::AreAsWritten(std::span<const DerSpan> nodes) const {
         }
         end += WrittenSize(node);
     }
-    return areLengthsRead_ && end - first.offset == EncodedSize(first);
+    return end - first.offset == EncodedSize(first);
 }
 
 bool DerSpans::HasShortestHeader(const DerSpan& node) const {
@@ -157,7 +157,6 @@ bool DerSpans::AppendAsRead(const DerNode& node, std::span<const std::uint8_t> c
 
 // From the last node to the first, so that each length is there before it counts in the one above.
 void DerSpans::ReinsertAll() {
-    areLengthsRead_ = false;
     // At each depth, what the nodes passed there take that have not met their parent.
     std::vector<std::uint32_t> taken;
     for (auto node = nodes_.rbegin(); node != nodes_.rend(); ++node) {

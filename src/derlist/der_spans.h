@@ -55,8 +55,6 @@ class DerSpans {
 
     Blob bytes_;
     std::vector<DerSpan> nodes_;
-    // The nodes' lengths are those that stand in the bytes.
-    bool areLengthsRead_ = true;
 };
 
 }  // namespace pkisdk

@@ -82,7 +82,7 @@ bool ElementRuns::LooksLikeDer(std::uint32_t first, std::uint32_t length) {
     while (at < end && document_[at] == 0) {
         ++at;
     }
-    if (length < 2 || at == end) {
+    if (at == end) {
         return false;
     }
     while (!forest_ && at < end) {

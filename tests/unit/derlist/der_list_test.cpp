@@ -260,6 +260,17 @@ TEST(DerList, ClearedListStartsAnew) {
     EXPECT_EQ(AppendDerNode(-1, MakeNode(0, 0x05), &list), 1);
 }
 
+TEST(DerList, ClearedListHasNoHoldOnTheNodesItHad) {
+    const std::vector<DerNode> nodes{MakeNode(0, 0x30), MakeNode(1, 0x30), MakeNode(2, 0x05)};
+    DerList list = Build(nodes);
+    list.clear();
+    // Its nodes take the memory that has just been left.
+    const DerList other = Build(nodes);
+    EXPECT_EQ(Outline(other), "0:30:4 1:30:2 2:05:0");
+    EXPECT_EQ(AppendDerNode(-1, MakeNode(0, 0x30), &list), 1);
+    EXPECT_EQ(Outline(other), "0:30:4 1:30:2 2:05:0");
+}
+
 TEST(DerListReinsertAll, AddsUpLengthsFromContentAlone) {
     DerList list = outline::Parse("30 82 00 07 04 81 01 41 02 01 05");
     EXPECT_EQ(Outline(list), "0:30:7 1:04:1 1:02:1");

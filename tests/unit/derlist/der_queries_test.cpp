@@ -218,7 +218,8 @@ TEST(GetFirstOidText, AnswersZeroWithoutIdentifierOrText) {
     EXPECT_EQ(GetFirstOidText(&bad, &text), 0);
     EXPECT_EQ(text, "untouched");
     EXPECT_EQ(GetFirstOidText(nullptr, &text), 0);
-    EXPECT_EQ(GetFirstOidText(&bad, nullptr), 0);
+    const DerList good = Parse(kIdentified);
+    EXPECT_EQ(GetFirstOidText(&good, nullptr), 0);
 }
 
 TEST(AppendDerList, AsChildOfAnEmptyTargetIsACopyAtItsOwnDepths) {

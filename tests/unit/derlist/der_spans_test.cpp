@@ -112,6 +112,35 @@ TEST(DerSpans, GivesASubtreeOfAHolderThatIsWrittenOtherwiseThanItStands) {
     EXPECT_EQ(InStructure("30 0A 30 08 00 06 03 2A 03 04 05 00", kIdentifier, 0), "nothing");
 }
 
+TEST(DerSpans, GivesASubtreeOfAHolderThatReadsOtherwiseOnceWritten) {
+    // Four zeros count in the holder's 11 octets, so that the OCTET STRING behind it fills it up.
+    // Written one node behind the other, the last element ends past the holder, which is then a
+    // leaf.
+    constexpr std::string_view kAcrossZeros =
+        "30 12 30 0B 00 00 00 00 06 03 2A 03 04 05 00 04 03 00 05 00";
+    // The same by a length in two octets and the zero that a BIT STRING gets.
+    constexpr std::string_view kLongLength = "30 0C 06 03 2A 03 04 03 81 04 05 00 05 00";
+    EXPECT_EQ(InStructure(kAcrossZeros, kIdentifier, 0), "30 0B 06 03 2A 03 04 05 00 04 03 05 00");
+    EXPECT_EQ(InStructure(kAcrossZeros, kIdentifier, 1), "nothing");
+    EXPECT_EQ(InStructure(kLongLength, kIdentifier, 0),
+              "30 0C 06 03 2A 03 04 03 04 00 05 00 05 00");
+    EXPECT_EQ(InStructure(kLongLength, kIdentifier, 1), "nothing");
+}
+
+TEST(DerSpans, RefusesANodeWithoutAParent) {
+    const auto node = [](std::int32_t depth) {
+        DerNode made;
+        made.depth = depth;
+        return made;
+    };
+    DerSpans spans;
+    EXPECT_FALSE(spans.AppendAsRead(node(1), {}));
+    EXPECT_TRUE(spans.AppendAsRead(node(0), {}));
+    EXPECT_FALSE(spans.AppendAsRead(node(2), {}));
+    EXPECT_TRUE(spans.AppendAsRead(node(1), {}));
+    EXPECT_EQ(spans.Nodes().size(), 2u);
+}
+
 TEST(DerSpans, IsWholeAfterAMove) {
     DerSpans spans = Read(kIdentified);
     const DerSpans moved(std::move(spans));

@@ -8,6 +8,7 @@
 #include "support/der_outline.h"
 #include "support/differential.h"
 #include "support/document_generator.h"
+#include "support/guarded_octets.h"
 #include "support/reference_der_list.h"
 
 namespace pkisdk {
@@ -28,6 +29,13 @@ TEST(LooksLikeDer, TakesExactRunsOfElements) {
 TEST(LooksLikeDer, AsksForTwoBytes) {
     EXPECT_FALSE(Looks(""));
     EXPECT_FALSE(Looks("05"));
+}
+
+TEST(LooksLikeDer, ReadsNothingBehindTheLastOctet) {
+    for (const std::string_view hex : {"05", "05 00 05", "05 00 04 84", "05 00 04 84 00 00 00"}) {
+        const test_support::GuardedOctets octets(outline::FromHex(hex));
+        EXPECT_FALSE(LooksLikeDer(octets.Bytes())) << hex;
+    }
 }
 
 TEST(LooksLikeDer, PassesZerosInFrontButNotZerosAlone) {
