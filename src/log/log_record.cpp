@@ -38,9 +38,7 @@ struct Line {
         va_end(arguments);
     }
     void AddMessage(const char* format, std::va_list arguments) {
-        if (left != 0) {
-            AddArguments(&position, &left, format, arguments);
-        }
+        AddArguments(&position, &left, format, arguments);
     }
     void AddPart(const LogContext& context, FieldHandler handler) {
         if (left != 0) {

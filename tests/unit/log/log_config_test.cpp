@@ -179,11 +179,13 @@ TEST_F(LogConfig, AChangeOfLevelIsSeenAtTheNextLogCallAndNotBefore) {
 }
 
 TEST_F(LogConfig, AValueThatGoesHasItsDefaultAgain) {
-    surroundings_.Set({{"level", 1}, {"file_filename", "/some/file"}});
+    surroundings_.Set({{"level", 1}, {"fields", 16}, {"file_filename", "/some/file"}});
     log_.Start();
+    EXPECT_EQ(log_.context.fields, 16u);
     surroundings_.Set({{"dbg_level", 2}});
     PollLogConfig(&log_.context, 1);
     EXPECT_EQ(log_.context.level, 61u);
+    EXPECT_EQ(log_.context.fields, 179u);
     EXPECT_EQ(log_.debug.level, 2u);
     EXPECT_EQ(log_.file.fileName.load()->text, surroundings_.Path());
 }
@@ -354,6 +356,18 @@ TEST_F(LogConfig, ATextThatCannotBeReadOrNarrowedIsTheDefault) {
         pkisdk::ReadLogText(&log_.context, L"file_filename", &text, "default");
         EXPECT_EQ(text, "default");
     }
+    // Neither call answers: FailFrom counts all calls from here on.
+    int failures = 0;
+    for (int n = 1; n <= 3; ++n) {
+        PlatformCalls::Get().Reset();
+        PlatformCalls::Get().FailFrom(n, true, 122);
+        std::string text;
+        pkisdk::ReadLogText(&log_.context, L"file_filename", &text, "default");
+        failures += PlatformCalls::Get().Failed() ? 1 : 0;
+        EXPECT_EQ(text, PlatformCalls::Get().Failed() ? "default" : "/some/file");
+    }
+    EXPECT_GE(failures, 2);
+    PlatformCalls::Get().Reset();
     // The size is told, and then the value can't be had.
     log_.context.queryValue = [](HKEY, LPCWSTR, LPDWORD, LPDWORD type, LPBYTE data,
                                  LPDWORD size) -> LSTATUS {
@@ -396,6 +410,17 @@ TEST_F(LogConfig, WithoutMemoryForTheFilesNameItHasItsDefault) {
     }
     EXPECT_EQ(log_.file.fileName.load()->text, std::string(100, 'n'));
     EXPECT_EQ(names, (std::set{surroundings_.Path(), std::string(100, 'n')}));
+}
+
+TEST_F(LogConfig, AFileNameThatMemoryIsShortForGivesWayToTheDefault) {
+    surroundings_.Set({{"file_filename", "/some/file"}});
+    log_.Start();
+    ASSERT_EQ(log_.file.fileName.load()->text, "/some/file");
+    log_.registry.readText = [](LogContext*, const wchar_t*, std::string*, const std::string&) {
+        throw std::bad_alloc();
+    };
+    pkisdk::ReloadFileSink(&log_.context, test_support::kFileIndex);
+    EXPECT_EQ(log_.file.fileName.load()->text, surroundings_.Path());
 }
 
 TEST_F(LogConfig, AReloadOfASinkThatIsNotThereChangesNone) {

@@ -34,7 +34,7 @@ TEST_F(InitLog, FillsTheContextAndOpensTheSettings) {
     log_.registry.open = [](LogContext*) { ++opened; };
     int spare = 0;
     ASSERT_NE(InitLogContext(&log_.context, "mvlpfx64", 61, 179, 2, log_.writes, &spare,
-                             log_.records.data(), log_.reloads.data(), 2, log_.handlers.data(),
+                             log_.records.data(), log_.reloads.data(), 6, log_.handlers.data(),
                              &opened, &log_.registry, 256),
               0);
     EXPECT_EQ(log_.context.level, 61u);
@@ -43,7 +43,7 @@ TEST_F(InitLog, FillsTheContextAndOpensTheSettings) {
     EXPECT_EQ(log_.context.defaultFields, 179u);
     EXPECT_EQ(log_.context.defaultMaximum, 256u);
     EXPECT_EQ(log_.context.sinkCount, 2u);
-    EXPECT_EQ(log_.context.handlerCount, 2u);
+    EXPECT_EQ(log_.context.handlerCount, 6u);
     EXPECT_EQ(log_.context.spareOfSinks, &spare);
     EXPECT_EQ(log_.context.spareOfHandlers, &opened);
     EXPECT_STREQ(log_.context.name.data(), "mvlpfx64");
@@ -92,6 +92,12 @@ TEST_F(InitLog, ShowsQuestionMarksForControlCharactersInTheName) {
     TestLog upper("\xD0\xAF");
     upper.Init();
     EXPECT_STREQ(upper.context.name.data(), "\xD0\xAF");
+    EXPECT_EQ(upper.context.wideName[0], wchar_t{0xD0});
+    EXPECT_EQ(upper.context.wideName[1], wchar_t{0xAF});
+    TestLog blank("a b");
+    blank.Init();
+    EXPECT_STREQ(blank.context.name.data(), "a b");
+    EXPECT_STREQ(blank.context.wideName.data(), L"a b");
 }
 
 TEST_F(InitLog, CutsTheNameTo31) {
@@ -128,6 +134,9 @@ TEST_F(InitLog, SinksAreRefusedWithoutATableOrAPlaceInIt) {
         EXPECT_EQ(InitDebugSink(&log_.context, 1, 1, index), 0);
         EXPECT_EQ(InitFileSink(&log_.context, 1, 1, index), 0);
     }
+    log_.context.sinkRecords = nullptr;
+    EXPECT_EQ(InitDebugSink(&log_.context, 1, 1, 1), 0);
+    EXPECT_EQ(InitFileSink(&log_.context, 1, 1, 2), 0);
 }
 
 TEST_F(InitLog, TheFileSinkIsRefusedWithoutMemoryForItsName) {

@@ -112,6 +112,8 @@ TEST_F(LogRecord, HasNoHandlerBeyondTheLastBit) {
     log_.context.handlerCount = static_cast<std::uint32_t>(many.size());
     EXPECT_EQ(Format(0xFFFF0000, {}), std::string(16, 'x'));
     EXPECT_EQ(Format(0x80000000, {}), "x");
+    // The lowest bit is that of the first and of no other.
+    EXPECT_EQ(Format(0xFFFF0001, {}), std::string(17, 'x'));
 }
 
 TEST_F(LogRecord, AHandlerThatFillsTheBufferIsTheLast) {
@@ -121,7 +123,11 @@ TEST_F(LogRecord, AHandlerThatFillsTheBufferIsTheLast) {
         Put("full", position, left);
         *left = 0;
     };
+    static int called;
+    called = 0;
+    log_.handlers[4] = [](auto&, char**, std::size_t*) { ++called; };
     EXPECT_EQ(Format(0x30610, {}), "three full");
+    EXPECT_EQ(called, 0);
 }
 
 TEST_F(LogRecord, HasSourceFileAndLine) {
@@ -194,6 +200,8 @@ TEST_F(LogRecord, AMessageThatFillsTheBufferSuppressesEverythingAfterIt) {
     // One that just fits has no room for its blank, nor for what comes after it.
     EXPECT_EQ(Format(0x110, call, "%s", "012345678"), "012345678");
     EXPECT_EQ(Format(0x110, call, "%s", "01234567"), "01234567 ");
+    // Its own blank is the line's last then.
+    EXPECT_EQ(Format(0x10, call, "%s", "01234567 "), "01234567");
 }
 
 TEST_F(LogRecord, APartThatIsCutEndsTheLine) {
@@ -207,6 +215,14 @@ TEST_F(LogRecord, APartThatIsCutEndsTheLine) {
 TEST_F(LogRecord, AnEmptyMessageEndsTheLineAndKeepsTheBlankBefore) {
     const Call call{nullptr, 0, nullptr, 31};
     EXPECT_EQ(Format(0x111, call, "%s", ""), "mvlpfx64 ");
+}
+
+TEST_F(LogRecord, ThatIsEmptyLeavesWhatStandsBeforeTheBuffer) {
+    va_list none{};
+    char room[] = " ###";
+    EXPECT_EQ(
+        FormatLogPrefix(&log_.context, room + 1, 0, nullptr, 0, nullptr, 0, 3, "m", 0, 0, none), 1);
+    EXPECT_EQ(std::string(room, 2), std::string(" \0", 2));
 }
 
 TEST_F(LogRecord, IsNotMadeWithoutFormatOrBuffer) {

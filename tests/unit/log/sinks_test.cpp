@@ -180,6 +180,24 @@ TEST_F(Sinks, OfLongLinesUseTheRuntimesMemoryWhereTheirOwnCannotBeReleased) {
     EXPECT_TRUE(allocated.empty());
 }
 
+TEST_F(Sinks, OfLongLinesUseTheRuntimesMemoryWhereTheirOwnCannotBeHad) {
+    released = 0;
+    log_.context.release = &Release;
+    OpenDebugger();
+    log_.debug.maximum = 4096;
+    log_.Say("message");
+    EXPECT_EQ(DebugOutput(), Texts{"message\n"});
+    EXPECT_EQ(released, 0);
+}
+
+TEST_F(Sinks, WithoutRoomForALineSendNone) {
+    OpenDebugger();
+    log_.Say("one");
+    log_.debug.maximum = 0;
+    log_.Say("two");
+    EXPECT_EQ(DebugOutput(), Texts{"one\n"});
+}
+
 TEST_F(Sinks, DumpSixteenBytesALine) {
     log_.debug.fields = 0x80;
     std::vector<std::uint8_t> bytes(34);
@@ -192,6 +210,13 @@ TEST_F(Sinks, DumpSixteenBytesALine) {
     EXPECT_EQ(Dump(bytes.data(), 16),
               Texts{"000:F0 F1 F2 F3 F4 F5 F6 F7 F8 F9 FA FB FC FD FE FF\n"});
     EXPECT_EQ(Dump(bytes.data(), 1), Texts{"000:F0\n"});
+}
+
+TEST_F(Sinks, DumpLinesCutAtTheMaximum) {
+    log_.debug.fields = 0x80;
+    log_.debug.maximum = 10;
+    // Nine characters and the line feed.
+    EXPECT_EQ(Dump("ABCD", 4), Texts{"000:41 42\n"});
 }
 
 TEST_F(Sinks, DumpTheOffsetAloneForNoBytes) {

@@ -50,6 +50,22 @@ TEST_F(UzCreatePFXTest, WithoutABufferAnyCountBecomesTheSize) {
     }
 }
 
+TEST_F(UzCreatePFXTest, TheSizeTakesNoKeyOutOfTheProvider) {
+    AddKey();
+    const auto taken = [this] {
+        int count = 0;
+        for (std::size_t i = 0; i < Calls().Log().size(); ++i) {
+            count += Calls().Log()[i] == "CryptExportKey" && Calls().Details()[i].hasBuffer ? 1 : 0;
+        }
+        return count;
+    };
+    std::vector<BYTE> document(AskSize());
+    EXPECT_EQ(taken(), 0);
+    auto count = static_cast<DWORD>(document.size());
+    EXPECT_EQ(Create(document.data(), &count), TRUE);
+    EXPECT_EQ(taken(), 1);
+}
+
 TEST_F(UzCreatePFXTest, ABufferOfExactlyTheSizeTakesTheDocument) {
     AddKey();
     std::vector<BYTE> document(AskSize());

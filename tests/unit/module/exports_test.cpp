@@ -125,6 +125,11 @@ TEST_F(UzRestoreTest, WhatTheDriverRefusesIsNullWithItsWord) {
     ExpectStored(L"MY", {});
 }
 
+TEST_F(UzRestoreTest, WhatTheDriverRefusesHasNoStoreToWalk) {
+    EXPECT_EQ(Restore(UzRestorePFXToSystemStorage, L"пароль"), nullptr);
+    EXPECT_EQ(Calls().Count("CertEnumCertificatesInStore"), 0);
+}
+
 TEST_F(UzRestoreTest, WithoutSystemStoresTheMemoryStoreIsAnsweredAndTheLastErrorTells) {
     // The first store opened is the one in memory.
     for (const int n : {2, 3, 4}) {

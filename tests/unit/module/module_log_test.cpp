@@ -104,6 +104,22 @@ TEST_F(ModuleEvents, WithTheLogsLevelBit3ClearWriteNothing) {
     EXPECT_TRUE(Output().empty());
 }
 
+TEST_F(ModuleEvents, AreNotToldByALevelThatHasNotBeenRead) {
+    surroundings_.Set({{"level", 0xFFFFFFF7}, {"dbg_level", 8}});
+    OnModuleEvent(DLL_PROCESS_ATTACH, nullptr);
+    surroundings_.Set({{"level", 0xFFFFFFFF}, {"dbg_level", 8}});
+    // The level as it was read last lets no message come so far that it would be read again.
+    OnModuleEvent(DLL_PROCESS_DETACH, nullptr);
+    EXPECT_TRUE(Output().empty());
+}
+
+TEST_F(ModuleEvents, AreBothToldToTheFile) {
+    surroundings_.Set({{"file_level", 8}, {"file_field", 0x10}});
+    OnModuleEvent(DLL_PROCESS_ATTACH, nullptr);
+    OnModuleEvent(DLL_PROCESS_DETACH, nullptr);
+    EXPECT_EQ(surroundings_.Content(), "loading\nunloading\n");
+}
+
 TEST_F(ModuleEvents, LeaveLastErrorAndErrno) {
     for (const DWORD reason : {DWORD{DLL_PROCESS_ATTACH}, DWORD{DLL_PROCESS_DETACH}}) {
         SetLastError(5);
@@ -140,9 +156,15 @@ TEST_F(ModuleEvents, SucceedWhateverFails) {
 TEST_F(ModuleEvents, KeepWhatAnEndingProcessMayStillUse) {
     OnModuleEvent(DLL_PROCESS_ATTACH, nullptr);
     EXPECT_EQ(OnModuleEvent(DLL_PROCESS_DETACH, this), 1);
+    const auto& file =
+        *static_cast<const pkisdk::FileSinkRecord*>(pkisdk::FindSinkRecord(ModuleLog(), 2));
     EXPECT_NE(ModuleLog()->registry->key.load(), nullptr);
+    EXPECT_NE(ModuleLog()->registry->event.load(), nullptr);
+    EXPECT_NE(file.fileName.load(), nullptr);
     EXPECT_EQ(OnModuleEvent(DLL_PROCESS_DETACH, nullptr), 1);
     EXPECT_EQ(ModuleLog()->registry->key.load(), nullptr);
+    EXPECT_EQ(ModuleLog()->registry->event.load(), nullptr);
+    EXPECT_EQ(file.fileName.load(), nullptr);
 }
 
 }  // namespace
