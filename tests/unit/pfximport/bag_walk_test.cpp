@@ -88,6 +88,85 @@ TEST(BagWalk, ATypeThatIsNoIdentifierMatchesNothing) {
     EXPECT_FALSE(pkisdk::BagWalk(list, "no identifier").Next(&bag));
 }
 
+// A NULL with a length, as no document is read to, but a list may hold.
+TEST(BagWalk, ABagThatDoesNotParseEndsTheWalk) {
+    DerList list;
+    const Bytes oid = Oid(kBagOid);
+    const Blob octets(oid.data() + 2, oid.size() - 2);
+    ASSERT_EQ(AppendDerNode(-1, {0, 0x30, Blob()}, &list), 1);
+    ASSERT_EQ(AppendDerNode(-1, {1, 0x30, Blob()}, &list), 1);
+    ASSERT_EQ(AppendDerNode(-1, {2, 0x06, octets}, &list), 1);
+    ASSERT_EQ(AppendDerNode(-1, {2, 0x05, Blob("A", 1)}, &list), 1);
+    DerList bag;
+    EXPECT_FALSE(pkisdk::BagWalk(list, kBagOid).Next(&bag));
+    pkisdk::DerSpans spans;
+    EXPECT_FALSE(pkisdk::BagWalk(list, kBagOid).Next(&spans));
+}
+
+// The octets of all bags of the list, each with what lies in it.
+std::uint64_t SizeOfCopies(DerList list) {
+    std::uint64_t size = 0;
+    DerList bag;
+    for (std::uint32_t n = 1; pkisdk::FindNthByOid(&list, kBagOid, n, &bag) != 0; ++n) {
+        size += Flat(bag).GetSize();
+    }
+    return size;
+}
+
+// Bags in one another behind so many octets, of which the innermost holds so many more.
+Bytes NestedBehind(std::size_t before, std::size_t inside) {
+    constexpr int kDepth = 199;
+    Bytes bytes = Element(0x04, Bytes(inside, 0xFF));
+    for (int depth = 0; depth < kDepth; ++depth) {
+        bytes = Element(0x30, Join({Oid(kBagOid), bytes}));
+    }
+    return Element(0x30, Join({Element(0x04, Bytes(before, 0xFF)), bytes}));
+}
+
+bool IsWalkedThrough(const Bytes& bytes) {
+    const DerList list = ToList(bytes);
+    pkisdk::BagWalk walk(list, kBagOid);
+    pkisdk::BagWalk walkOfSpans(list, kBagOid);
+    DerList bag;
+    pkisdk::DerSpans spans;
+    int thrown = 0;
+    try {
+        while (walk.Next(&bag)) {
+        }
+    } catch (const pkisdk::Exception&) {
+        ++thrown;
+    }
+    try {
+        while (walkOfSpans.Next(&spans)) {
+        }
+    } catch (const pkisdk::Exception&) {
+        ++thrown;
+    }
+    EXPECT_NE(thrown, 1);
+    return thrown == 0;
+}
+
+// The copies of a walk may be 64 times the list and not an octet more.
+TEST(BagWalk, TheCopiesMayBe64TimesTheListExactly) {
+    constexpr std::uint64_t kTimes = 64;
+    for (const std::uint64_t over : {0U, 1U}) {
+        std::size_t inside = 0;
+        std::uint64_t copies = 0;
+        do {
+            copies = SizeOfCopies(ToList(NestedBehind(1000, ++inside)));
+        } while (copies % kTimes != over);
+        std::size_t before = 1000;
+        while (NestedBehind(before, inside).size() < copies / kTimes) {
+            ++before;
+        }
+        const Bytes bytes = NestedBehind(before, inside);
+        ASSERT_EQ(bytes.size(), copies / kTimes);
+        EXPECT_EQ(IsWalkedThrough(bytes), over == 0);
+        EXPECT_TRUE(IsWalkedThrough(NestedBehind(before + 1, inside)));
+        EXPECT_FALSE(IsWalkedThrough(NestedBehind(before - 1, inside)));
+    }
+}
+
 // The copies of n bags in one another are n / 2 times the list.
 TEST(BagWalk, BagsThatLieTooDeepInOneAnotherThrow) {
     const DerList deep = ToList(Nested(1'000));

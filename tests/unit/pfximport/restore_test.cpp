@@ -179,7 +179,8 @@ TEST_F(RestoreTest, AnEmptyPasswordIsNotLookedAtWhereTheDigestIsUnknown) {
 
 TEST_F(RestoreTest, AVerificationThatFailsOnceIsNoFailure) {
     Calls().FailNamed("CryptAcquireContextA", 1, kInjected);
-    EXPECT_TRUE(Restore(Document()));
+    const CertStore store = Restore(Document());
+    EXPECT_TRUE(store);
     EXPECT_EQ(GetLastError(), 0u);
 }
 
@@ -200,7 +201,8 @@ TEST_F(RestoreTest, CertificatesWithoutKeysAreRestored) {
 
 // The outermost content is of type data, and so is what was encrypted.
 TEST_F(RestoreTest, TheEncryptedContentsOwnTypeIsTheSecondDataIdentifier) {
-    EXPECT_TRUE(Restore(DocumentOf({Certificates()})));
+    const CertStore store = Restore(DocumentOf({Certificates()}));
+    EXPECT_TRUE(store);
     EXPECT_EQ(GetLastError(), 0u);
 }
 
