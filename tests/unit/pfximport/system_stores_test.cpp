@@ -6,6 +6,7 @@
 #include <fstream>
 
 #include "pfxcrypto/handle_guards.h"
+#include "support/c_heap.h"
 #include "support/import_fixture.h"
 
 namespace {
@@ -236,6 +237,22 @@ TEST_F(SystemStoresTest, ARecordThatComesWithARefusalIsNoKey) {
     Calls().FailNamed("CertGetCertificateContextProperty", 2, 5);
     Place(kInjected);
     EXPECT_EQ(Stored(L"MY"), Certificates{});
+}
+
+TEST_F(SystemStoresTest, WithoutMemoryForARecordItsCertificateIsPassedOver) {
+    Add(leaf_, L"container");
+    test_support::CHeap::Get().FailCalloc(true);
+    Place(kInjected);
+    test_support::CHeap::Get().FailCalloc(false);
+    EXPECT_EQ(Stored(L"MY"), Certificates{});
+}
+
+TEST_F(SystemStoresTest, TheRecordsThatWereReadAreFreed) {
+    Add(leaf_, L"container");
+    Tie(Add(issuer_), nullptr);
+    const std::size_t before = test_support::CHeap::Get().OpenBlocks();
+    Place();
+    EXPECT_EQ(test_support::CHeap::Get().OpenBlocks(), before);
 }
 
 TEST_F(SystemStoresTest, WithoutACertificateOrAStoreItIsBadData) {
