@@ -103,24 +103,23 @@ TEST(BagWalk, ABagThatDoesNotParseEndsTheWalk) {
     EXPECT_FALSE(pkisdk::BagWalk(list, kBagOid).Next(&spans));
 }
 
-// The octets of all bags of the list, each with what lies in it.
-std::uint64_t SizeOfCopies(DerList list) {
-    std::uint64_t size = 0;
-    DerList bag;
-    for (std::uint32_t n = 1; pkisdk::FindNthByOid(&list, kBagOid, n, &bag) != 0; ++n) {
-        size += Flat(bag).GetSize();
-    }
-    return size;
-}
+struct Document {
+    Bytes bytes;
+    // The octets of all bags, each with what lies in it.
+    std::uint64_t copies = 0;
+};
 
 // Bags in one another behind so many octets, of which the innermost holds so many more.
-Bytes NestedBehind(std::size_t before, std::size_t inside) {
+Document NestedBehind(std::size_t before, std::size_t inside) {
     constexpr int kDepth = 199;
-    Bytes bytes = Element(0x04, Bytes(inside, 0xFF));
+    Document document;
+    Bytes bag = Element(0x04, Bytes(inside, 0xFF));
     for (int depth = 0; depth < kDepth; ++depth) {
-        bytes = Element(0x30, Join({Oid(kBagOid), bytes}));
+        bag = Element(0x30, Join({Oid(kBagOid), bag}));
+        document.copies += bag.size();
     }
-    return Element(0x30, Join({Element(0x04, Bytes(before, 0xFF)), bytes}));
+    document.bytes = Element(0x30, Join({Element(0x04, Bytes(before, 0xFF)), bag}));
+    return document;
 }
 
 bool IsWalkedThrough(const Bytes& bytes) {
@@ -150,20 +149,17 @@ bool IsWalkedThrough(const Bytes& bytes) {
 TEST(BagWalk, TheCopiesMayBe64TimesTheListExactly) {
     constexpr std::uint64_t kTimes = 64;
     for (const std::uint64_t over : {0U, 1U}) {
-        std::size_t inside = 0;
-        std::uint64_t copies = 0;
-        do {
-            copies = SizeOfCopies(ToList(NestedBehind(1000, ++inside)));
-        } while (copies % kTimes != over);
-        std::size_t before = 1000;
-        while (NestedBehind(before, inside).size() < copies / kTimes) {
-            ++before;
+        std::size_t inside = 1;
+        while (NestedBehind(0, inside).copies % kTimes != over) {
+            ++inside;
         }
-        const Bytes bytes = NestedBehind(before, inside);
-        ASSERT_EQ(bytes.size(), copies / kTimes);
-        EXPECT_EQ(IsWalkedThrough(bytes), over == 0);
-        EXPECT_TRUE(IsWalkedThrough(NestedBehind(before + 1, inside)));
-        EXPECT_FALSE(IsWalkedThrough(NestedBehind(before - 1, inside)));
+        const Document shorter = NestedBehind(1000, inside);
+        const std::size_t before = 1000 + shorter.copies / kTimes - shorter.bytes.size();
+        const Document document = NestedBehind(before, inside);
+        ASSERT_EQ(document.bytes.size() * kTimes + over, document.copies);
+        EXPECT_EQ(IsWalkedThrough(document.bytes), over == 0);
+        EXPECT_TRUE(IsWalkedThrough(NestedBehind(before + 1, inside).bytes));
+        EXPECT_FALSE(IsWalkedThrough(NestedBehind(before - 1, inside).bytes));
     }
 }
 
