@@ -68,8 +68,8 @@ BlobCursor CursorBehind(IBlob& blob, const AsnElement& element, std::uint32_t si
 }
 
 bool IsAtEndOfContents(const BlobCursor& cursor) {
-    return cursor.position >= 0 && cursor.RemainingSize() >= kEndOfContentsSize &&
-           cursor.Current()[0] == 0 && cursor.Current()[1] == 0;
+    return cursor.RemainingSize() >= kEndOfContentsSize && cursor.Current()[0] == 0 &&
+           cursor.Current()[1] == 0;
 }
 
 }  // namespace pkisdk::asn

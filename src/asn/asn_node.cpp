@@ -73,6 +73,7 @@ void AsnNode::Write(BlobCursor& cursor) const {
         const AsnNodeGroup* group;
         AsnNodeGroup::Children::const_iterator next;
     };
+    // Their ends need no writing: only a leaf that was copied from a document is ever indefinite.
     std::vector<Open> open;
     const AsnNode* node = this;
     for (;;) {
@@ -85,7 +86,6 @@ void AsnNode::Write(BlobCursor& cursor) const {
             node->WriteEnd(cursor);
         }
         while (!open.empty() && open.back().next == open.back().group->children_.end()) {
-            open.back().group->WriteEnd(cursor);
             open.pop_back();
         }
         if (open.empty()) {
@@ -107,7 +107,7 @@ void AsnNode::WriteEnd(BlobCursor& cursor) const {
 }
 
 void WriteContextEnd(BlobCursor& cursor) {
-    if (cursor.position < 0 || cursor.RemainingSize() < kContextEndSize) {
+    if (cursor.RemainingSize() < kContextEndSize) {
         throw NotEnoughMemoryForAsnBlob("[AsnNode::WriteContextEnd]");
     }
     std::fill_n(cursor.Current(), kContextEndSize, std::uint8_t{0});

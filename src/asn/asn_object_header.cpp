@@ -9,7 +9,7 @@ namespace {
 constexpr std::int32_t kShortestHeader = 2;
 
 BlobCursor& WithRoomForHeader(BlobCursor& cursor) {
-    if (cursor.position < 0 || cursor.RemainingSize() < kShortestHeader) {
+    if (cursor.RemainingSize() < kShortestHeader) {
         throw BadAsnData(cursor, "[AsnObjectHeader parsing]");
     }
     return cursor;

@@ -125,7 +125,7 @@ void AsnObjectReadable::CopyContentTo(std::wstring* content) const {
 void AsnObjectReadable::CopyObjectTo(IBlob* target) const {
     std::uint64_t end = GetEndPosition();
     if (end > blob_->GetSize()) {
-        if (!IsIndefinite() || HasContent()) {
+        if (HasContent()) {
             ThrowPastEnd("[AsnObjectReadable::CopyObjectTo]");
         }
         end = blob_->GetSize();

@@ -38,7 +38,6 @@ bool KeyCertificateWalk::MoveNext() {
     }
     do {
         current_ = CertContext(CertEnumCertificatesInStore(store_, current_.release()));
-        recordSize_ = 0;
     } while (current_ && !CertGetCertificateContextProperty(
                              current_.Get(), CERT_KEY_PROV_INFO_PROP_ID, nullptr, &recordSize_));
     return static_cast<bool>(current_);

@@ -67,12 +67,8 @@ bool TakeMacFields(DerList* list, MacFields* fields) {
 // says: a miss ends the verification with the word that the lookup left, also when that is 0.
 bool FindDigest(const DerList& list, ALG_ID* algorithm, DWORD* error) {
     DerList macData;
-    if (ExtractMacDataAsList(list, &macData) == 0) {
-        *error = GetLastError();
-        return false;
-    }
     std::string oid;
-    if (GetFirstOidText(&macData, &oid) == 0) {
+    if (ExtractMacDataAsList(list, &macData) == 0 || GetFirstOidText(&macData, &oid) == 0) {
         *error = static_cast<DWORD>(NTE_BAD_DATA);
         return false;
     }

@@ -6,6 +6,7 @@
 namespace {
 
 thread_local std::size_t allocationsLeft = 0;
+thread_local long liveBlocks = 0;
 
 void* Allocate(std::size_t size) {
     if (allocationsLeft != 0 && --allocationsLeft == 0) {
@@ -15,7 +16,13 @@ void* Allocate(std::size_t size) {
     if (memory == nullptr) {
         throw std::bad_alloc();
     }
+    ++liveBlocks;
     return memory;
+}
+
+void Free(void* memory) {
+    liveBlocks -= memory != nullptr ? 1 : 0;
+    std::free(memory);
 }
 
 }  // namespace
@@ -34,6 +41,10 @@ bool FailOne::Happened() const {
     return allocationsLeft == 0;
 }
 
+long LiveBlocks() {
+    return liveBlocks;
+}
+
 }  // namespace allocation
 
 void* operator new(std::size_t size) {
@@ -43,14 +54,14 @@ void* operator new[](std::size_t size) {
     return Allocate(size);
 }
 void operator delete(void* memory) noexcept {
-    std::free(memory);
+    Free(memory);
 }
 void operator delete[](void* memory) noexcept {
-    std::free(memory);
+    Free(memory);
 }
 void operator delete(void* memory, std::size_t) noexcept {
-    std::free(memory);
+    Free(memory);
 }
 void operator delete[](void* memory, std::size_t) noexcept {
-    std::free(memory);
+    Free(memory);
 }

@@ -18,4 +18,7 @@ class FailOne {
     bool Happened() const;
 };
 
+// Blocks of this thread that are in use; one that another thread gives back counts there.
+long LiveBlocks();
+
 }  // namespace allocation

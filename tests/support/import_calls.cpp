@@ -1,5 +1,7 @@
 // Stands between the import and its platform as PlatformCalls does, for the calls that it makes
 // besides: on keys, certificates, their stores, and the look at a document.
+#include <algorithm>
+
 #include "support/platform_stand_in.h"
 
 using test_support::Calls;
@@ -23,9 +25,17 @@ void CountAsFreed(PCCERT_CONTEXT context) {
 extern "C" {
 
 BOOL CryptGetProvParam(HCRYPTPROV provider, DWORD parameter, BYTE* data, DWORD* size, DWORD flags) {
-    return Refused("CryptGetProvParam")
-               ? FALSE
-               : REAL(CryptGetProvParam)(provider, parameter, data, size, flags);
+    if (Refused("CryptGetProvParam", {parameter, data != nullptr})) {
+        return FALSE;
+    }
+    if (parameter != PP_UNIQUE_CONTAINER || !Calls().uniqueName_) {
+        return REAL(CryptGetProvParam)(provider, parameter, data, size, flags);
+    }
+    *size = static_cast<DWORD>(Calls().uniqueName_->size());
+    if (data != nullptr) {
+        std::copy_n(Calls().uniqueName_->data(), *size, data);
+    }
+    return TRUE;
 }
 
 BOOL CryptSetProvParam(HCRYPTPROV provider, DWORD parameter, const BYTE* data, DWORD flags) {
@@ -75,6 +85,7 @@ HCERTSTORE CertOpenStore(LPCSTR provider, DWORD encoding, HCRYPTPROV_LEGACY cont
 BOOL CertCloseStore(HCERTSTORE store, DWORD flags) {
     const BOOL done = REAL(CertCloseStore)(store, flags);
     Calls().Closed(&PlatformCalls::stores_, done && store != nullptr);
+    Calls().Released(done != FALSE);
     return done;
 }
 
@@ -92,12 +103,14 @@ PCCERT_CONTEXT CertDuplicateCertificateContext(PCCERT_CONTEXT context) {
 
 BOOL CertFreeCertificateContext(PCCERT_CONTEXT context) {
     CountAsFreed(context);
-    return REAL(CertFreeCertificateContext)(context);
+    const BOOL done = REAL(CertFreeCertificateContext)(context);
+    Calls().Released(done != FALSE);
+    return done;
 }
 
 BOOL CertAddCertificateContextToStore(HCERTSTORE store, PCCERT_CONTEXT context, DWORD disposition,
                                       PCCERT_CONTEXT* added) {
-    return Refused("CertAddCertificateContextToStore")
+    return Refused("CertAddCertificateContextToStore", {disposition, true})
                ? FALSE
                : REAL(CertAddCertificateContextToStore)(store, context, disposition, added);
 }
@@ -118,9 +131,17 @@ BOOL CertCompareCertificate(DWORD encoding, PCERT_INFO one, PCERT_INFO other) {
 
 BOOL CertGetCertificateContextProperty(PCCERT_CONTEXT context, DWORD property, void* data,
                                        DWORD* size) {
-    return Refused("CertGetCertificateContextProperty")
-               ? FALSE
-               : REAL(CertGetCertificateContextProperty)(context, property, data, size);
+    const bool isRefused =
+        Refused("CertGetCertificateContextProperty", {property, data != nullptr});
+    if (!Calls().property_) {
+        return isRefused ? FALSE
+                         : REAL(CertGetCertificateContextProperty)(context, property, data, size);
+    }
+    *size = static_cast<DWORD>(Calls().property_->size());
+    if (data != nullptr) {
+        std::copy_n(Calls().property_->data(), *size, static_cast<BYTE*>(data));
+    }
+    return isRefused ? FALSE : TRUE;
 }
 
 BOOL CertSetCertificateContextProperty(PCCERT_CONTEXT context, DWORD property, DWORD flags,
@@ -132,7 +153,7 @@ BOOL CertSetCertificateContextProperty(PCCERT_CONTEXT context, DWORD property, D
 
 PCCERT_CONTEXT CertGetIssuerCertificateFromStore(HCERTSTORE store, PCCERT_CONTEXT subject,
                                                  PCCERT_CONTEXT previous, DWORD* flags) {
-    if (Refused("CertGetIssuerCertificateFromStore")) {
+    if (Refused("CertGetIssuerCertificateFromStore", {*flags, true})) {
         CertFreeCertificateContext(previous);
         return nullptr;
     }

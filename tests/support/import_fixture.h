@@ -19,6 +19,8 @@
 namespace test_support {
 
 inline constexpr DWORD kInjected = 0xE0001234;
+// A word that no operation is to tell.
+inline constexpr DWORD kLeftByRelease = 0xE0009999;
 inline constexpr DWORD kBadData = static_cast<DWORD>(NTE_BAD_DATA);
 inline constexpr DWORD kBadAlgorithm = static_cast<DWORD>(NTE_BAD_ALGID);
 inline constexpr DWORD kCorrupt = static_cast<DWORD>(CRYPT_E_ASN1_CORRUPT);
@@ -95,7 +97,10 @@ inline Bytes Sha1Of(const Bytes& bytes) {
 
 class ImportTest : public ::testing::Test {
   protected:
-    void SetUp() override { Calls().Reset(); }
+    void SetUp() override {
+        Calls().Reset();
+        Calls().LeaveOnRelease(kLeftByRelease);
+    }
     void TearDown() override {
         ExpectNothingOpen();
         Calls().Reset();
@@ -111,6 +116,7 @@ class ImportTest : public ::testing::Test {
         EXPECT_EQ(Calls().OpenHeapBlocks(), 0);
         EXPECT_EQ(Calls().OpenStores(), 0);
         EXPECT_EQ(Calls().OpenCertificates(), 0);
+        EXPECT_EQ(Calls().RefusedReleases(), 0);
     }
 
     std::size_t UserContainers() const { return home_.FilesOfUser().size(); }

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <utility>
 
 #include "support/platform_calls.h"
 
@@ -46,6 +47,10 @@ void KeyCalls::Script(const std::wstring& container, ScriptedKey key) {
 
 void KeyCalls::ReplaceEncryptedLength(DWORD length) {
     encryptedLength_ = length;
+}
+
+void KeyCalls::ReplaceVector(std::vector<BYTE> vector) {
+    vector_ = std::move(vector);
 }
 
 void KeyCalls::ReplaceRecordSize(DWORD size) {
@@ -216,7 +221,7 @@ BOOL CryptHashCertificate(HCRYPTPROV_LEGACY provider, ALG_ID algorithm, DWORD fl
 BOOL CryptAcquireCertificatePrivateKey(PCCERT_CONTEXT certificate, DWORD flags, void* parameters,
                                        HCRYPTPROV_OR_NCRYPT_KEY_HANDLE* provider, DWORD* keySpec,
                                        BOOL* isCallers) {
-    if (Refused("CryptAcquireCertificatePrivateKey")) {
+    if (Refused("CryptAcquireCertificatePrivateKey", {flags, true})) {
         return FALSE;
     }
     const Pause pause;
@@ -264,6 +269,10 @@ BOOL CryptGetKeyParam(HCRYPTKEY key, DWORD parameter, BYTE* data, DWORD* size, D
         return script->permissions ? WriteNumber(*script->permissions, data, size)
                                    : Fail(NTE_BAD_TYPE);
     }
+    if (parameter == KP_IV && Keys().vector_) {
+        const auto length = static_cast<DWORD>(Keys().vector_->size());
+        return WriteBytes(Keys().vector_->data(), length, length, data, size);
+    }
     return REAL(CryptGetKeyParam)(key, parameter, data, size, flags);
 }
 
@@ -285,9 +294,10 @@ BOOL CryptGetProvParam(HCRYPTPROV provider, DWORD parameter, BYTE* data, DWORD* 
 
 BOOL CryptExportKey(HCRYPTKEY key, HCRYPTKEY wrapping, DWORD type, DWORD flags, BYTE* data,
                     DWORD* size) {
-    if (Refused("CryptExportKey", {0, data != nullptr})) {
+    if (Refused("CryptExportKey", {flags, data != nullptr})) {
         return FALSE;
     }
+    Keys().wrappings_.push_back(wrapping);
     const ScriptedKey* const script = Keys().OfKey(key);
     if (script == nullptr) {
         return REAL(CryptExportKey)(key, wrapping, type, flags, data, size);

@@ -41,9 +41,13 @@ class KeyCalls {
     void Script(const std::wstring& container, ScriptedKey key);
     // What a CryptEncrypt without a buffer answers in place of the length asked about.
     void ReplaceEncryptedLength(DWORD length);
+    // The initial vector that keys tell from here on.
+    void ReplaceVector(std::vector<BYTE> vector);
     // What every query for the size of a key's record answers.
     void ReplaceRecordSize(DWORD size);
 
+    // The keys that each CryptExportKey was to wrap with.
+    const std::vector<HCRYPTKEY>& Wrappings() const { return wrappings_; }
     // Certificate contexts given out since the last Reset and not freed.
     int OpenCertificates() const { return certificates_; }
 
@@ -57,6 +61,8 @@ class KeyCalls {
     int certificates_ = 0;
     std::optional<DWORD> encryptedLength_;
     std::optional<DWORD> recordSize_;
+    std::optional<std::vector<BYTE>> vector_;
+    std::vector<HCRYPTKEY> wrappings_;
 
   private:
     std::map<std::wstring, ScriptedKey> scripts_;

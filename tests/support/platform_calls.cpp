@@ -79,6 +79,23 @@ int PlatformCalls::Count(const std::string& name) const {
     return static_cast<int>(std::count(log_.begin(), log_.end(), name));
 }
 
+std::vector<DWORD> PlatformCalls::Parameters(const std::string& name) const {
+    std::vector<DWORD> parameters;
+    for (std::size_t i = 0; i < log_.size(); ++i) {
+        if (log_[i] == name) {
+            parameters.push_back(details_[i].parameter);
+        }
+    }
+    return parameters;
+}
+
+void PlatformCalls::Released(bool done) {
+    refusedReleases_ += done ? 0 : 1;
+    if (done && releaseError_) {
+        SetLastError(*releaseError_);
+    }
+}
+
 bool PlatformCalls::Fails(const char* name, CallDetail detail) {
     if (isPaused_) {
         return false;
@@ -128,6 +145,7 @@ BOOL STAND_IN(CryptReleaseContext)(HCRYPTPROV provider, DWORD flags) {
         std::erase_if(Calls().keyOwners_,
                       [provider](const auto& entry) { return entry.second == provider; });
     }
+    Calls().Released(done != FALSE);
     return done;
 }
 
@@ -145,6 +163,7 @@ BOOL STAND_IN(CryptGenKey)(HCRYPTPROV provider, ALG_ID algorithm, DWORD flags, H
 BOOL STAND_IN(CryptDestroyKey)(HCRYPTKEY key) {
     const BOOL done = REAL(CryptDestroyKey)(key);
     Calls().keyOwners_.erase(key);
+    Calls().Released(done != FALSE);
     return done;
 }
 
@@ -189,6 +208,7 @@ BOOL STAND_IN(CryptCreateHash)(HCRYPTPROV provider, ALG_ID algorithm, HCRYPTKEY 
 BOOL STAND_IN(CryptDestroyHash)(HCRYPTHASH hash) {
     const BOOL done = REAL(CryptDestroyHash)(hash);
     Calls().Closed(&PlatformCalls::hashes_, done);
+    Calls().Released(done != FALSE);
     return done;
 }
 

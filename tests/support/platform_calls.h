@@ -55,6 +55,13 @@ class PlatformCalls {
     void ReplaceHashLengths(std::vector<DWORD> lengths);
     // What CryptDecrypt tells of its length from here on.
     void ReplaceDecryptedSize(DWORD size) { decryptedSize_ = size; }
+    // Every release of a handle leaves this as the last error from here on, though it is done.
+    void LeaveOnRelease(DWORD error) { releaseError_ = error; }
+    // The container's unique name that CryptGetProvParam answers from here on, with no octet
+    // behind.
+    void ReplaceUniqueName(std::string name) { uniqueName_ = std::move(name); }
+    // What CertGetCertificateContextProperty answers from here on, also where it is made to fail.
+    void ReplaceProperty(std::vector<BYTE> record) { property_ = std::move(record); }
     // Each CryptSetKeyParam of this parameter fails.
     void RefuseKeyParam(DWORD parameter, DWORD error);
 
@@ -65,6 +72,8 @@ class PlatformCalls {
     // One for each call of the log.
     const std::vector<CallDetail>& Details() const { return details_; }
     int Count(const std::string& name) const;
+    // What the calls of that name asked about, in order.
+    std::vector<DWORD> Parameters(const std::string& name) const;
     bool Failed() const { return failed_; }
 
     // The contexts asked for, with a null container as empty text.
@@ -100,6 +109,8 @@ class PlatformCalls {
     int OpenStores() const { return stores_; }
     // References to certificate contexts.
     int OpenCertificates() const { return certificates_; }
+    // Releases that the platform refused: of a handle that is none any more.
+    int RefusedReleases() const { return refusedReleases_; }
 
     // Releases the contexts that are open, for a test of a leak that is meant.
     void ReleaseContexts();
@@ -111,6 +122,7 @@ class PlatformCalls {
     DWORD Error() const { return error_; }
     void Opened(int PlatformCalls::*counter, bool done) { this->*counter += done ? 1 : 0; }
     void Closed(int PlatformCalls::*counter, bool done) { this->*counter -= done ? 1 : 0; }
+    void Released(bool done);
 
     std::multiset<HCRYPTPROV> contexts_;
     std::map<HCRYPTKEY, HCRYPTPROV> keyOwners_;
@@ -134,6 +146,10 @@ class PlatformCalls {
     bool replaceTypeData_ = false;
     std::vector<DWORD> hashLengths_;
     std::optional<DWORD> decryptedSize_;
+    std::optional<DWORD> releaseError_;
+    std::optional<std::string> uniqueName_;
+    std::optional<std::vector<BYTE>> property_;
+    int refusedReleases_ = 0;
     DWORD refusedKeyParam_ = 0;
     DWORD refusalError_ = 0;
 

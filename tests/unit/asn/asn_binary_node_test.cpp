@@ -42,10 +42,31 @@ TEST(AsnBinaryNode, CopyOfAnIndefiniteObjectWrites80TheContentAsOneRunAnd0000) {
     EXPECT_EQ(Encoded(*MakeAsn<AsnBinaryNode>(AsnObjectReadable::FromBlob(empty))), "30 80 00 00");
 }
 
+TEST(AsnBinaryNode, CopyOfAnIndefiniteObjectTakesOneOctetForItsLengthHoweverLongItIs) {
+    const Blob octetString = FromHex("04 81 C8");
+    Blob blob = FromHex("30 80");
+    blob.Append(octetString.GetData(), octetString.GetSize());
+    blob.Append(Blob(200).GetData(), 200);
+    blob.Append(Blob(2).GetData(), 2);
+    EXPECT_EQ(Encoded(*MakeAsn<AsnBinaryNode>(AsnObjectReadable::FromBlob(blob))), ToHex(blob));
+}
+
+TEST(AsnBinaryNode, EndOfAnIndefiniteCopyStandsBeforeTheNextNode) {
+    const Blob blob = FromHex("30 80 05 00 00 00");
+    const auto node =
+        support::SequenceOf(MakeAsn<AsnBinaryNode>(AsnObjectReadable::FromBlob(blob)));
+    node->AddChild(OctetString(1));
+    EXPECT_EQ(Encoded(*node), "30 09 30 80 05 00 00 00 04 01 00");
+}
+
 TEST(AsnBinaryNode, EmptyContentNeedsNoRoom) {
     Blob blob(1);
     BlobCursor cursor{&blob, 1};
     EXPECT_NO_THROW(MakeAsn<AsnBinaryNode>(kOctetStringIdentifier)->SerializeContent(cursor));
+    for (const std::int32_t position : {-2, 4}) {
+        BlobCursor outside{&blob, position};
+        EXPECT_NO_THROW(MakeAsn<AsnBinaryNode>(kOctetStringIdentifier)->SerializeContent(outside));
+    }
 }
 
 TEST(AsnBinaryNode, NoRoomForTheContentOfABinaryNodeFails) {

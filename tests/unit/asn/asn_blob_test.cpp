@@ -31,6 +31,14 @@ TEST(AsnBlob, WritesTheFirstObjectAlone) {
     EXPECT_EQ(WrittenHex(readable::AsnBlob("", &indefinite)), "30 80 05 00 00 00");
 }
 
+TEST(AsnBlob, NodeIsAddedToTheParent) {
+    const Blob blob = FromHex("02 01 05");
+    const auto parent = MakeAsn<AsnNodeContainer>(kSequenceIdentifier);
+    const AsnNodeHandle node = readable::AsnBlob("", &blob).SerializeToAsnNode(parent);
+    EXPECT_EQ(node->GetParent(), parent.get());
+    EXPECT_EQ(parent->CalculateContentSize(), 3U);
+}
+
 TEST(AsnBlob, BlobWithoutAnObjectFails) {
     const Blob blob = FromHex("30 02 05");
     EXPECT_EQ(MessageOf<BadAsnData>([&] { WrittenHex(readable::AsnBlob("", &blob)); }),

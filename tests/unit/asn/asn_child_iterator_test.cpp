@@ -54,6 +54,45 @@ TEST(AsnChildIterator, ChildrenComeInOrder) {
     EXPECT_EQ(OffsetsOfChildren("30 09 30 80 02 01 05 00 00 05 00"), (Offsets{2, 9}));
 }
 
+TEST(AsnChildIterator, PositionIsWhereTheCurrentChildStarts) {
+    const Blob blob = FromHex("30 06 02 01 05 02 01 06");
+    AsnChildIterator iterator(AsnObjectReadable::FromBlob(blob));
+    iterator.Begin();
+    EXPECT_TRUE(iterator.Next());
+    EXPECT_EQ(iterator.GetPosition(), blob.GetData() + 5);
+}
+
+TEST(AsnChildIterator, BeginStartsAnew) {
+    const Blob blob = FromHex("30 06 02 01 05 02 01 06");
+    AsnChildIterator iterator(AsnObjectReadable::FromBlob(blob));
+    iterator.Begin();
+    EXPECT_TRUE(iterator.Next());
+    EXPECT_TRUE(iterator.Begin());
+    EXPECT_EQ(iterator.Current("")->GetOffset(), 2U);
+    EXPECT_EQ(iterator.GetPosition(), blob.GetData() + 2);
+}
+
+TEST(AsnChildIterator, LaterChildThatPassesTheEndOfItsParentFails) {
+    const Blob blob = FromHex("30 05 05 00 04 03 AA BB CC");
+    const AsnObjectHandle root = AsnObjectReadable::FromBlob(blob);
+    AsnChildIterator iterator(root);
+    iterator.Begin();
+    EXPECT_EQ(
+        MessageOf<BadAsnData>([&] { iterator.Next(); }),
+        "[AsnObjectReadable::CheckContentSize] End of object is out of the parent object with "
+        "defined content length. Bad ASN data. Error in position 4.");
+}
+
+TEST(AsnChildIterator, EveryChildHoldsTheObjectThatIsWalked) {
+    const Blob blob = FromHex("30 06 02 01 05 02 01 06");
+    const AsnObjectHandle root = AsnObjectReadable::FromBlob(blob);
+    AsnChildIterator iterator(root);
+    iterator.Begin();
+    EXPECT_EQ(iterator.Current("")->GetParent(), root);
+    EXPECT_TRUE(iterator.Next());
+    EXPECT_EQ(iterator.Current("")->GetParent(), root);
+}
+
 TEST(AsnChildIterator, IndefiniteParentEndsAtTwoZeroOctetsAndKnowsItsSizeThen) {
     const Blob blob = FromHex("30 80 02 01 05 00 00 05 00");
     const AsnObjectHandle root = AsnObjectReadable::FromBlob(blob);

@@ -7,6 +7,7 @@
 #include "asn/asn_cursor.h"
 #include "foundation/asn_exceptions.h"
 #include "support/octets.h"
+#include "support/sized_blob.h"
 
 namespace pkisdk::asn {
 namespace {
@@ -85,6 +86,14 @@ TEST(AsnContentSize, ReadingWithoutOctetsFails) {
               "[AsnContentSize::ReadContentSize] Bad ASN data. Error in position 1.");
     EXPECT_EQ(MessageOf<BadAsnData>([&] { Read(FromHex("82")); }),
               "[AsnContentSize::ReadContentSize] Bad ASN data. Unexpacted end of asn data.");
+}
+
+// What lies behind the end of the blob would be a length.
+TEST(AsnContentSize, NothingIsReadBehindTheEnd) {
+    support::SizedBlob blob(FromHex("05 05"), 1);
+    BlobCursor cursor{&blob, 1};
+    std::uint32_t indefinite = 0;
+    EXPECT_THROW(AsnContentSize::ReadContentSize(cursor, &indefinite), BadAsnData);
 }
 
 TEST(AsnContentSize, WritesTheShortestForm) {

@@ -16,6 +16,8 @@ using support::MessageOf;
 using support::ToHex;
 using support::Wide;
 
+constexpr UINT kKoi8r = 20866;
+
 template <typename Value>
 Value Read(void (*decoder)(const AsnObjectHandle&, Value*), const char* hex) {
     const Blob blob = FromHex(hex);
@@ -138,6 +140,14 @@ TEST(AsnDecoders, ByteStringIsTextOfTheUsersLocale) {
         GTEST_SKIP() << "needs a user's locale in UTF-8";
     }
     EXPECT_EQ(Read(ReadAsnByteString, "13 02 D0 96"), Wide({0x416}));
+}
+
+TEST(AsnDecoders, OfTextOnlyTheByteStringIsReadInKoi8r) {
+    if (GetACP() != kKoi8r) {
+        GTEST_SKIP() << "needs a user's locale in KOI8-R";
+    }
+    EXPECT_EQ(Read(ReadAsnByteString, "13 02 E4 C1"), Wide({0x414, 0x430}));
+    EXPECT_EQ(Read(ReadAsnUtf8String, "0C 02 D0 96"), Wide({0x416}));
 }
 
 TEST(AsnDecoders, BmpStringIsReadHighOctetFirst) {

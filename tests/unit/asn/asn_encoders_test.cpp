@@ -77,6 +77,20 @@ TEST(ObjectIdEncoder, CopiesTheOctets) {
     EXPECT_EQ(ToHex(ObjectIdEncoder::Encode({}, kObjectIdIdentifier)->GetContent()), "");
 }
 
+TEST(ObjectIdEncoder, ReadsWhatItWrites) {
+    const Blob blob = FromHex("06 03 55 04 03");
+    ObjectId oid;
+    ObjectIdEncoder::Decode(AsnObjectReadable::FromBlob(blob), &oid);
+    EXPECT_EQ(ToHex(oid.GetOctets()), "55 04 03");
+}
+
+TEST(BinaryContentEncoder, EmptyContentEmptiesTheBlob) {
+    const Blob blob = FromHex("04 00");
+    Blob read = FromHex("AA BB CC");
+    BinaryContentEncoder::Decode(AsnObjectReadable::FromBlob(blob), &read);
+    EXPECT_TRUE(read.IsEmpty());
+}
+
 TEST(BinaryContentEncoder, NodeBorrowsTheBlob) {
     const Blob value = FromHex("00 FF");
     EXPECT_EQ(&BinaryContentEncoder::Encode(value, kOctetStringIdentifier)->GetContent(), &value);
@@ -104,6 +118,13 @@ TEST(ByteStringEncoder, ReadsWhatItWrites) {
     std::wstring text = L"other";
     ByteStringEncoder::Decode(AsnObjectReadable::FromBlob(blob), &text);
     EXPECT_EQ(text, Wide({'A', 0, 'B'}));
+}
+
+TEST(ByteStringEncoder, ReadsObjectsOfAnyType) {
+    const Blob blob = FromHex("04 02 41 42");
+    std::wstring text;
+    ByteStringEncoder::Decode(AsnObjectReadable::FromBlob(blob), &text);
+    EXPECT_EQ(text, L"AB");
 }
 
 TEST(ByteStringEncoder, IsTextOfTheUsersLocale) {

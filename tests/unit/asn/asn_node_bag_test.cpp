@@ -23,6 +23,12 @@ TEST(AsnNodeBag, BagOfABitStringCountsUnusedBits) {
     EXPECT_EQ(Encoded(bag), "03 03 00 05 00");
 }
 
+TEST(AsnNodeBag, BagOfABitStringCountsUnusedBitsWithinOtherNodesToo) {
+    EXPECT_EQ(Encoded(*support::SequenceOf(
+                  MakeAsn<AsnNodeBag>(kBitStringIdentifier, MakeAsn<NullAsnNode>()))),
+              "30 05 03 03 00 05 00");
+}
+
 TEST(AsnNodeBag, BagWithoutAChildIsEmpty) {
     EXPECT_EQ(Encoded(AsnNodeBag(ConstructedContextIdentifier(0), {})), "A0 00");
     EXPECT_EQ(AsnNodeBag(kBitStringIdentifier, {}).CalculateContentSize(), 1U);

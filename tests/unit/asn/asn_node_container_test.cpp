@@ -75,6 +75,24 @@ TEST(AsnNodeContainer, ContainerOfAPrimitiveIdentifierFails) {
     EXPECT_EQ(MessageOf<AsnException>([] { MakeAsn<AsnNodeContainer>(kBitStringIdentifier); }),
               "[AsnNodeContainer::AsnNodeContainer] The class supports only constructed ASN "
               "objects.");
+    EXPECT_THROW(MakeAsn<AsnNodeContainer>(PrimitiveContextIdentifier(0)), AsnException);
+}
+
+TEST(AsnNodeContainer, ChildOfTwoKeepsTheOneThatItWasAddedToLast) {
+    const AsnNodeHandle child = MakeAsn<NullAsnNode>();
+    auto first = SequenceOf(child);
+    const auto second = SequenceOf(child);
+    EXPECT_EQ(child->GetParent(), second.get());
+    first.reset();
+    EXPECT_EQ(child->GetParent(), second.get());
+}
+
+TEST(AsnNodeContainer, NodeThatIsAttachedIsAddedOnceAndAnswered) {
+    const auto parent = MakeAsn<AsnNodeContainer>(kSequenceIdentifier);
+    const AsnNodeHandle child = MakeAsn<NullAsnNode>();
+    EXPECT_EQ(AttachTo(parent, child), child);
+    EXPECT_EQ(Encoded(*parent), "30 02 05 00");
+    EXPECT_EQ(AttachTo({}, child), child);
 }
 
 TEST(AsnNodeContainer, ContentIsWrittenAtTheCursor) {

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "asn/asn_cursor.h"
+#include "support/failing_allocator.h"
 #include "support/octets.h"
 #include "support/wide_text.h"
 
@@ -40,6 +41,28 @@ TEST(AsnObjectReadable, HoldsThePlaceOfItsOctets) {
     EXPECT_EQ(child->GetOffset(), 2U);
     EXPECT_EQ(child->GetParent(), root);
     EXPECT_EQ(child->GetFirstChild(), nullptr);
+}
+
+TEST(AsnObjectReadable, ContentOfAnEmptyObjectIsNowhere) {
+    for (const char* const hex : {"30 00", "04 00 AA", "30 80 00 00"}) {
+        const Blob blob = FromHex(hex);
+        EXPECT_EQ(AsnObjectReadable::FromBlob(blob)->GetContent().data(), nullptr) << hex;
+    }
+}
+
+TEST(AsnObjectReadable, ObjectsGoWithTheirLastHandle) {
+    const Blob blob = FromHex("30 80 30 80 05 00 00 00 02 01 05 00 00");
+    const long before = allocation::LiveBlocks();
+    AsnObjectHandle leaf;
+    {
+        const AsnObjectHandle root = AsnObjectReadable::FromBlob(blob);
+        EXPECT_EQ(root->GetContentSize(), 9U);
+        leaf = root->GetFirstChild()->GetFirstChild();
+    }
+    EXPECT_EQ(leaf->GetParent()->GetParent()->GetOffset(), 0U);
+    EXPECT_GT(allocation::LiveBlocks(), before);
+    leaf.reset();
+    EXPECT_EQ(allocation::LiveBlocks(), before);
 }
 
 TEST(AsnObjectReadable, ConstructionLeavesTheCursorBehindTheHeader) {

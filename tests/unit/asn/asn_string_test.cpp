@@ -5,6 +5,8 @@
 #include <stdexcept>
 #include <string>
 
+#include "asn/asn_node_container.h"
+#include "platform/cryptoapi.h"
 #include "support/asn_values.h"
 #include "support/octets.h"
 #include "support/wide_text.h"
@@ -17,6 +19,8 @@ using support::ReadFailure;
 using support::ReadHex;
 using support::Wide;
 using support::WrittenHex;
+
+constexpr UINT kKoi8r = 20866;
 
 std::string Written(const std::wstring& text, const AsnIdentifier& identifier) {
     return WrittenHex(readable::AsnString(".text", &text, identifier));
@@ -56,6 +60,23 @@ TEST(AsnString, CharactersOutsideTheBmpAreTwoUnits) {
     EXPECT_EQ(Written(Wide({0x1F600}), kBmpStringIdentifier), "1E 04 3D D8 00 DE");
     EXPECT_EQ(Read("1E 04 D8 3D DE 00"), Wide({0x1F600}));
     EXPECT_EQ(Written(Wide({0x1F600}), kUtf8StringIdentifier), "0C 04 F0 9F 98 80");
+}
+
+TEST(AsnString, OnlyUtf8StringsAreNotInKoi8r) {
+    if (GetACP() != kKoi8r) {
+        GTEST_SKIP() << "needs a user's locale in KOI8-R";
+    }
+    EXPECT_EQ(Written(Wide({0x414}), kPrintableStringIdentifier), "13 01 E4");
+    EXPECT_EQ(Written(Wide({0x414}), kUtf8StringIdentifier), "0C 02 D0 94");
+    EXPECT_EQ(Read("13 01 E4"), Wide({0x414}));
+    EXPECT_EQ(Read("0C 02 D0 94"), Wide({0x414}));
+}
+
+TEST(AsnString, NodeIsAddedToTheParent) {
+    const std::wstring text = L"A";
+    const auto parent = MakeAsn<AsnNodeContainer>(kSequenceIdentifier);
+    readable::AsnString("", &text, kIa5StringIdentifier).SerializeToAsnNode(parent);
+    EXPECT_EQ(parent->CalculateContentSize(), 3U);
 }
 
 TEST(AsnString, LoneSurrogates) {

@@ -169,6 +169,24 @@ TEST(MissingOctets, WalkOfAParentThatPassesTheEndFailsBehindTheLastChild) {
               "[AsnObjectHeader parsing] Bad ASN data. Unexpacted end of asn data.");
 }
 
+TEST(MissingOctets, ChildInIndefiniteFormMayHaveItsHeaderAcrossTheEndOfItsParent) {
+    const Blob blob = FromHex("30 01 30 80 05 00 00 00");
+    const AsnObjectHandle child = AsnObjectReadable::FromBlob(blob)->GetFirstChild();
+    EXPECT_TRUE(child->IsIndefinite());
+    EXPECT_TRUE(child->HasContent());
+}
+
+TEST(MissingOctets, MeasuringOverAnElementThatPassesTheEndOfADefiniteAncestorFails) {
+    const auto measureChild = [](const auto& root) { root->GetFirstChild()->GetContentSize(); };
+    const std::string message =
+        "[AsnObjectReadable::CheckContentSize] End of object is out of the parent object with "
+        "defined content length. Bad ASN data. Error in position ";
+    EXPECT_EQ(FailureOf("30 06 30 80 04 05 AA BB CC DD EE 00 00 00 00", measureChild),
+              message + "4.");
+    EXPECT_EQ(FailureOf("30 08 30 80 05 00 04 05 AA BB CC DD EE 00 00 00 00", measureChild),
+              message + "6.");
+}
+
 TEST(MissingOctets, FirstChildBehindTheEndFails) {
     EXPECT_EQ(FailureOf("30 84 80 00 00 00", [](const auto& root) { root->GetFirstChild(); }),
               "[AsnObjectHeader parsing] Bad ASN data. Unexpacted end of asn data.");
@@ -231,6 +249,10 @@ TEST(MissingOctets, BlobOver2To32OctetsCountsAsItsLowThirtyTwoBits) {
     iterator.Begin();
     EXPECT_TRUE(iterator.Next());
     EXPECT_FALSE(iterator.Next());
+    const SizedBlob withEmptyChild(FromHex("30 04 30 80 00 00"), 0x100000006);
+    AsnChildIterator overEmpty(AsnObjectReadable::FromBlob(withEmptyChild));
+    overEmpty.Begin();
+    EXPECT_FALSE(overEmpty.Next());
     const SizedBlob withLongChild(FromHex("30 84 FF FF FF F0 04 84 80 00 00 00 AA"), 0x10000000D);
     AsnChildIterator overChild(AsnObjectReadable::FromBlob(withLongChild));
     overChild.Begin();

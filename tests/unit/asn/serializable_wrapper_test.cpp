@@ -28,6 +28,13 @@ TEST(SerializableWrapper, ForwardsWithItsNameInTheContext) {
     EXPECT_FALSE(member.IsOptional());
 }
 
+TEST(SerializableWrapper, NodeIsAddedToTheParent) {
+    const Holder holder;
+    const auto parent = MakeAsn<AsnNodeContainer>(kSequenceIdentifier);
+    HolderMember("", &holder).SerializeToAsnNode(parent);
+    EXPECT_EQ(parent->CalculateContentSize(), 2U);
+}
+
 TEST(SerializableWrapper, OverAConstantObjectItCannotRead) {
     const Holder holder;
     HolderMember member(".holder", &holder);

@@ -7,6 +7,7 @@
 #include <span>
 
 #include "support/export_fixture.h"
+#include "support/pfx_builder.h"
 #include "support/reference_document.h"
 
 namespace {
@@ -109,9 +110,10 @@ class ExportPfxFromStoreTest : public test_support::ExportTest {
 };
 
 TEST_F(ExportPfxFromStoreTest, AMissingOrEmptyStoreIsAnInvalidParameter) {
-    ExpectError(NTE_INVALID_PARAMETER);
     EXPECT_FAILS_WITH(NTE_INVALID_PARAMETER,
                       ExportPfxFromStore("Password1", nullptr, nullptr, nullptr, 0, 0, &document_));
+    EXPECT_EQ(Calls().Count("CertEnumCertificatesInStore"), 0);
+    ExpectError(NTE_INVALID_PARAMETER);
 }
 
 class EachKindOfKey : public ExportPfxFromStoreTest,
@@ -131,6 +133,10 @@ TEST_F(ExportPfxFromStoreTest, AStoreWithoutKeysGivesAnEmptySafeContentsOfKeys) 
     AddCertificate(Chain().issuer);
     ExpectDocument();
     EXPECT_EQ(CipherOids(1), std::vector<std::string>{""});
+    // Each of the two certificates by the walk and for its bag, as two texts are encrypted an
+    // attempt.
+    EXPECT_EQ(Calls().Count("CertGetCertificateContextProperty"),
+              2 * Calls().Count("CryptEncrypt"));
 }
 
 TEST_F(ExportPfxFromStoreTest, TheProvidersAnswerToTheEmptyParameterSetDecides) {
@@ -181,6 +187,16 @@ TEST_F(ExportPfxFromStoreTest, ASkippedLastKeySetsTheProviderAllTheSame) {
     ExpectError(NTE_BAD_PROV_TYPE);
 }
 
+TEST_F(ExportPfxFromStoreTest, ASkippedLastKeySetsTheProvidersTypeAllTheSame) {
+    Keys().Script(L"key1", Scripted(k2012_256));
+    Add(Chain().leaf, L"key1", std::nullopt, 2);
+    ScriptedKey key = Scripted(k2012_256);
+    key.isReachable = false;
+    Keys().Script(L"unreachable", key);
+    Add(Chain().otherLeaf, L"unreachable", std::nullopt, 77);
+    ExpectError(NTE_PROV_TYPE_NOT_DEF);
+}
+
 TEST_F(ExportPfxFromStoreTest, WithoutAProviderNameTheRecordsTypeIsTaken) {
     Keys().Script(L"key1", Scripted(k2012_256));
     Add(Chain().leaf, L"key1", std::nullopt, 2);
@@ -218,6 +234,60 @@ TEST_F(ExportPfxFromStoreTest, TheKeySpecificationThatIsWrittenBackFindsTheKey) 
     ++keys_;
     Expect(k2012_256, {1, 2, 3});
     ExpectDocument();
+}
+
+TEST_F(ExportPfxFromStoreTest, KeysAreReachedByTheRecordsOfTheirCertificates) {
+    AddKey(k2012_256);
+    ASSERT_EQ(Export(0, 1), 1);
+    EXPECT_EQ(Calls().Parameters("CryptAcquireCertificatePrivateKey"),
+              std::vector<DWORD>{CRYPT_ACQUIRE_USE_PROV_INFO_FLAG});
+}
+
+// It may change with the set.
+TEST_F(ExportPfxFromStoreTest, TheVectorIsReadAfterTheParameterSetWasGiven) {
+    AddKey(k2012_256);
+    ASSERT_EQ(Export(0, 1), 1);
+    std::vector<DWORD> asked;
+    for (std::size_t i = 0; i < Calls().Log().size(); ++i) {
+        const DWORD parameter = Calls().Details()[i].parameter;
+        if ((Calls().Log()[i] == "CryptSetKeyParam" && parameter == 104) ||
+            (Calls().Log()[i] == "CryptGetKeyParam" && parameter == KP_IV)) {
+            asked.push_back(parameter);
+        }
+    }
+    // Of the key and of the certificates.
+    EXPECT_EQ(asked, (std::vector<DWORD>{104, KP_IV, KP_IV, 104, KP_IV, KP_IV}));
+}
+
+TEST_F(ExportPfxFromStoreTest, AVectorIsWrittenAsLongAsTheProviderTellsIt) {
+    AddCertificate(Chain().root);
+    const Bytes vector = {0xA1, 0xA2, 0xA3, 0xA4, 0xA5, 0xA6, 0xA7, 0xA8, 0xA9};
+    Keys().ReplaceVector(vector);
+    ASSERT_EQ(Export(), 1);
+    const Bytes field = test_support::Element(0x04, vector);
+    EXPECT_NE(std::search(document_.begin(), document_.end(), field.begin(), field.end()),
+              document_.end());
+}
+
+TEST_F(ExportPfxFromStoreTest, AVectorThatCannotBeReadEndsTheExport) {
+    AddKey(k2012_256);
+    ASSERT_EQ(Export(0, 1), 1);
+    const auto asked = Calls().Parameters("CryptGetKeyParam");
+    ASSERT_EQ(std::ranges::count(asked, DWORD{KP_IV}), 4);
+    for (std::size_t i = 0; i < asked.size(); ++i) {
+        if (asked[i] == KP_IV) {
+            Calls().FailNamed("CryptGetKeyParam", static_cast<int>(i) + 1, kInjected);
+            ExpectError(static_cast<HRESULT>(kInjected));
+        }
+    }
+}
+
+TEST_F(ExportPfxFromStoreTest, CertificatesThatCannotBeEncryptedEndTheExport) {
+    AddCertificate(Chain().root);
+    for (const int n : {1, 2}) {
+        Calls().FailNamed("CryptEncrypt", n, kInjected);
+        ExpectError(static_cast<HRESULT>(kInjected));
+    }
 }
 
 TEST_F(ExportPfxFromStoreTest, AnAlgorithmThatCannotBeReadIsABadKey) {
@@ -412,6 +482,21 @@ TEST_F(ExportPfxFromStoreTest, ADocumentThatCannotBeReadIsBadDataAfterEightAttem
     Calls().ReplaceRandom(kSaltOctet);
     ExpectError(NTE_BAD_DATA);
     EXPECT_EQ(Calls().Count("CryptEncrypt"), 2 * 8);
+}
+
+TEST_F(ExportPfxFromStoreTest, OneKeyThatCannotBeReadIsEnoughForBadData) {
+    AddKey(k2012_256, {0, 4, 1, 7});
+    AddKey(k2012_256, {1, 2, 3});
+    Calls().ReplaceRandom(kSaltOctet);
+    ExpectError(NTE_BAD_DATA);
+}
+
+TEST_F(ExportPfxFromStoreTest, TheSizeIsToldWhateverTheSalts) {
+    AddKey(k2012_256);
+    const Bytes salt = SaltThatIsChanged();
+    Calls().ReplaceRandom([&](std::span<BYTE> octets) { std::ranges::copy(salt, octets.begin()); });
+    EXPECT_EQ(Export(0, 1), 1);
+    EXPECT_EQ(Calls().Count("CryptEncrypt"), 2);
 }
 
 TEST_F(ExportPfxFromStoreTest, TheSizeOfADocumentThatCannotBeReadIsToldAllTheSame) {

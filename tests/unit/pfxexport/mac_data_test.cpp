@@ -209,6 +209,13 @@ TEST_F(MacDataTest, TheProviderIsAskedForTheHashBetweenSeedTestAndSalt) {
     EXPECT_EQ(Calls().Count("CryptGenKey"), 0);
 }
 
+TEST_F(MacDataTest, TheHashsSizeIsAskedForBeforeAnythingIsDerived) {
+    Calls().FailNamed("CryptGetHashParam", 1, kInjected);
+    EXPECT_FAILS_WITH(kInjected, Add());
+    EXPECT_EQ(Calls().Count("CryptCreateHash"), 1);
+    ExpectNothingOpen();
+}
+
 TEST_F(MacDataTest, EveryFailingCallIsAnErrorAndClosesAll) {
     for (const bool stay : {false, true}) {
         for (int n = 1;; ++n) {

@@ -35,13 +35,14 @@ class ExportPrivateKeyBlobTest : public test_support::ExportTest {
     }
     int Export(std::int32_t isSizeOnly = 0, DWORD flags = 0) {
         SetLastError(kInjected);
-        return ExportPrivateKeyBlob(provider_, key_, 0, flags, isSizeOnly, &wrapped_);
+        return ExportPrivateKeyBlob(provider_, key_, kSessionKey, flags, isSizeOnly, &wrapped_);
     }
     void ExpectWrapped(const std::vector<BYTE>& expected) {
         EXPECT_EQ(GetLastError(), 0u);
         EXPECT_EQ(wrapped_, Blob(expected.data(), expected.size()));
     }
 
+    static constexpr HCRYPTKEY kSessionKey = 77;
     HCRYPTPROV_OR_NCRYPT_KEY_HANDLE provider_ = 0;
     HCRYPTKEY key_ = 0;
     Blob wrapped_;
@@ -51,6 +52,13 @@ TEST_F(ExportPrivateKeyBlobTest, GivesWhatIsBehindTheHeader) {
     Open({.blob = KeyBlob({1, 2, 3})});
     EXPECT_EQ(Export(), 1);
     ExpectWrapped({1, 2, 3});
+}
+
+TEST_F(ExportPrivateKeyBlobTest, LengthAndKeyAreAskedForInTheSameWay) {
+    Open({.blob = KeyBlob({1, 2, 3})});
+    EXPECT_EQ(Export(), 1);
+    EXPECT_EQ(Calls().Parameters("CryptExportKey"), std::vector<DWORD>(2, 0x1000));
+    EXPECT_EQ(Keys().Wrappings(), std::vector<HCRYPTKEY>(2, kSessionKey));
 }
 
 TEST_F(ExportPrivateKeyBlobTest, ABlobOfNineBytesGivesOne) {
@@ -109,7 +117,9 @@ TEST_F(ExportPrivateKeyBlobTest, TheSizeAloneComesWithoutAskingForTheKey) {
     Open({.blob = KeyBlob({1, 2, 3})});
     EXPECT_EQ(Export(1), 1);
     ExpectWrapped({0, 0, 0});
-    EXPECT_EQ(Calls().Count("CryptExportKey"), 1);
+    EXPECT_EQ(Export(-1), 1);
+    ExpectWrapped({0, 0, 0});
+    EXPECT_EQ(Calls().Count("CryptExportKey"), 2);
 }
 
 TEST_F(ExportPrivateKeyBlobTest, TheSizeAloneSucceedsWhereTheExportWouldNot) {

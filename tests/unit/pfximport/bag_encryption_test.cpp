@@ -111,6 +111,19 @@ TEST_F(BagEncryptionTest, TheKeyDecryptsWhatLibgcryptEncrypted) {
     }
 }
 
+// The derivation's own vector comes before both.
+TEST_F(BagEncryptionTest, TheKeyGetsTheVectorAndThenTheParameterSet) {
+    const pkisdk::ProviderContext provider = Acquire();
+    BagEncryption read;
+    ASSERT_EQ(Read(Encryption().AlgorithmIdentifier(), &read), 0u);
+    pkisdk::ProviderKey key;
+    ASSERT_TRUE(pkisdk::MakeBagKey("Password1", provider.Get(), read, &key));
+    const auto& set = Calls().KeyParams();
+    ASSERT_GE(set.size(), 2u);
+    EXPECT_EQ(std::vector(set.end() - 2, set.end()),
+              (std::vector<DWORD>{KP_IV, pkisdk::kCipherOidParameter}));
+}
+
 TEST_F(BagEncryptionTest, AVectorThatIsTooShortIsBadDataAndALongerOneIsCut) {
     const pkisdk::ProviderContext provider = Acquire();
     BagEncryption read;

@@ -88,6 +88,81 @@ TEST(BagWalk, ATypeThatIsNoIdentifierMatchesNothing) {
     EXPECT_FALSE(pkisdk::BagWalk(list, "no identifier").Next(&bag));
 }
 
+// A NULL with a length, as no document is read to, but a list may hold.
+TEST(BagWalk, ABagThatDoesNotParseEndsTheWalk) {
+    DerList list;
+    const Bytes oid = Oid(kBagOid);
+    const Blob octets(oid.data() + 2, oid.size() - 2);
+    ASSERT_EQ(AppendDerNode(-1, {0, 0x30, Blob()}, &list), 1);
+    ASSERT_EQ(AppendDerNode(-1, {1, 0x30, Blob()}, &list), 1);
+    ASSERT_EQ(AppendDerNode(-1, {2, 0x06, octets}, &list), 1);
+    ASSERT_EQ(AppendDerNode(-1, {2, 0x05, Blob("A", 1)}, &list), 1);
+    DerList bag;
+    EXPECT_FALSE(pkisdk::BagWalk(list, kBagOid).Next(&bag));
+    pkisdk::DerSpans spans;
+    EXPECT_FALSE(pkisdk::BagWalk(list, kBagOid).Next(&spans));
+}
+
+struct Document {
+    Bytes bytes;
+    // The octets of all bags, each with what lies in it.
+    std::uint64_t copies = 0;
+};
+
+// Bags in one another behind so many octets, of which the innermost holds so many more.
+Document NestedBehind(std::size_t before, std::size_t inside) {
+    constexpr int kDepth = 199;
+    Document document;
+    Bytes bag = Element(0x04, Bytes(inside, 0xFF));
+    for (int depth = 0; depth < kDepth; ++depth) {
+        bag = Element(0x30, Join({Oid(kBagOid), bag}));
+        document.copies += bag.size();
+    }
+    document.bytes = Element(0x30, Join({Element(0x04, Bytes(before, 0xFF)), bag}));
+    return document;
+}
+
+bool IsWalkedThrough(const Bytes& bytes) {
+    const DerList list = ToList(bytes);
+    pkisdk::BagWalk walk(list, kBagOid);
+    pkisdk::BagWalk walkOfSpans(list, kBagOid);
+    DerList bag;
+    pkisdk::DerSpans spans;
+    int thrown = 0;
+    try {
+        while (walk.Next(&bag)) {
+        }
+    } catch (const pkisdk::Exception&) {
+        ++thrown;
+    }
+    try {
+        while (walkOfSpans.Next(&spans)) {
+        }
+    } catch (const pkisdk::Exception&) {
+        ++thrown;
+    }
+    EXPECT_NE(thrown, 1);
+    return thrown == 0;
+}
+
+// The copies of a walk may be 64 times the list and not an octet more.
+TEST(BagWalk, TheCopiesMayBe64TimesTheListExactly) {
+    constexpr std::uint64_t kTimes = 64;
+    for (const std::uint64_t over : {0U, 1U}) {
+        std::size_t inside = 1;
+        while (NestedBehind(0, inside).copies % kTimes != over) {
+            ++inside;
+        }
+        const Document shorter = NestedBehind(1000, inside);
+        const std::size_t before = 1000 + shorter.copies / kTimes - shorter.bytes.size();
+        const Document document = NestedBehind(before, inside);
+        ASSERT_EQ(document.bytes.size() * kTimes + over, document.copies);
+        EXPECT_EQ(IsWalkedThrough(document.bytes), over == 0);
+        EXPECT_TRUE(IsWalkedThrough(NestedBehind(before + 1, inside).bytes));
+        EXPECT_FALSE(IsWalkedThrough(NestedBehind(before - 1, inside).bytes));
+    }
+}
+
 // The copies of n bags in one another are n / 2 times the list.
 TEST(BagWalk, BagsThatLieTooDeepInOneAnotherThrow) {
     const DerList deep = ToList(Nested(1'000));

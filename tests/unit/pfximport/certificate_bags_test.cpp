@@ -4,6 +4,7 @@
 
 #include <random>
 
+#include "derlist/der_queries.h"
 #include "support/import_fixture.h"
 #include "support/reference_certificate_bags.h"
 
@@ -47,6 +48,23 @@ TEST_F(CertificateBagsTest, TheContentOfTheLastNodeIsCopied) {
     EXPECT_TRUE(content.IsEmpty());
     pkisdk::GetLastNodeContent(test_support::ToSpans(LocalKeyId({4, 5, 6})), &content);
     EXPECT_EQ(content, ToBlob({4, 5, 6}));
+}
+
+// What the walk for one key does not get past no later key's does. A NULL with a length is read
+// from no document, but a list may hold it.
+TEST_F(CertificateBagsTest, BehindABagThatDoesNotParseNoKeyFindsACertificate) {
+    DerList content;
+    const Bytes oid = test_support::Oid("1.2.840.113549.1.12.10.1.3");
+    ASSERT_EQ(AppendDerNode(-1, {0, 0x30, Blob()}, &content), 1);
+    ASSERT_EQ(AppendDerNode(-1, {1, 0x30, Blob()}, &content), 1);
+    ASSERT_EQ(AppendDerNode(-1, {2, 0x06, Blob(oid.data() + 2, oid.size() - 2)}, &content), 1);
+    ASSERT_EQ(AppendDerNode(-1, {2, 0x05, Blob("A", 1)}, &content), 1);
+    const Bytes bag = Bag(one_, {1});
+    ASSERT_EQ(
+        pkisdk::AppendDerBytes(&content, bag.data(), static_cast<std::uint32_t>(bag.size()), 1), 1);
+    CertificateBags bags(content);
+    EXPECT_EQ(Found(&bags, {1}, 1), Bytes{});
+    EXPECT_EQ(Found(&bags, {1}, 1), Bytes{});
 }
 
 TEST_F(CertificateBagsTest, EqualIdentifiersNeedNoHash) {

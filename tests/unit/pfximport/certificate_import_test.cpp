@@ -86,6 +86,8 @@ TEST_F(AddPfxCertsToStoreTest, WithoutACertificateBagTheStoreIsEmptyAndTheListFi
 
 TEST_F(AddPfxCertsToStoreTest, OfTwoBagsWithTheSameCertificateTheStoreKeepsOne) {
     ExpectSuccess(DocumentOf({EncryptedContentInfo({Bag(one_), Bag(one_)})}), {one_});
+    EXPECT_EQ(Calls().Parameters("CertAddCertificateContextToStore"),
+              (std::vector<DWORD>(2, CERT_STORE_ADD_USE_EXISTING)));
 }
 
 TEST_F(AddPfxCertsToStoreTest, ABagOfAnotherTypeIsNotLookedAt) {
@@ -97,6 +99,17 @@ TEST_F(AddPfxCertsToStoreTest, ACertificateThatFailsToDecodeIsPassedOver) {
     ExpectSuccess(
         DocumentOf({EncryptedContentInfo({Bag(one_), Bag({0x30, 0x00}), Bag({}), Bag(two_)})}),
         {one_, two_});
+    EXPECT_EQ(Calls().Count("CertAddCertificateContextToStore"), 2);
+}
+
+// One of another type: an SDSI certificate.
+TEST_F(AddPfxCertsToStoreTest, ABagWithoutAnX509CertificateIsNotShownToThePlatform) {
+    const Bytes certificate =
+        Element(0x30, Join({Oid("1.2.840.113549.1.9.22.2"), Element(0xA0, Element(0x16, {'A'}))}));
+    const Bytes bag =
+        Element(0x30, Join({Oid("1.2.840.113549.1.12.10.1.3"), Element(0xA0, certificate)}));
+    ExpectSuccess(DocumentOf({EncryptedContentInfo({bag, Bag(two_)})}), {two_});
+    EXPECT_EQ(Calls().Count("CertCreateCertificateContext"), 1);
 }
 
 TEST_F(AddPfxCertsToStoreTest, WhatIsInTheStoreAlreadyStays) {

@@ -50,6 +50,38 @@ TEST_F(KeyContainerTest, ATakenNameGivesWayToARandomOne) {
     EXPECT_EQ(Calls().Acquisitions().back().container, name);
 }
 
+// Drawn once more, and no further: the container's creation is to tell then.
+TEST_F(KeyContainerTest, ARandomNameThatIsTakenIsReplacedOnce) {
+    int draws = 0;
+    const auto digitsOf = [&draws](std::initializer_list<int> names) {
+        draws = 0;
+        // A seeding and 29 digits for each name.
+        Calls().ReplaceRuntimeRandom([&draws, names = std::vector(names)] {
+            return names.at(static_cast<std::size_t>(draws++) / 30);
+        });
+    };
+    const auto named = [](char digit) {
+        std::string name = "rnd-";
+        for (int group = 0; group < 8; ++group) {
+            name += group == 0 ? std::string(1, digit) : "-" + std::string(4, digit);
+        }
+        return name;
+    };
+    Make("taken");
+    Make(named('1'));
+    std::string name = "taken";
+    digitsOf({1, 2});
+    ChooseContainerName(false, &name);
+    EXPECT_EQ(name, named('2'));
+    EXPECT_EQ(draws, 60);
+    Make(named('2'));
+    name = "taken";
+    digitsOf({1, 2});
+    ChooseContainerName(false, &name);
+    EXPECT_EQ(name, named('2'));
+    EXPECT_EQ(draws, 60);
+}
+
 TEST_F(KeyContainerTest, WithoutANameItIsRandomWhetherOrNotThereIsADefaultContainer) {
     std::string name;
     ChooseContainerName(false, &name);
@@ -110,6 +142,25 @@ TEST_F(KeyContainerTest, ANameThatIsTakenIsRefused) {
     EXPECT_EQ(GetLastError(), static_cast<DWORD>(NTE_EXISTS));
     EXPECT_EQ(name, "taken");
     EXPECT_EQ(UserContainers(), 1u);
+}
+
+TEST_F(KeyContainerTest, ANameThatEndsWithoutANulIsTakenAsItIs) {
+    // As long as a block of the heap, behind which other octets lie.
+    const std::string unique(24, 'u');
+    Calls().ReplaceUniqueName(unique);
+    std::string name = "given";
+    ProviderContext provider;
+    ASSERT_TRUE(CreateContainer("", {}, &name, &provider));
+    EXPECT_EQ(name, unique);
+}
+
+TEST_F(KeyContainerTest, TheNameIsLearntBeforeThePinIsSet) {
+    std::string name = "silent";
+    ProviderContext provider;
+    ASSERT_TRUE(CreateContainer("p", {false, true}, &name, &provider));
+    EXPECT_EQ(Calls().Log(), (std::vector<std::string>{"CryptAcquireContextA", "CryptGetProvParam",
+                                                       "CryptGetProvParam", "CryptSetProvParam"}));
+    EXPECT_EQ(Calls().Parameters("CryptGetProvParam"), std::vector<DWORD>(2, PP_UNIQUE_CONTAINER));
 }
 
 TEST_F(KeyContainerTest, FailuresLeaveTheReasonAndTheContainer) {

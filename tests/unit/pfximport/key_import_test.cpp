@@ -91,6 +91,16 @@ class AddPfxKeysToCSPTest : public test_support::ImportTest {
                                     pkisdk::kProviderType, CRYPT_SILENT | flags) &&
                CryptGetUserKey(provider.Get(), AT_KEYEXCHANGE, key.Put());
     }
+    static std::string UniqueNameOf(const char* container) {
+        ProviderContext provider;
+        char unique[300] = {};
+        DWORD size = sizeof unique;
+        EXPECT_TRUE(CryptAcquireContextA(provider.Put(), container, pkisdk::kProviderName,
+                                         pkisdk::kProviderType, CRYPT_SILENT));
+        EXPECT_TRUE(CryptGetProvParam(provider.Get(), PP_UNIQUE_CONTAINER,
+                                      reinterpret_cast<BYTE*>(unique), &size, 0));
+        return unique;
+    }
     static bool KeySigns(const char* container, const char* pin) {
         ProviderContext provider;
         pkisdk::ProviderHash hash;
@@ -181,14 +191,7 @@ TEST_F(AddPfxKeysToCSPTest, AFriendlyNameThatIsTakenGivesWayToARandomOne) {
     EXPECT_EQ(created.flags, DWORD{CRYPT_NEWKEYSET});
     EXPECT_TRUE(TiedKeyOpens());
     // The name that the certificate tells opens the very container that was created.
-    ProviderContext provider;
-    ASSERT_TRUE(CryptAcquireContextA(provider.Put(), created.container.c_str(),
-                                     pkisdk::kProviderName, pkisdk::kProviderType, CRYPT_SILENT));
-    char unique[300] = {};
-    DWORD size = sizeof unique;
-    ASSERT_TRUE(CryptGetProvParam(provider.Get(), PP_UNIQUE_CONTAINER,
-                                  reinterpret_cast<BYTE*>(unique), &size, 0));
-    const std::string name(unique);
+    const std::string name = UniqueNameOf(created.container.c_str());
     EXPECT_EQ(KeyPlaces()[0]->container, std::wstring(name.begin(), name.end()));
 }
 
@@ -232,6 +235,32 @@ TEST_F(AddPfxKeysToCSPTest, TheNumberCountsBagsWhetherOrNotTheyHoldAKey) {
     EXPECT_TRUE(KeyPlaces()[0].has_value());
 }
 
+// The identifier of the key before still stands then, and the tie fails for want of a key.
+TEST_F(AddPfxKeysToCSPTest, ABagWithoutAKeyLooksForACertificateAndTiesNone) {
+    Certify(one_, {5});
+    const Bytes keyless = Element(0x30, Oid("1.2.840.113549.1.12.10.1.2"));
+    ExpectSuccess({Key({LocalKeyId({5}), FriendlyName(u"first")}), keyless});
+    EXPECT_EQ(std::ranges::count(Calls().KeyParams(), DWORD{KP_CERTIFICATE}), 2);
+    EXPECT_EQ(Calls().Count("CertSetCertificateContextProperty"), 1);
+    const std::string name = UniqueNameOf("first");
+    EXPECT_EQ(KeyPlaces()[0]->container, std::wstring(name.begin(), name.end()));
+    EXPECT_EQ(UserContainers(), 1u);
+}
+
+// They have issuer and serial number in common, which is all that is compared.
+TEST_F(AddPfxKeysToCSPTest, OfCertificatesThatCompareEqualTheFirstInTheStoreIsTied) {
+    const Bytes renewed = MakeCertificate("renewed", "ca");
+    Certify(one_, {7});
+    EXPECT_TRUE(CertAddEncodedCertificateToStore(store_.Get(), X509_ASN_ENCODING, renewed.data(),
+                                                 static_cast<DWORD>(renewed.size()),
+                                                 CERT_STORE_ADD_ALWAYS, nullptr));
+    certificateBags_ = {CertificateBag{renewed, {LocalKeyId({5})}}.Build()};
+    ExpectSuccess({Key({LocalKeyId({5})})});
+    EXPECT_EQ(test_support::CertificatesOf(store_.Get()), (std::vector<Bytes>{one_, renewed}));
+    EXPECT_TRUE(KeyPlaces()[0].has_value());
+    EXPECT_FALSE(KeyPlaces()[1].has_value());
+}
+
 TEST_F(AddPfxKeysToCSPTest, TheMachinesMarkOnTheFirstKeyTakesBothThere) {
     Certify(one_, {1});
     Certify(two_, {2});
@@ -269,6 +298,8 @@ TEST_F(AddPfxKeysToCSPTest, ABagWithoutANameDoesNotTakeTheOneBefore) {
         }
     }
     EXPECT_EQ(created, 3);
+    // Two probes and a creation for each: the second key's first probe is of the name before.
+    EXPECT_EQ(Calls().Acquisitions()[3].container, UniqueNameOf("named"));
 }
 
 TEST_F(AddPfxKeysToCSPTest, WithoutAKeyBagItIsSuccessIfThereAreTwoDataContents) {
@@ -299,6 +330,17 @@ TEST_F(AddPfxKeysToCSPTest, AnAttributeWithoutAValueEndsTheCallAfterItsKey) {
     const std::size_t before = UserContainers();
     ExpectError({Key({Attribute("1.2.840.113549.1.9.20", {})}), Key({}, 2)}, kCorrupt);
     EXPECT_EQ(UserContainers(), before + 1);
+}
+
+TEST_F(AddPfxKeysToCSPTest, AProvidersFailureIsToldOverAnAttributeWithoutAValue) {
+    const std::vector<Bytes> keys = {Key({Attribute("1.2.840.113549.1.9.21", {})})};
+    Calls().FailNamed("CryptImportKey", 1, kInjected + 1);
+    ExpectError(keys, kInjected + 1);
+    EXPECT_EQ(UserContainers(), 1u);
+    // Behind the two probes.
+    Calls().FailNamed("CryptAcquireContextA", 3, kInjected + 2);
+    ExpectError(keys, kInjected + 2);
+    EXPECT_EQ(UserContainers(), 1u);
 }
 
 TEST_F(AddPfxKeysToCSPTest, AnUnknownCipherEndsTheCall) {
@@ -470,6 +512,15 @@ TEST_F(AddPfxKeysToCSPTest, AnExceptionIsCorruptAndLeavesWhatTheBagHadOpen) {
     Calls().ReleaseContexts();
     store_.Reset();
     Calls().Reset();
+}
+
+TEST_F(AddPfxKeysToCSPTest, AnExceptionLeavesTheKeyOfTheDerivationOpenToo) {
+    Calls().ThrowAt("CryptImportKey");
+    EXPECT_EQ(Import({Key({})}), 0);
+    EXPECT_EQ(GetLastError(), kCorrupt);
+    EXPECT_EQ(Calls().OpenContexts(), 1);
+    EXPECT_EQ(Calls().OpenKeys(), 1);
+    Calls().ReleaseContexts();
 }
 
 // A provider that fails and says nothing is taken at its word: no key, and no certificate is tied.

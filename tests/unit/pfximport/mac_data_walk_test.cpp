@@ -79,6 +79,12 @@ TEST(ExtractMacDataAsList, TakesTheLastNodeOfDepthOne) {
     EXPECT_EQ(Flat(macData), FromHex("30 05 30 03 02 01 06"));
 }
 
+TEST(ExtractMacDataAsList, ItMayFollowTheRootAtOnce) {
+    DerList macData;
+    EXPECT_EQ(ExtractMacDataAsList(Parse("30 05 30 03 02 01 06"), &macData), 1);
+    EXPECT_EQ(Flat(macData), FromHex("30 03 02 01 06"));
+}
+
 TEST(ExtractMacDataAsList, TheRootAloneIsBadData) {
     DerList macData;
     EXPECT_EQ(ExtractMacDataAsList(Parse("30 00"), &macData), 0);

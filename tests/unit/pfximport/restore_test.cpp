@@ -2,12 +2,12 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <cstring>
 #include <new>
 
 #include "pfxcrypto/handle_guards.h"
 #include "pfximport/key_import.h"
+#include "support/c_heap.h"
 #include "support/import_fixture.h"
 
 // By the linker too: the step of the keys, under its mangled name. It fails without an error where
@@ -36,42 +36,6 @@ __wrap__ZN6pkisdk15AddPfxKeysToCSPEPKcS1_NS_7DerListEPvS2_jh(
 }
 }
 
-// The driver's buffer of the wide password comes from the C heap, by way of these: the linker sends
-// every call of this program here.
-namespace {
-
-bool failCalloc = false;
-// Of the last block that was freed while it was watched.
-bool watchFree = false;
-std::vector<unsigned char> freed;
-std::size_t lastSize = 0;
-void* lastBlock = nullptr;
-
-}  // namespace
-
-extern "C" {
-void* __real_calloc(std::size_t count, std::size_t size);
-void __real_free(void* block);
-
-__attribute__((visibility("default"))) void* __wrap_calloc(std::size_t count, std::size_t size) {
-    if (failCalloc) {
-        return nullptr;
-    }
-    lastSize = count * size;
-    lastBlock = __real_calloc(count, size);
-    return lastBlock;
-}
-
-__attribute__((visibility("default"))) void __wrap_free(void* block) {
-    if (watchFree && block != nullptr && block == lastBlock) {
-        freed.assign(static_cast<unsigned char*>(block),
-                     static_cast<unsigned char*>(block) + lastSize);
-        lastBlock = nullptr;
-    }
-    __real_free(block);
-}
-}
-
 namespace {
 
 using pkisdk::Blob;
@@ -79,6 +43,7 @@ using pkisdk::CertStore;
 using test_support::Bytes;
 using test_support::CertificateBag;
 using test_support::CertificatesOf;
+using test_support::CHeap;
 using test_support::DocumentOf;
 using test_support::EncryptedContentInfo;
 using test_support::Encryption;
@@ -97,10 +62,8 @@ constexpr DWORD kWrongPassword = static_cast<DWORD>(NTE_KEYSET_ENTRY_BAD);
 class RestoreTest : public test_support::ImportTest {
   protected:
     void TearDown() override {
-        failCalloc = false;
+        CHeap::Get().Reset();
         failKeysWithoutError = false;
-        watchFree = false;
-        freed.clear();
         ImportTest::TearDown();
     }
     static CertStore Restore(const Bytes& document, const std::string& password = "Password1",
@@ -179,7 +142,8 @@ TEST_F(RestoreTest, AnEmptyPasswordIsNotLookedAtWhereTheDigestIsUnknown) {
 
 TEST_F(RestoreTest, AVerificationThatFailsOnceIsNoFailure) {
     Calls().FailNamed("CryptAcquireContextA", 1, kInjected);
-    EXPECT_TRUE(Restore(Document()));
+    const CertStore store = Restore(Document());
+    EXPECT_TRUE(store);
     EXPECT_EQ(GetLastError(), 0u);
 }
 
@@ -200,16 +164,17 @@ TEST_F(RestoreTest, CertificatesWithoutKeysAreRestored) {
 
 // The outermost content is of type data, and so is what was encrypted.
 TEST_F(RestoreTest, TheEncryptedContentsOwnTypeIsTheSecondDataIdentifier) {
-    EXPECT_TRUE(Restore(DocumentOf({Certificates()})));
+    const CertStore store = Restore(DocumentOf({Certificates()}));
+    EXPECT_TRUE(store);
     EXPECT_EQ(GetLastError(), 0u);
 }
 
 TEST_F(RestoreTest, WithoutMemoryForTheWidePasswordItSaysSo) {
     const Bytes document = Document();
     const Blob blob = ToBlob(document);
-    failCalloc = true;
+    CHeap::Get().FailCalloc(true);
     HCERTSTORE const store = pkisdk::RestorePfxToMemoryStore("Password1", &blob, "", 0);
-    failCalloc = false;
+    CHeap::Get().FailCalloc(false);
     EXPECT_EQ(store, nullptr);
     EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_NOT_ENOUGH_MEMORY));
     EXPECT_EQ(Calls().Count("CryptAcquireContextA"), 0);
@@ -301,13 +266,14 @@ TEST_F(RestoreTest, FlagsReachTheKeys) {
 TEST_F(RestoreTest, TheWidePasswordIsWipedInPart) {
     for (const bool isRight : {true, false}) {
         const std::string password = isRight ? "Password1" : "password2";
-        watchFree = true;
-        freed.clear();
+        CHeap::Get().Reset();
+        CHeap::Get().WatchFree(true);
         const Bytes document = Document();
         const Blob blob = ToBlob(document);
         const CertStore store(pkisdk::RestorePfxToMemoryStore(password.c_str(), &blob, "", 0));
-        watchFree = false;
+        CHeap::Get().WatchFree(false);
         EXPECT_EQ(static_cast<bool>(store), isRight);
+        const auto& freed = CHeap::Get().Freed();
         ASSERT_GE(freed.size(), 10 * sizeof(wchar_t));
         std::vector<unsigned char> expected(freed.size());
         const std::wstring wide(password.begin(), password.end());
@@ -322,9 +288,10 @@ TEST_F(RestoreTest, AnExceptionOfTheVerificationPassesThrough) {
     Calls().ReplaceOidInfo([](const char*) -> PCCRYPT_OID_INFO { throw std::bad_alloc(); });
     const Bytes document = Document();
     const Blob blob = ToBlob(document);
-    watchFree = true;
+    CHeap::Get().WatchFree(true);
     EXPECT_THROW(pkisdk::RestorePfxToMemoryStore("Password1", &blob, "", 0), std::bad_alloc);
-    watchFree = false;
+    CHeap::Get().WatchFree(false);
+    const auto& freed = CHeap::Get().Freed();
     ASSERT_GE(freed.size(), sizeof(wchar_t));
     EXPECT_EQ(freed[0], 'P');
 }

@@ -6,6 +6,7 @@
 #include <fstream>
 
 #include "pfxcrypto/handle_guards.h"
+#include "support/c_heap.h"
 #include "support/import_fixture.h"
 
 namespace {
@@ -75,6 +76,14 @@ class SystemStoresTest : public test_support::ImportTest {
         SetLastError(kInjected);
         EXPECT_EQ(pkisdk::PlaceCertsInSystemStores(source_.Get(), flags), 1);
         EXPECT_EQ(GetLastError(), error) << std::hex << GetLastError();
+    }
+
+    // A record with nothing behind it that names this container.
+    static std::vector<BYTE> RecordOf(const wchar_t* container) {
+        CRYPT_KEY_PROV_INFO info{};
+        info.pwszContainerName = const_cast<LPWSTR>(container);
+        const auto* const octets = reinterpret_cast<const BYTE*>(&info);
+        return {octets, octets + sizeof info};
     }
 
     CertStore source_;
@@ -176,6 +185,17 @@ TEST_F(SystemStoresTest, TheMachinesFlagAloneDecidesOnTheLocation) {
     EXPECT_EQ(Stored(L"MY"), Certificates{});
     EXPECT_EQ(Stored(L"MY", CERT_SYSTEM_STORE_LOCAL_MACHINE), Certificates{leaf_});
     EXPECT_EQ(Stored(L"ROOT", CERT_SYSTEM_STORE_LOCAL_MACHINE), Certificates{issuer_});
+    Place(0, ~DWORD{CRYPT_MACHINE_KEYSET});
+    EXPECT_EQ(Stored(L"MY"), Certificates{leaf_});
+    EXPECT_EQ(Stored(L"ROOT"), Certificates{issuer_});
+}
+
+// Their signatures are nonsense here, and out of date they may be too.
+TEST_F(SystemStoresTest, IssuersAreAskedForWithoutAnyCheck) {
+    Add(leaf_, L"container");
+    Add(issuer_);
+    Place();
+    EXPECT_EQ(Calls().Parameters("CertGetIssuerCertificateFromStore"), (std::vector<DWORD>{0, 0}));
 }
 
 TEST_F(SystemStoresTest, APropertyThatCannotBeReadIsNoKey) {
@@ -193,6 +213,46 @@ TEST_F(SystemStoresTest, ARecordThatNamesNoContainerIsNoKey) {
     Place(kInjected);
     EXPECT_EQ(Stored(L"MY"), Certificates{});
     EXPECT_EQ(Stored(L"ROOT"), Certificates{});
+}
+
+TEST_F(SystemStoresTest, ARecordThatHasItsTextsElsewhereIsAKey) {
+    Add(leaf_);
+    Calls().ReplaceProperty(RecordOf(L"container"));
+    Place();
+    EXPECT_EQ(Stored(L"MY"), Certificates{leaf_});
+}
+
+TEST_F(SystemStoresTest, ARecordThatIsCutShortIsNoKey) {
+    Add(leaf_);
+    auto record = RecordOf(L"container");
+    record.pop_back();
+    Calls().ReplaceProperty(record);
+    Place(kInjected);
+    EXPECT_EQ(Stored(L"MY"), Certificates{});
+}
+
+TEST_F(SystemStoresTest, ARecordThatComesWithARefusalIsNoKey) {
+    Add(leaf_);
+    Calls().ReplaceProperty(RecordOf(L"container"));
+    Calls().FailNamed("CertGetCertificateContextProperty", 2, 5);
+    Place(kInjected);
+    EXPECT_EQ(Stored(L"MY"), Certificates{});
+}
+
+TEST_F(SystemStoresTest, WithoutMemoryForARecordItsCertificateIsPassedOver) {
+    Add(leaf_, L"container");
+    test_support::CHeap::Get().FailCalloc(true);
+    Place(kInjected);
+    test_support::CHeap::Get().FailCalloc(false);
+    EXPECT_EQ(Stored(L"MY"), Certificates{});
+}
+
+TEST_F(SystemStoresTest, TheRecordsThatWereReadAreFreed) {
+    Add(leaf_, L"container");
+    Tie(Add(issuer_), nullptr);
+    const std::size_t before = test_support::CHeap::Get().OpenBlocks();
+    Place();
+    EXPECT_EQ(test_support::CHeap::Get().OpenBlocks(), before);
 }
 
 TEST_F(SystemStoresTest, WithoutACertificateOrAStoreItIsBadData) {
@@ -231,6 +291,15 @@ TEST_F(SystemStoresTest, ALaterSuccessHidesAnEarlierFailure) {
     EXPECT_EQ(Stored(L"MY").size(), 1u);
 }
 
+TEST_F(SystemStoresTest, ALaterFailureIsToldAfterAnEarlierSuccess) {
+    Add(leaf_, L"one");
+    Add(MakeCertificate("other", "issuer", 2), L"two");
+    // Three stores for each.
+    Calls().FailNamed("CertOpenStore", 4, 5);
+    Place(kFail);
+    EXPECT_EQ(Stored(L"MY").size(), 1u);
+}
+
 TEST_F(SystemStoresTest, AnAdditionThatFailsIsNotTold) {
     Add(leaf_, L"container");
     Add(issuer_);
@@ -263,6 +332,19 @@ TEST_F(SystemStoresTest, IssuersInACircleEndTheWalk) {
     Add(second);
     Place();
     EXPECT_EQ(Stored(L"CA"), Sorted({first, second}));
+    EXPECT_EQ(Stored(L"ROOT"), Certificates{});
+}
+
+TEST_F(SystemStoresTest, IssuersThatLeadIntoACircleEndTheWalk) {
+    Certificates all = {MakeCertificate("1", "2"), MakeCertificate("2", "3"),
+                        MakeCertificate("3", "4"), MakeCertificate("4", "5"),
+                        MakeCertificate("5", "3")};
+    Add(MakeCertificate("leaf", "1"), L"container");
+    for (const Bytes& certificate : all) {
+        Add(certificate);
+    }
+    Place();
+    EXPECT_EQ(Stored(L"CA"), Sorted(all));
     EXPECT_EQ(Stored(L"ROOT"), Certificates{});
 }
 

@@ -150,6 +150,18 @@ TEST_F(VerifyPfxPasswordTest, ASaltUnderAFurtherSequenceIsRefused) {
     ExpectError(builder.Build(), kBadData);
 }
 
+TEST_F(VerifyPfxPasswordTest, WhatLiesBehindMacDataIsNoFieldOfIt) {
+    PfxBuilder builder;
+    builder.withIterations = false;
+    const Bytes head =
+        Join({Element(0x02, {3}), test_support::DataContentInfo(builder.AuthSafe())});
+    ExpectError(Element(0x30, Join({head, builder.MacData(), Element(0x02, {3})})), kBadData);
+    builder.iterations = 1;
+    builder.saltElement = [](const Bytes&) { return Bytes{}; };
+    ExpectError(Element(0x30, Join({head, builder.MacData(), Element(0x04, builder.salt)})),
+                kBadData);
+}
+
 TEST_F(VerifyPfxPasswordTest, ASaltOfAnotherTagIsRefused) {
     PfxBuilder builder;
     builder.saltElement = [](const Bytes& salt) {
