@@ -396,7 +396,8 @@ class Errors(Profile):
     def test_key_not_exportable(self):
         self.new("goes", "--exportable")
         stays = [self.new(name) for name in ("stays", "stays-too")]
-        report = self.create(happened="a key is not exportable", advised="with --exportable",
+        report = self.create(happened="a key is not exportable",
+                             advised="take these, each with --container and its name",
                              name="XENROLL_E_KEY_NOT_EXPORTABLE",
                              lines=[f"{stays[0]} CN=stays, C=RU, container stays",
                                     f"{stays[1]} CN=stays-too, C=RU, container stays-too"])

@@ -12,8 +12,9 @@ OwnedCertificate AddTo(HCERTSTORE store, PCCERT_CONTEXT certificate);
 // The container that the certificate records for its key; empty where it records none.
 std::string ContainerOf(PCCERT_CONTEXT certificate);
 
-// The chosen certificates, with their issuers where these are asked for, in a store in memory.
-// Throws ToolError: kOther where none is meant, and what containers and stores throw.
+// The chosen certificates, with their issuers where these are asked for, in a store in memory. For
+// a named container that none of "MY" has its key in, the one that lies beside its key. Throws
+// ToolError: kOther where none is meant, and what containers and stores throw.
 OwnedStore GatherCertificates(const CreateOptions& options);
 
 }  // namespace mvlpfx
