@@ -20,7 +20,7 @@ void Report(const CreateOptions& options, const Contents& contents) {
         report["certificates"] = contents.certificates;
         report["withoutKey"] = JsonOf(contents.keyless);
         PrintJson(report);
-    } else if (!options.common.quiet) {
+    } else if (IsTold(options.common.quiet)) {
         std::printf("%s: %s, %s\n", Printable(options.output).c_str(),
                     CountText(contents.keys, "key").c_str(),
                     CountText(contents.certificates, "certificate").c_str());

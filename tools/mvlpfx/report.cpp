@@ -105,6 +105,10 @@ std::string CountText(std::uint64_t count, const char* noun) {
     return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
 }
 
+bool IsTold(bool quiet) {
+    return !quiet || PendingSignal() != 0;
+}
+
 std::string BehindText(std::uint64_t bytes) {
     return CountText(bytes, "byte") + " behind the document's end";
 }

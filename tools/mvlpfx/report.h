@@ -26,6 +26,10 @@ std::string Printable(std::string text);
 // "1 key", "2 keys"; the noun's plural ends in "s" alone.
 std::string CountText(std::uint64_t count, const char* noun);
 
+// Whether to tell what a command did: always where a signal waits to end the process, which leaves
+// nobody else to know it.
+bool IsTold(bool quiet);
+
 // What is told of a document that has so many bytes behind its end: a line of text, or the member
 // "bytesBehind", which a document without any has not.
 std::string BehindText(std::uint64_t bytes);
