@@ -113,12 +113,6 @@ std::string BehindText(std::uint64_t bytes) {
     return CountText(bytes, "byte") + " behind the document's end";
 }
 
-void AddBehind(std::uint64_t bytes, nlohmann::ordered_json* report) {
-    if (bytes != 0) {
-        (*report)["bytesBehind"] = bytes;
-    }
-}
-
 std::string Printable(std::string text) {
     constexpr unsigned char kDelete = 0x7F;
     // In UTF-8 the controls from U+0080 to U+009F are this octet and one more.
