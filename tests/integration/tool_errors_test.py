@@ -539,7 +539,7 @@ class Errors(Profile):
         expected = {"advised": "give another PIN", "name": "NTE_BAD_LEN"}
         new = ["new", "--subject", "CN=x", "--container", "box", "--pin-file"]
         create = ["create", "-o", "out.pfx", "--pass-file", "password", "--pin-file"]
-        for pin in ("", "\n", "1" * 256, "1" * 4096):
+        for pin in ("\n", "\r\n", "1" * 256, "1" * 4096):
             self.file("odd-pin", pin)
             for command, subject in ((new, "box"), (create, "out.pfx")):
                 with self.subTest(command[0], length=len(pin)):
@@ -626,6 +626,51 @@ class Errors(Profile):
         self.tells(7, ["new", "--subject", "CN=x", "--container", "box", "--pin-file", "nowhere"],
                    happened="can't read the PIN from 'nowhere': No such file",
                    advised="look for the name", subject="box")
+
+    def test_a_descriptor_that_gives_nothing(self):
+        closed = (self.folder / "for-writing").open("wb")
+        self.addCleanup(closed.close)
+        bad = {"advised": "open it for reading where the command is started"}
+        for number, more in ((99, {}), (closed.fileno(), {"pass_fds": [closed.fileno()]})):
+            self.tells(7, ["verify", DOCUMENT, "--pass-fd", str(number)], subject=DOCUMENT,
+                       happened=f"can't read the password from descriptor {number}: Bad file "
+                                "descriptor", **bad, **more)
+            self.tells(7, ["new", "--subject", "CN=x", "--container", "box", "--pin-fd",
+                           str(number)], subject="box",
+                       happened=f"can't read the PIN from descriptor {number}: Bad file "
+                                "descriptor", **bad, **more)
+        self.tells(7, ["verify", DOCUMENT, "--pass-stdin"], subject=DOCUMENT,
+                   before=["sh", "-c", '"$@" <&-', "sh"],
+                   happened="can't read the password from standard input: Bad file", **bad)
+        self.expect(2, "verify", DOCUMENT, "--pass-fd", "-1", err="--pass-fd")
+        self.expect(2, "new", "--subject", "CN=x", "--pin-fd", "-1", err="--pin-fd")
+        self.assertEqual(self.report("keys")["containers"], [])
+
+    def test_a_source_that_is_at_its_end(self):
+        reader, writer = os.pipe()
+        os.close(writer)
+        self.addCleanup(os.close, reader)
+        self.file("empty", "")
+        advised = "write it there, as a line"
+        for source, what, more in ((["--pass-fd", str(reader)], f"descriptor {reader}",
+                                    {"pass_fds": [reader]}),
+                                   (["--pass-stdin"], "standard input", {}),
+                                   (["--pass-file", "empty"], "'empty'", {})):
+            self.tells(3, ["verify", DOCUMENT, *source], subject=DOCUMENT, advised=advised,
+                       happened=f"no password comes from {what}, which is at its end; the password "
+                                "must have 1 to 32 bytes", name="ERROR_INVALID_PASSWORD", **more)
+        for source, what, more in ((["--pin-fd", str(reader)], f"descriptor {reader}",
+                                    {"pass_fds": [reader]}),
+                                   (["--pin-file", "empty"], "'empty'", {})):
+            self.tells(2, ["new", "--subject", "CN=x", "--container", "box", *source],
+                       subject="box", advised=advised, name="NTE_BAD_LEN",
+                       happened=f"no PIN comes from {what}, which is at its end; a PIN has 1 to 255 "
+                                "bytes", **more)
+        # A line without anything is one.
+        self.file("empty", "\n")
+        self.tells(3, ["verify", DOCUMENT, "--pass-file", "empty"], subject=DOCUMENT,
+                   advised="take another password", name="ERROR_INVALID_PASSWORD",
+                   happened="the password must have 1 to 32 bytes")
 
     def test_a_file_that_is_not_there(self):
         self.tells(7, ["verify", "nowhere.pfx", "--pass-file", PASSWORD], subject="nowhere.pfx",

@@ -307,6 +307,24 @@ class Reports(Profile):
             with self.subTest(args):
                 self.fails(2, args)
 
+    def test_a_word_that_is_no_command_is_named(self):
+        for args, happened in ((["frob"], "there is no command 'frob'"),
+                               (["help", "frob"], "there is no command 'frob'"),
+                               (["frob", "--help"], "there is no command 'frob'"),
+                               (["--nonsense"], "there is no option '--nonsense' without a command"),
+                               (["keys", "frob"], "not expected: frob"),
+                               (["--nonsense", "keys"], "not expected: --nonsense")):
+            with self.subTest(args):
+                report = self.fails(2, args)
+                self.assertIn(happened, report["message"])
+                self.assertRegex(report["advice"], "^'mvlpfx( keys)? --help' shows")
+
+    def test_help_is_a_word_too(self):
+        for words in ([], ["create"], ["keys", "delete"], ["certs"]):
+            with self.subTest(words):
+                self.assertEqual(self.expect(0, "help", *words), self.expect(0, *words, "--help"))
+        self.assertEqual(self.expect(0, "help", "help"), self.expect(0, "--help"))
+
     def test_bytes_that_are_no_text_are_replaced(self):
         name = os.fsdecode(b"no \xff text")
         result = subprocess.run([self.tool, "info", name, "--json"], cwd=self.folder,

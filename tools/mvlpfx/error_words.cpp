@@ -187,6 +187,8 @@ const char* AdviceOfErrno(int error) {
         case EACCES:
         case EPERM:
             return "look at its owner and mode and at its folders', or run as its owner";
+        case EBADF:
+            return "open it for reading where the command is started, as '5<FILE' does for 5";
         case EISDIR:
             return "name a file, not a folder";
         case ENOSPC:
