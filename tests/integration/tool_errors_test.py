@@ -49,6 +49,24 @@ def oid(octets):
     return element(6, bytes.fromhex(octets))
 
 
+def indefinite(der, offsets, start=0):
+    """The elements in BER with indefinite lengths at these offsets, else as they are."""
+    written, at = b"", 0
+    while at < len(der):
+        tag, size, head = der[at], der[at + 1], 2
+        if size & 0x80:
+            head += size & 0x7F
+            size = int.from_bytes(der[at + 2:at + head], "big")
+        value = der[at + head:at + head + size]
+        if tag & 0x20:
+            value = indefinite(value, offsets, start + at + head)
+        is_indefinite = start + at in offsets
+        written += (bytes([tag, 0x80]) + value + b"\0\0" if is_indefinite
+                    else element(tag, value))
+        at += head + size
+    return written
+
+
 def certificate(subject_key):
     """An unsigned one of CN=odd, with these octets as the value of its subject key identifier."""
     algorithm = sequence(oid("2a85030701010302"))
@@ -279,7 +297,8 @@ class Errors(Profile):
                    where=("version", b"\x02\x01\x03"))
         for name, octets, found in (
                 ("longer", "0203ff", "INTEGER"), ("headless", "30", "SEQUENCE"),
-                ("indefinite", "30800000", "SEQUENCE"), ("zeros", "0000", "[UNIVERSAL 0]"),
+                ("unended", "3080020105", "SEQUENCE"), ("primitive", "04800000", "OCTET STRING"),
+                ("zeros", "0000", "[UNIVERSAL 0]"),
                 ("endless", "dfffff", "tag 0xDF")):
             octets = bytes.fromhex(octets)
             document = self.file(name, element(0x30, element(2, b"\x03"), octets))
@@ -287,6 +306,53 @@ class Errors(Profile):
                 self.tells(4, ["info", document, "--tree"], subject=document,
                            happened="not a DER document", advised="name a file that holds DER",
                            found=f"{found} that can't be read", where=("", octets))
+
+    def test_a_document_in_ber(self):
+        whole = DOCUMENT.read_bytes()
+        self.assertEqual(whole[:2], b"\x30\x82")
+        # The document, authSafe, and MacData with what is in it: the last three SEQUENCEs.
+        rows = [row for row in self.report("info", DOCUMENT, "--tree")["tree"]
+                if row["depth"] < 4 and row["type"] == "SEQUENCE"]
+        offsets = [rows[i]["offset"] for i in (0, 1, -3, -2, -1)]
+        for ber in [[at] for at in offsets] + [offsets]:
+            document = self.file("ber", indefinite(whole, ber))
+            for command in (["verify", "--pass-file", PASSWORD], ["info"],
+                            ["restore", "--pass-file", PASSWORD],
+                            ["restore", "--pass-file", PASSWORD, "--dry-run"]):
+                if command == ["info"] and ber[0] > offsets[1]:
+                    continue
+                with self.subTest(command[0], at=ber):
+                    self.tells(4, [command[0], document, *command[1:]], subject=document,
+                               name=None if command[0] == "info" else "NTE_BAD_DATA",
+                               happened="has elements of indefinite length (BER), and DER is read "
+                                        "alone",
+                               advised="have it made again in DER",
+                               found="SEQUENCE of indefinite length", where=("", b"\x30\x80"))
+            rows = self.report("info", document, "--tree")["tree"]
+            self.assertEqual([row["type"] for row in rows if row.get("indefinite")],
+                             ["SEQUENCE"] * len(ber))
+
+    def test_ber_in_a_document_that_a_restore_would_pass_over(self):
+        for name in ("indefinite-content.pfx", "indefinite-key.pfx"):
+            document = self.written(name)
+            for options in ([], ["--dry-run"]):
+                with self.subTest(name, options=options):
+                    report = self.tells(4, ["restore", document, "--pass-file", "password",
+                                            *options],
+                                        happened="has elements of indefinite length (BER)",
+                                        advised="have it made again in DER", subject=document,
+                                        found="SEQUENCE of indefinite length",
+                                        where=("", b"\x30\x80"))
+            self.assertEqual(self.report("keys")["containers"], [])
+            at = report["where"]["offset"]
+            line = (f"elements of indefinite length (BER) are not looked into, the first at offset "
+                    f"{at}; a restore refuses them\n")
+            for command, start in (("verify", f"{document}: "), ("info", "")):
+                out = self.expect(0, command, document, "--pass-file", "password")
+                self.assertTrue(out.endswith(f"\n{start}{line}"), out)
+                self.assertEqual(self.report(command, document, "--pass-file",
+                                             "password")["indefiniteAt"], at)
+        self.assertNotIn("indefiniteAt", self.report("info", DOCUMENT))
 
     def test_a_content_that_is_not_data(self):
         for last, happened, advice in ((2, "signed by a certificate (signedData)",
@@ -396,7 +462,8 @@ class Errors(Profile):
     def test_key_not_exportable(self):
         self.new("goes", "--exportable")
         stays = [self.new(name) for name in ("stays", "stays-too")]
-        report = self.create(happened="a key is not exportable", advised="with --exportable",
+        report = self.create(happened="a key is not exportable",
+                             advised="take these, each with --container and its name",
                              name="XENROLL_E_KEY_NOT_EXPORTABLE",
                              lines=[f"{stays[0]} CN=stays, C=RU, container stays",
                                     f"{stays[1]} CN=stays-too, C=RU, container stays-too"])
@@ -472,7 +539,7 @@ class Errors(Profile):
         expected = {"advised": "give another PIN", "name": "NTE_BAD_LEN"}
         new = ["new", "--subject", "CN=x", "--container", "box", "--pin-file"]
         create = ["create", "-o", "out.pfx", "--pass-file", "password", "--pin-file"]
-        for pin in ("", "\n", "1" * 256, "1" * 4096):
+        for pin in ("\n", "\r\n", "1" * 256, "1" * 4096):
             self.file("odd-pin", pin)
             for command, subject in ((new, "box"), (create, "out.pfx")):
                 with self.subTest(command[0], length=len(pin)):
@@ -559,6 +626,51 @@ class Errors(Profile):
         self.tells(7, ["new", "--subject", "CN=x", "--container", "box", "--pin-file", "nowhere"],
                    happened="can't read the PIN from 'nowhere': No such file",
                    advised="look for the name", subject="box")
+
+    def test_a_descriptor_that_gives_nothing(self):
+        closed = (self.folder / "for-writing").open("wb")
+        self.addCleanup(closed.close)
+        bad = {"advised": "open it for reading where the command is started"}
+        for number, more in ((99, {}), (closed.fileno(), {"pass_fds": [closed.fileno()]})):
+            self.tells(7, ["verify", DOCUMENT, "--pass-fd", str(number)], subject=DOCUMENT,
+                       happened=f"can't read the password from descriptor {number}: Bad file "
+                                "descriptor", **bad, **more)
+            self.tells(7, ["new", "--subject", "CN=x", "--container", "box", "--pin-fd",
+                           str(number)], subject="box",
+                       happened=f"can't read the PIN from descriptor {number}: Bad file "
+                                "descriptor", **bad, **more)
+        self.tells(7, ["verify", DOCUMENT, "--pass-stdin"], subject=DOCUMENT,
+                   before=["sh", "-c", '"$@" <&-', "sh"],
+                   happened="can't read the password from standard input: Bad file", **bad)
+        self.expect(2, "verify", DOCUMENT, "--pass-fd", "-1", err="--pass-fd")
+        self.expect(2, "new", "--subject", "CN=x", "--pin-fd", "-1", err="--pin-fd")
+        self.assertEqual(self.report("keys")["containers"], [])
+
+    def test_a_source_that_is_at_its_end(self):
+        reader, writer = os.pipe()
+        os.close(writer)
+        self.addCleanup(os.close, reader)
+        self.file("empty", "")
+        advised = "write it there, as a line"
+        for source, what, more in ((["--pass-fd", str(reader)], f"descriptor {reader}",
+                                    {"pass_fds": [reader]}),
+                                   (["--pass-stdin"], "standard input", {}),
+                                   (["--pass-file", "empty"], "'empty'", {})):
+            self.tells(3, ["verify", DOCUMENT, *source], subject=DOCUMENT, advised=advised,
+                       happened=f"no password comes from {what}, which is at its end; the password "
+                                "must have 1 to 32 bytes", name="ERROR_INVALID_PASSWORD", **more)
+        for source, what, more in ((["--pin-fd", str(reader)], f"descriptor {reader}",
+                                    {"pass_fds": [reader]}),
+                                   (["--pin-file", "empty"], "'empty'", {})):
+            self.tells(2, ["new", "--subject", "CN=x", "--container", "box", *source],
+                       subject="box", advised=advised, name="NTE_BAD_LEN",
+                       happened=f"no PIN comes from {what}, which is at its end; a PIN has 1 to 255 "
+                                "bytes", **more)
+        # A line without anything is one.
+        self.file("empty", "\n")
+        self.tells(3, ["verify", DOCUMENT, "--pass-file", "empty"], subject=DOCUMENT,
+                   advised="take another password", name="ERROR_INVALID_PASSWORD",
+                   happened="the password must have 1 to 32 bytes")
 
     def test_a_file_that_is_not_there(self):
         self.tells(7, ["verify", "nowhere.pfx", "--pass-file", PASSWORD], subject="nowhere.pfx",

@@ -6,6 +6,7 @@ PEERS holds NAME.pfx and NAME.password, made by other software.
 import json
 import pathlib
 import random
+import re
 import subprocess
 import sys
 import unittest
@@ -282,8 +283,18 @@ class Builder:
             der += octets
         return der, lines
 
+    def wrap_indefinite(self, octets, name, depth, content, inside):
+        shift = len(octets) + 1
+        lines = [(0, depth, name + ", indefinite", len(content))]
+        lines += [(offset + shift, *rest) for offset, *rest in inside]
+        return (octets + b"\x80" + content + b"\0\0",
+                lines + [(shift + len(content), depth + 1, "end-of-contents", 0)])
+
     def element(self, depth=0):
         kind = self.random.randrange(4) if depth < 9 else 0
+        if kind == 1 and self.random.randrange(3) == 0:
+            inside = self.run(depth + 1, 6) if self.random.randrange(4) else (b"", [])
+            return self.wrap_indefinite(*self.tag(True), depth, *inside)
         if depth == 0 or kind == 1:
             return self.wrap(*self.tag(True), depth, *self.run(depth + 1, 6))
         if kind == 2:
@@ -300,7 +311,8 @@ class Builder:
 class Tree(Profile):
     def tree(self, der):
         report = json.loads(self.expect(0, "info", "-", "--tree", "--json", stdin=der))
-        return [(row["offset"], row["depth"], row["type"], row["length"])
+        return [(row["offset"], row["depth"],
+                 row["type"] + (", indefinite" if row.get("indefinite") else ""), row["length"])
                 for row in report["tree"]]
 
     def test_every_element_of_any_der_is_shown(self):
@@ -310,6 +322,7 @@ class Tree(Profile):
                 der, lines = Builder(seed).element()
                 self.assertEqual(self.tree(der), lines)
                 names |= {name for _, _, name, _ in lines}
+        self.assertTrue(any(name.startswith("[") and name.endswith("indefinite") for name in names))
         # The types that a tree once ended its parents at were among them.
         self.assertLessEqual(set(UNIVERSAL.values()), names)
         self.assertTrue(any(name.startswith("[APPLICATION ") for name in names))
@@ -337,6 +350,32 @@ class Tree(Profile):
             with self.subTest(value.hex()):
                 der = b"\x04" + length_octets(len(value)) + value
                 self.assertEqual(self.tree(der), [(0, 0, "OCTET STRING", len(value))])
+
+    def test_what_ends_an_indefinite_length_is_shown_as_what_it_is(self):
+        der = bytes.fromhex("3080 020105 2480 04 01 ff 0000 0000")
+        self.assertEqual(self.expect(0, "info", "-", "--tree", stdin=der).splitlines(), [
+            "       0 SEQUENCE, indefinite, 10",
+            "       2   INTEGER, 1: 5",
+            "       5   OCTET STRING, indefinite, 3",
+            "       7     OCTET STRING, 1: FF",
+            "      10     end-of-contents, 0",
+            "      12   end-of-contents, 0"])
+        # In octets that elements fill, too; and OpenSSL sees the same.
+        for wrapped in (der, b"\x04" + length_octets(len(der)) + der):
+            offsets = [row[0] for row in self.tree(wrapped)]
+            peer = self.openssl("asn1parse", "-inform", "DER", stdin=der).decode()
+            shift = len(wrapped) - len(der)
+            self.assertEqual([int(at) + shift for at in re.findall(r"^ *(\d+):d=", peer, re.M)],
+                             offsets[1 if shift else 0:])
+
+    def test_nesting_of_indefinite_lengths_is_shown_or_refused_by_a_loop(self):
+        many = 100000
+        rows = self.tree(b"\x30\x80" * many + b"\0\0" * many)
+        self.assertEqual(len(rows), 2 * many)
+        self.assertEqual(rows[0], (0, 0, "SEQUENCE, indefinite", 4 * many - 4))
+        self.assertEqual(rows[-1], (4 * many - 2, 1, "end-of-contents", 0))
+        self.expect(4, "info", "-", "--tree", stdin=b"\x30\x80" * many, err="SEQUENCE that can't be")
+        self.expect(4, "info", "-", stdin=b"\x30\x80" * many, err="indefinite length")
 
     def test_nesting_of_any_depth_is_shown(self):
         der = b"\x05\x00"

@@ -199,7 +199,7 @@ class Reports(Profile):
         (self.home / "stores" / "CA").write_text("no folder")
         self.fails(7, ["certs", "--store", "CA"], "CA")
         self.fails(7, ["certs", "add", "cert.pem", "--store", "CA"], "cert.pem",
-                   facts={"store": Optional("CA"), "added": Optional([])})
+                   facts={"store": "CA", "added": []})
 
     def test_create(self):
         create = ["create", "-o", "out.pfx", "--pass-file", "password"]
@@ -306,6 +306,24 @@ class Reports(Profile):
                      ["certs", "add"], ["register", "more"]):
             with self.subTest(args):
                 self.fails(2, args)
+
+    def test_a_word_that_is_no_command_is_named(self):
+        for args, happened in ((["frob"], "there is no command 'frob'"),
+                               (["help", "frob"], "there is no command 'frob'"),
+                               (["frob", "--help"], "there is no command 'frob'"),
+                               (["--nonsense"], "there is no option '--nonsense' without a command"),
+                               (["keys", "frob"], "not expected: frob"),
+                               (["--nonsense", "keys"], "not expected: --nonsense")):
+            with self.subTest(args):
+                report = self.fails(2, args)
+                self.assertIn(happened, report["message"])
+                self.assertRegex(report["advice"], "^'mvlpfx( keys)? --help' shows")
+
+    def test_help_is_a_word_too(self):
+        for words in ([], ["create"], ["keys", "delete"], ["certs"]):
+            with self.subTest(words):
+                self.assertEqual(self.expect(0, "help", *words), self.expect(0, *words, "--help"))
+        self.assertEqual(self.expect(0, "help", "help"), self.expect(0, "--help"))
 
     def test_bytes_that_are_no_text_are_replaced(self):
         name = os.fsdecode(b"no \xff text")

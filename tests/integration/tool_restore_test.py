@@ -162,6 +162,42 @@ class BesideTheOriginal(Profile):
         self.assertEqual(certificate["container"], containers[new]["uniqueName"])
         self.expect(8, *create, err="not exportable")
 
+    def test_what_is_advised_makes_the_document(self):
+        thumbprint = self.new("box", "--exportable")
+        create = ["create", "--force", "-o", "out.pfx", "--pass-file", "password"]
+        restore = ["restore", "out.pfx", "--pass-file", "password"]
+        self.expect(0, *create)
+        self.expect(0, *restore)
+        self.assertEqual(self.report(*create, code=8)["advice"],
+                         "'mvlpfx keys' shows which are; take these, each with --container and its "
+                         "name, or restore the key again, or make another, with --exportable")
+        (exportable,) = [line.split()[0] for line in self.expect(0, "keys").splitlines()
+                         if "  exportable " in line]
+        self.assertEqual(exportable, "box")
+        self.assertEqual(self.expect(0, *create, "--container", exportable),
+                         "out.pfx: 1 key, 1 certificate\n")
+        (restored,) = self.report(*restore, "--dry-run")["certificates"]
+        self.assertEqual(restored["thumbprint"], thumbprint)
+        # What lies in "MY" is tied as it was.
+        self.expect(8, *create, err="not exportable")
+        self.expect(0, *restore, "--exportable")
+        self.assertEqual(self.expect(0, *create), "out.pfx: 1 key, 1 certificate\n")
+
+    def test_a_container_that_is_named_and_has_no_certificate(self):
+        thumbprint = self.new("box", "--exportable")
+        self.expect(0, "certs", "delete", thumbprint)
+        create = ["create", "--force", "-o", "out.pfx", "--pass-file", "password"]
+        self.assertEqual(self.expect(0, *create, "--container", "box"),
+                         "out.pfx: 1 key, 1 certificate\n")
+        subprocess.run([WRITER, self.folder], check=True)
+        self.file("king", "Password1\n")
+        other = self.report("restore", "untied.pfx", "--pass-file", "king",
+                            "--exportable")["containers"]
+        (bare,) = [name for name in other if name.startswith("rnd-")]
+        self.assertEqual(self.expect(1, *create, "--container", bare, "--container", "box", err=(
+            f"no certificate of MY has its key in the container '{bare}', and none lies beside "
+            "a key there\n  what to do: 'mvlpfx keys' shows the certificate beside each key")), "")
+
     def test_keys_that_are_left_out_are_those_that_are_not_reached(self):
         self.file("pin", "2468")
         self.file("other-pin", "1357")

@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
 """What a signal leaves of a command that it ends: tool_signals_test.py MVLPFX SUPPORT WRITER PEERS"""
+import base64
 import json
 import os
 import pathlib
@@ -137,13 +138,22 @@ class Signals(Profile):
         self.assertLess(restored, ROUNDS)
 
     def test_a_restore_under_way_says_that_it_is_ended_first(self):
-        process = self.start("restore", SLOW, "--pass-file", SLOW_PASSWORD)
-        time.sleep(1)
-        process.send_signal(signal.SIGINT)
-        out, said = process.communicate(timeout=60)
-        self.assertEqual(process.returncode, -signal.SIGINT)
-        self.assertIn(b"interrupted; what is begun is ended first", said)
-        self.assertEqual(out.decode().split()[:2], ["container", *self.keys(self.home)])
+        """With --quiet too: what was restored is no success to be silent of."""
+        for options in ([], ["--quiet"]):
+            with self.subTest(options):
+                home = self.folder / f"home{len(options)}"
+                process = self.start("restore", SLOW, "--pass-file", SLOW_PASSWORD, *options,
+                                     home=home)
+                time.sleep(1)
+                process.send_signal(signal.SIGINT)
+                out, said = process.communicate(timeout=60)
+                self.assertEqual(process.returncode, -signal.SIGINT)
+                self.assertEqual(said, b"mvlpfx: interrupted; what is begun is ended first\n")
+                (name,) = self.keys(home)
+                (row,) = self.report("certs", home=home)["certificates"]
+                self.assertEqual(out.decode().splitlines(), [
+                    f"container    {name}",
+                    f"certificate  {row['thumbprint']}  key  MY        {row['subject']}"])
 
     def test_certs_add_leaves_whole_certificates(self):
         self.openssl("req", "-x509", "-newkey", "rsa:2048", "-nodes", "-subj", "/CN=plain",
@@ -155,6 +165,35 @@ class Signals(Profile):
             there = self.report("certs", home=home)["certificates"]
             self.assertEqual(out.split(), [row["thumbprint"] for row in there])
             self.assertEqual(self.left_over(home), [])
+
+    def test_certs_add_tells_what_it_added_of_many(self):
+        """With --quiet too, where not all are added."""
+        self.openssl("req", "-x509", "-newkey", "rsa:2048", "-nodes", "-subj", "/CN=plain",
+                     "-keyout", "key", "-outform", "DER", "-out", "cert.der")
+        one = (self.folder / "cert.der").read_bytes()
+        # Others by their signatures, which nobody looks at here.
+        many = 200
+        self.file("many.pem", b"".join(
+            b"-----BEGIN CERTIFICATE-----\n" + base64.encodebytes(one[:-1] + bytes([number])) +
+            b"-----END CERTIFICATE-----\n" for number in range(many)))
+        length = self.seconds("certs", "add", "many.pem", home=self.folder / "first")
+        some = 0
+        for options in ([], ["--quiet"], ["--json"]):
+            for i in range(8):
+                home = self.folder / f"home{i}{options}"
+                status, out = self.interrupt(length * i / 7, signal.SIGINT, "certs", "add",
+                                             "many.pem", *options, home=home)
+                there = self.report("certs", home=home)["certificates"]
+                told = json.loads(out)["added"] if out and "--json" in options else out.split()
+                if status == 0 and "--quiet" in options:
+                    self.assertEqual((told, len(there)), ([], many))
+                else:
+                    self.assertEqual(sorted(told), sorted(row["thumbprint"] for row in there))
+                if 0 < len(there) < many:
+                    some += 1
+                    self.assertEqual(status, -signal.SIGINT)
+                self.assertEqual(self.left_over(home), [])
+        self.assertGreater(some, 0)
 
     def test_a_derivation_that_makes_nothing_ends_at_once(self):
         for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):

@@ -165,6 +165,16 @@ Bytes DocumentOfJunk() {
          test_support::PlainContentInfo({FirstKey().Build()})});
 }
 
+// The element in BER, with an end-of-contents behind its value.
+Bytes Indefinite(const Bytes& element) {
+    const std::size_t octets = (element[1] & 0x80) == 0 ? 0 : element[1] & 0x7F;
+    Bytes written{element[0], 0x80};
+    written.insert(written.end(), element.begin() + 2 + static_cast<std::ptrdiff_t>(octets),
+                   element.end());
+    written.insert(written.end(), 2, 0);
+    return written;
+}
+
 void Write(const std::filesystem::path& path, const Bytes& bytes) {
     std::ofstream(path, std::ios::binary)
         .write(reinterpret_cast<const char*>(bytes.data()),
@@ -210,6 +220,10 @@ int main(int argc, char** argv) {
     Write(folder / "attributes.pfx", DocumentOfAttributes());
     Write(folder / "passed-over.pfx", DocumentOfPassedOver());
     Write(folder / "junk.pfx", DocumentOfJunk());
+    Write(folder / "indefinite-content.pfx",
+          test_support::DocumentOf(
+              {Indefinite(Certificates()), test_support::PlainContentInfo({FirstKey().Build()})}));
+    Write(folder / "indefinite-key.pfx", DocumentOfBags({Indefinite(FirstKey().Build())}));
     damaged.attributes = {test_support::FriendlyName(u"two\nlines")};
     Write(folder / "two-lines.pfx", DocumentOfKeys(damaged));
     return 0;

@@ -117,16 +117,25 @@ std::vector<BYTE> HashOf(const std::string& thumbprint) {
     return hash;
 }
 
-// `added` is what was added before.
-void Add(HCERTSTORE store, PCCERT_CONTEXT certificate, const CertsOptions& options,
-         const nlohmann::ordered_json& added) {
-    try {
-        RequireCall(CertAddCertificateContextToStore(store, certificate,
+// Up to the first that can't be, or to a signal; `added` has the thumbprints of what was.
+void Add(const std::vector<OwnedCertificate>& certificates, const CertsOptions& options,
+         nlohmann::ordered_json* added) {
+    const OwnedStore store = OpenSystemStore(options.store, options.machine);
+    DeferSignals();
+    for (const OwnedCertificate& certificate : certificates) {
+        if (PendingSignal() != 0) {
+            return;
+        }
+        RequireCall(CertAddCertificateContextToStore(store.Get(), certificate.Get(),
                                                      CERT_STORE_ADD_USE_EXISTING, nullptr),
                     "can't put a certificate into " + options.store);
-    } catch (ToolError& error) {
-        error.facts = {{"store", options.store}, {"added", added}};
-        throw;
+        added->push_back(Thumbprint(certificate.Get()));
+    }
+}
+
+void PrintAdded(const nlohmann::ordered_json& added) {
+    for (const auto& thumbprint : added) {
+        std::printf("%s\n", thumbprint.get_ref<const std::string&>().c_str());
     }
 }
 
@@ -156,22 +165,23 @@ void RunListCerts(const CertsOptions& options) {
 
 void RunAddCerts(const CertsOptions& options) {
     const std::vector<OwnedCertificate> certificates = Decode(ReadCertificates(options.file));
-    const OwnedStore store = OpenSystemStore(options.store, options.machine);
     auto added = nlohmann::ordered_json::array();
-    DeferSignals();
-    for (const OwnedCertificate& certificate : certificates) {
-        ThrowIfInterrupted();
-        Add(store.Get(), certificate.Get(), options, added);
-        added.push_back(Thumbprint(certificate.Get()));
-        if (!options.common.json && !options.common.quiet) {
-            std::printf("%s\n", added.back().get_ref<const std::string&>().c_str());
+    try {
+        Add(certificates, options, &added);
+    } catch (ToolError& error) {
+        if (!options.common.json) {
+            PrintAdded(added);
         }
+        error.facts = {{"store", options.store}, {"added", std::move(added)}};
+        throw;
     }
     if (options.common.json) {
         auto report = JsonSuccess("certs", options.file);
         report["store"] = options.store;
         report["added"] = std::move(added);
         PrintJson(report);
+    } else if (IsTold(options.common.quiet)) {
+        PrintAdded(added);
     }
 }
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
+#include <optional>
 
 #include "mvlpfx/der_tags.h"
 
@@ -14,6 +15,8 @@ constexpr std::uint8_t kClassMask = 0xC0;
 constexpr std::uint8_t kConstructed = 0x20;
 constexpr std::uint8_t kNumberMask = 0x1F;
 constexpr std::uint8_t kMore = 0x80;  // of a tag number or a length, in their octets
+constexpr std::uint8_t kIndefinite = 0x80;
+constexpr std::uint8_t kEndOfContents = 0;
 
 // By tag number; none for those that are reserved.
 constexpr std::array<const char*, 31> kUniversalTypes = {nullptr,
@@ -62,22 +65,32 @@ bool IsConstructed(std::uint8_t identifier) {
     return (identifier & kConstructed) != 0;
 }
 
+// Of one of definite length.
+std::uint32_t EndOf(const DerElement& element) {
+    return element.content + element.length;
+}
+
 // Reads headers of elements that lie one after another.
 class Reader {
   public:
     explicit Reader(std::span<const std::uint8_t> der) : der_(der) {}
 
-    // The element at `at`, which has to end by `end`. False where there is none.
+    // The element at `at`, which has to end by `end`; one of indefinite length has none yet. False
+    // where there is none.
     bool ReadElement(std::uint32_t at, std::uint32_t end, DerElement* element) const {
         *element = {};
         element->offset = at;
         element->identifier = der_[at++];
-        // End-of-contents, which DER has not.
-        if (element->identifier == 0) {
+        if (element->identifier == kEndOfContents) {
             return false;
         }
         if (HasHighNumber(element->identifier) && !ReadNumber(&at, end, &element->number)) {
             return false;
+        }
+        if (at < end && der_[at] == kIndefinite && IsConstructed(element->identifier)) {
+            element->isIndefinite = true;
+            element->content = at + 1;
+            return true;
         }
         std::uint64_t length = 0;
         if (!ReadLength(&at, end, &length) || length > end - at) {
@@ -86,6 +99,14 @@ class Reader {
         element->content = at;
         element->length = static_cast<std::uint32_t>(length);
         return true;
+    }
+
+    // Two zeros at `at`.
+    bool ReadEndOfContents(std::uint32_t at, std::uint32_t end, DerElement* element) const {
+        *element = {};
+        element->offset = at;
+        element->content = at + 2;
+        return end - at >= 2 && der_[at] == kEndOfContents && der_[at + 1] == 0;
     }
 
   private:
@@ -125,37 +146,69 @@ class Reader {
     std::span<const std::uint8_t> der_;
 };
 
-// Whether the bytes are a run of elements, those inside of constructed ones included, and none of
-// a type that there is not.
-bool IsRun(const Reader& reader, std::uint32_t at, std::uint32_t end) {
-    std::vector<std::uint32_t> ends{end};
+// Reads the bytes as a run of elements, those inside of one before the next. `take` is given each
+// and answers where those inside begin, the value's end where there are none; nothing to stop.
+// Where all is read `stop` is the end; else where what follows is no element, or the element of
+// indefinite length that nothing ends.
+template <typename Take>
+bool ReadRun(const Reader& reader, std::uint32_t at, std::uint32_t end, Take take,
+             std::uint32_t* stop) {
+    struct Level {
+        std::uint32_t end;
+        std::optional<std::uint32_t> indefinite;  // offset of the element around it
+    };
+    std::vector<Level> levels{{end, std::nullopt}};
     DerElement element;
-    while (!ends.empty()) {
-        if (at == ends.back()) {
-            ends.pop_back();
+    while (!levels.empty()) {
+        const Level level = levels.back();
+        *stop = at == level.end && level.indefinite ? *level.indefinite : at;
+        if (at == level.end) {
+            if (level.indefinite) {
+                return false;
+            }
+            levels.pop_back();
             continue;
         }
-        if (!reader.ReadElement(at, ends.back(), &element)) {
+        const bool isEnd = level.indefinite && reader.ReadEndOfContents(at, level.end, &element);
+        if (!isEnd && !reader.ReadElement(at, level.end, &element)) {
             return false;
         }
-        const bool isUniversal = (element.identifier & kClassMask) == 0;
-        if (isUniversal && UniversalType(element.identifier) == nullptr) {
+        element.depth = static_cast<std::int32_t>(levels.size()) - 1;
+        const std::optional<std::uint32_t> inside = take(element);
+        if (!inside) {
             return false;
         }
-        at = element.content;
-        if (IsConstructed(element.identifier)) {
-            ends.push_back(at + element.length);
-        } else {
-            at += element.length;
+        at = *inside;
+        if (isEnd) {
+            levels.pop_back();
+        } else if (element.isIndefinite) {
+            levels.push_back({level.end, element.offset});
+        } else if (at != EndOf(element)) {
+            levels.push_back({EndOf(element), std::nullopt});
         }
     }
     return true;
 }
 
+// Whether the bytes are a run of elements, those inside of constructed ones included, and none of
+// a type that there is not.
+bool IsRun(const Reader& reader, std::uint32_t at, std::uint32_t end) {
+    const auto take = [](const DerElement& element) -> std::optional<std::uint32_t> {
+        const bool isUniversal = (element.identifier & kClassMask) == 0;
+        if (isUniversal && element.identifier != kEndOfContents &&
+            UniversalType(element.identifier) == nullptr) {
+            return std::nullopt;
+        }
+        return IsConstructed(element.identifier) ? element.content : EndOf(element);
+    };
+    std::uint32_t stop = 0;
+    return ReadRun(reader, at, end, take, &stop);
+}
+
 // Where the elements inside begin; the value's end where there are none to show.
 std::uint32_t FirstInside(const Reader& reader, std::span<const std::uint8_t> der,
                           const DerElement& element) {
-    const std::uint32_t end = element.content + element.length;
+    const std::uint32_t end = EndOf(element);
     if (IsConstructed(element.identifier)) {
         return element.content;
     }
@@ -185,34 +238,42 @@ std::string NumberText(const DerElement& element) {
     return std::to_string(number);
 }
 
+// Elements of indefinite length get theirs where what ends them is known.
+void SetIndefiniteLengths(std::vector<DerElement>* elements) {
+    std::vector<DerElement*> open;
+    for (DerElement& element : *elements) {
+        if (element.isIndefinite) {
+            open.push_back(&element);
+        } else if (element.identifier == kEndOfContents) {
+            open.back()->length = element.offset - open.back()->content;
+            open.pop_back();
+        }
+    }
+}
+
+std::string NameOf(const DerElement& element) {
+    if (const char* const known = UniversalType(element.identifier)) {
+        return known;
+    }
+    constexpr std::array kClasses = {"UNIVERSAL ", "APPLICATION ", "", "PRIVATE "};
+    return std::string("[") + kClasses[element.identifier >> 6] + NumberText(element) + "]";
+}
+
 }  // namespace
 
 DerWalk WalkDer(std::span<const std::uint8_t> der) {
     const Reader reader(der);
     DerWalk walk;
-    std::vector<std::uint32_t> ends{static_cast<std::uint32_t>(der.size())};
-    std::uint32_t at = 0;
-    while (!ends.empty()) {
-        if (at == ends.back()) {
-            ends.pop_back();
-            continue;
-        }
-        DerElement element;
-        if (!reader.ReadElement(at, ends.back(), &element)) {
-            walk.stop = at;
-            return walk;
-        }
-        element.depth = static_cast<std::int32_t>(ends.size()) - 1;
-        const std::uint32_t end = element.content + element.length;
-        at = FirstInside(reader, der, element);
-        element.isOpen = at != end;
-        if (element.isOpen) {
-            ends.push_back(end);
-        }
+    const auto take = [&](DerElement& element) -> std::optional<std::uint32_t> {
+        const std::uint32_t inside = FirstInside(reader, der, element);
+        element.isOpen = element.isIndefinite || inside != EndOf(element);
         walk.elements.push_back(element);
-    }
-    walk.isWhole = !walk.elements.empty();
-    walk.stop = at;
+        return inside;
+    };
+    const bool isRead =
+        ReadRun(reader, 0, static_cast<std::uint32_t>(der.size()), take, &walk.stop);
+    walk.isWhole = isRead && !walk.elements.empty();
+    SetIndefiniteLengths(&walk.elements);
     return walk;
 }
 
@@ -228,11 +289,7 @@ std::string ShownHex(std::span<const std::uint8_t> bytes) {
 }
 
 std::string TypeName(const DerElement& element) {
-    if (const char* const known = UniversalType(element.identifier)) {
-        return known;
-    }
-    constexpr std::array kClasses = {"UNIVERSAL ", "APPLICATION ", "", "PRIVATE "};
-    return std::string("[") + kClasses[element.identifier >> 6] + NumberText(element) + "]";
+    return element.identifier == kEndOfContents ? "end-of-contents" : NameOf(element);
 }
 
 std::string TypeName(std::uint8_t identifier) {
@@ -243,7 +300,7 @@ std::string TypeName(std::uint8_t identifier) {
     }
     DerElement element;
     element.identifier = identifier;
-    return TypeName(element);
+    return NameOf(element);
 }
 
 }  // namespace mvlpfx

@@ -289,6 +289,7 @@ void ThrowNoPfx(std::span<const std::uint8_t> document, std::uint32_t word) {
         Throw("not a PFX document: the file is empty", kTakeAnother, std::nullopt, word);
     }
     RefuseOtherPem(document, word);
+    RefuseIndefinite(document, word);
     const ParsedDocument read(document);
     if (!read.isWhole || read.tree.Size() == 0) {
         RefuseCutOff(document, word);
@@ -359,6 +360,7 @@ void ThrowNoMac(std::span<const std::uint8_t> document) {
     }
     // A private key has the shape of a document, too.
     RefuseOtherPem(document, kWord);
+    RefuseIndefinite(document, kWord);
     RefuseOtherContent(read.tree, kWord);
     RefuseTrail(document, kWord);
     const NodeTree& tree = read.tree;
@@ -376,6 +378,28 @@ std::optional<DocumentPlace> FindPem(std::span<const std::uint8_t> text) {
     std::size_t offset = 0;
     const std::string kind = PemKind(text, &offset);
     return kind.empty() ? std::nullopt : std::optional(PlaceOfPem(kind, offset));
+}
+
+std::optional<DocumentPlace> FindIndefinite(std::span<const std::uint8_t> document) {
+    const std::vector<std::uint8_t> der = WithoutArmour({document.begin(), document.end()});
+    const DerWalk walk = WalkDer(der);
+    const auto element = std::ranges::find_if(walk.elements, &DerElement::isIndefinite);
+    // Text may begin as such an element does.
+    if (element == walk.elements.end() || (!walk.isWhole && walk.elements.size() < 2)) {
+        return std::nullopt;
+    }
+    return DocumentPlace{element->offset, "", TypeName(*element) + " of indefinite length"};
+}
+
+// The list of a document's elements has nothing inside of one of indefinite length, and so sees
+// another shape than the document has.
+void RefuseIndefinite(std::span<const std::uint8_t> document, std::uint32_t word) {
+    if (auto place = FindIndefinite(document)) {
+        Throw("the document has elements of indefinite length (BER), and DER is read alone",
+              "have it made again in DER, as 'openssl pkcs12 -export' writes it; 'mvlpfx info "
+              "--tree' shows what it holds",
+              std::move(place), word);
+    }
 }
 
 std::optional<DocumentPlace> FindDigest(std::span<const std::uint8_t> document) {

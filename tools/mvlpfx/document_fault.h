@@ -33,6 +33,12 @@ std::optional<ToolError> FindTrail(std::span<const std::uint8_t> document, std::
 // The first header of PEM in a text.
 std::optional<DocumentPlace> FindPem(std::span<const std::uint8_t> text);
 
+// The first element of indefinite length, of what reads as elements, or begins so.
+std::optional<DocumentPlace> FindIndefinite(std::span<const std::uint8_t> document);
+
+// Throws for one: a restore would pass over what is in it, and keys would stay behind unnoticed.
+void RefuseIndefinite(std::span<const std::uint8_t> document, std::uint32_t word = 0);
+
 // The identifier of the integrity value's digest.
 std::optional<DocumentPlace> FindDigest(std::span<const std::uint8_t> document);
 

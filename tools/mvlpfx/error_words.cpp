@@ -38,8 +38,8 @@ constexpr std::array kErrorWords = {
               "an encrypted part of the document is malformed", kMakeAnew},
     ErrorWord{0x80095000, ExitCode::kProvider, "XENROLL_E_KEY_NOT_EXPORTABLE",
               "a key is not exportable",
-              "'mvlpfx keys' shows which are; take these with --container, or make or restore the "
-              "key again with --exportable"},
+              "'mvlpfx keys' shows which are; take these, each with --container and its name, or "
+              "restore the key again, or make another, with --exportable"},
     ErrorWord{0x80090014, ExitCode::kProvider, "NTE_BAD_PROV_TYPE",
               "the provider is not registered with a valid type", kReinstall},
     ErrorWord{0x80090017, ExitCode::kProvider, "NTE_PROV_TYPE_NOT_DEF",
@@ -187,6 +187,8 @@ const char* AdviceOfErrno(int error) {
         case EACCES:
         case EPERM:
             return "look at its owner and mode and at its folders', or run as its owner";
+        case EBADF:
+            return "open it for reading where the command is started, as '5<FILE' does for 5";
         case EISDIR:
             return "name a file, not a folder";
         case ENOSPC:

@@ -145,6 +145,18 @@ std::vector<BYTE> KeyProvInfo(PCCERT_CONTEXT certificate) {
     return record;
 }
 
+OwnedCertificate CertificateBeside(HCRYPTKEY key) {
+    DWORD size = 0;
+    if (CryptGetKeyParam(key, KP_CERTIFICATE, nullptr, &size, 0) == FALSE || size == 0) {
+        return {};
+    }
+    std::vector<BYTE> encoded(size);
+    if (CryptGetKeyParam(key, KP_CERTIFICATE, encoded.data(), &size, 0) == FALSE) {
+        return {};
+    }
+    return OwnedCertificate(CertCreateCertificateContext(X509_ASN_ENCODING, encoded.data(), size));
+}
+
 std::string ToNarrow(const wchar_t* text) {
     const int size = WideCharToMultiByte(CP_ACP, 0, text, -1, nullptr, 0, nullptr, nullptr);
     std::string narrow(static_cast<std::size_t>(size), '\0');

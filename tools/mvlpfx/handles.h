@@ -107,6 +107,10 @@ std::string DayOf(const FILETIME& time);
 // none.
 std::vector<BYTE> KeyProvInfo(PCCERT_CONTEXT certificate);
 
+// The certificate that the provider keeps beside the key; none where there is none that can be
+// read.
+OwnedCertificate CertificateBeside(HCRYPTKEY key);
+
 // In the user's encoding.
 std::string ToNarrow(const wchar_t* text);
 std::wstring ToWide(const std::string& text);

@@ -6,9 +6,9 @@
 
 #include "mvlpfx/commands.h"
 #include "mvlpfx/document_contents.h"
-#include "mvlpfx/document_fault.h"
 #include "mvlpfx/document_file.h"
 #include "mvlpfx/document_outline.h"
+#include "mvlpfx/document_remarks.h"
 #include "mvlpfx/part_report.h"
 #include "mvlpfx/password_check.h"
 #include "mvlpfx/report.h"
@@ -19,7 +19,7 @@ namespace mvlpfx {
 namespace {
 
 void PrintJsonOutline(const InfoOptions& options, const DocumentOutline& outline,
-                      const nlohmann::ordered_json& contents, std::uint64_t behind) {
+                      const nlohmann::ordered_json& contents, const DocumentRemarks& remarks) {
     auto report = JsonSuccess("info", options.file);
     if (options.password.IsNamed()) {
         report["fits"] = true;
@@ -37,7 +37,7 @@ void PrintJsonOutline(const InfoOptions& options, const DocumentOutline& outline
         report["parts"].push_back(JsonOfPart(part));
     }
     report.update(contents);
-    AddBehind(behind, &report);
+    AddRemarks(remarks, &report);
     PrintJson(report);
 }
 
@@ -106,7 +106,7 @@ void PrintTextContents(const nlohmann::ordered_json& contents) {
 }
 
 void PrintTextOutline(const InfoOptions& options, const DocumentOutline& outline,
-                      const nlohmann::ordered_json& contents, std::uint64_t behind) {
+                      const nlohmann::ordered_json& contents, const DocumentRemarks& remarks) {
     std::printf("version:   %llu\n", static_cast<unsigned long long>(outline.version));
     if (outline.mac.present) {
         std::printf("integrity: %s%s, %s, salt of %s, value of %s\n",
@@ -125,8 +125,8 @@ void PrintTextOutline(const InfoOptions& options, const DocumentOutline& outline
         std::printf("%s\n", TextOfPart(JsonOfPart(part)).c_str());
     }
     PrintTextContents(contents);
-    if (behind != 0) {
-        std::printf("%s\n", BehindText(behind).c_str());
+    for (const std::string& line : LinesOf(remarks)) {
+        std::printf("%s\n", line.c_str());
     }
 }
 
@@ -169,11 +169,11 @@ void RunInfo(const InfoOptions& options) {
     const auto contents = password && HasEncryptedContent(outline)
                               ? DescribeContents(bytes, *password)
                               : DescribeKeys(bytes);
-    const std::uint64_t behind = CountBehind(bytes);
+    const DocumentRemarks remarks = FindRemarks(bytes);
     if (options.common.json) {
-        PrintJsonOutline(options, outline, contents, behind);
+        PrintJsonOutline(options, outline, contents, remarks);
     } else {
-        PrintTextOutline(options, outline, contents, behind);
+        PrintTextOutline(options, outline, contents, remarks);
     }
 }
 

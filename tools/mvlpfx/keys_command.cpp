@@ -22,18 +22,6 @@ DWORD NumberParameter(HCRYPTKEY key, DWORD parameter) {
     return value;
 }
 
-OwnedCertificate CertificateBeside(HCRYPTKEY key) {
-    DWORD size = 0;
-    if (CryptGetKeyParam(key, KP_CERTIFICATE, nullptr, &size, 0) == FALSE || size == 0) {
-        return {};
-    }
-    std::vector<BYTE> encoded(size);
-    if (CryptGetKeyParam(key, KP_CERTIFICATE, encoded.data(), &size, 0) == FALSE) {
-        return {};
-    }
-    return OwnedCertificate(CertCreateCertificateContext(X509_ASN_ENCODING, encoded.data(), size));
-}
-
 // One row for each key of the container; a row without a key for an empty container.
 nlohmann::ordered_json DescribeContainer(const std::string& name, bool machine) {
     OwnedContext context;

@@ -16,12 +16,25 @@ const char* NounOf(LineKind kind) {
     return kind == LineKind::kPin ? "PIN" : "password";
 }
 
+ErrorWord LengthWord(LineKind kind) {
+    return kind == LineKind::kPin ? DescribePinLength() : DescribeErrorWord(ERROR_INVALID_PASSWORD);
+}
+
 [[noreturn]] void ThrowTooLong(const std::string& what, LineKind kind) {
-    const ErrorWord word =
-        kind == LineKind::kPin ? DescribePinLength() : DescribeErrorWord(ERROR_INVALID_PASSWORD);
+    const ErrorWord word = LengthWord(kind);
     throw ToolError(word.exitCode,
                     std::string("the ") + NounOf(kind) + " from " + what + " is too long",
                     word.value, word.advice);
+}
+
+// An empty line is a choice, of which its length is told; this is a source that ran dry.
+[[noreturn]] void ThrowAtEnd(const std::string& what, LineKind kind) {
+    const ErrorWord word = LengthWord(kind);
+    throw ToolError(word.exitCode,
+                    "no " + std::string(NounOf(kind)) + " comes from " + what +
+                        ", which is at its end; " + word.meaning,
+                    word.value,
+                    "write it there, as a line; what is read once from a pipe is gone from it");
 }
 
 }  // namespace
@@ -42,13 +55,16 @@ void FailToRead(const std::string& what, LineKind kind) {
 Secret<char> ReadLine(int fd, const std::string& what, LineKind kind) {
     Secret<char> line(kLongestLine);
     char byte = 0;
-    for (;;) {
+    for (bool isFirst = true;; isFirst = false) {
         const ssize_t count = read(fd, &byte, 1);
         if (count < 0 && errno == EINTR) {
             continue;
         }
         if (count < 0) {
             FailToRead(what, kind);
+        }
+        if (count == 0 && isFirst) {
+            ThrowAtEnd(what, kind);
         }
         if (count == 0 || byte == '\n') {
             break;

@@ -35,8 +35,8 @@ inline constexpr std::size_t kLongestLine = 4096;
 // Throws ToolError(kFile) with the reason in errno, `what` being the source of the line.
 [[noreturn]] void FailToRead(const std::string& what, LineKind kind = LineKind::kPassword);
 
-// The line without its end. Throws ToolError: kFile, or for a line that is too long kWrongPassword,
-// kUsage for a PIN.
+// The line without its end. Throws ToolError: kFile, or for a line that is too long or a source at
+// its end kWrongPassword, kUsage for a PIN.
 Secret<char> ReadLine(int fd, const std::string& what, LineKind kind = LineKind::kPassword);
 
 }  // namespace mvlpfx

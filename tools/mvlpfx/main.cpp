@@ -5,6 +5,7 @@
 #include <cstring>
 #include <exception>
 #include <functional>
+#include <limits>
 #include <memory>
 #include <new>
 #include <string>
@@ -32,7 +33,8 @@ void AddPasswordOptions(CLI::App* command, mvlpfx::PasswordOptions* options,
                         const std::string& description) {
     auto* sources = command->add_option_group("Password", description);
     sources->add_option("--pass-file", options->file, "First line of this file");
-    sources->add_option("--pass-fd", options->descriptor, "First line of this open descriptor");
+    sources->add_option("--pass-fd", options->descriptor, "First line of this open descriptor")
+        ->check(CLI::Range(0, std::numeric_limits<int>::max()));
     sources->add_option("--pass-env", options->environment, "Value of this environment variable");
     sources->add_flag("--pass-stdin", options->standardInput, "First line of standard input");
     sources->require_option(0, 1);
@@ -41,7 +43,8 @@ void AddPasswordOptions(CLI::App* command, mvlpfx::PasswordOptions* options,
 void AddPinOptions(CLI::App* command, mvlpfx::PinOptions* options, const std::string& description) {
     auto* sources = command->add_option_group("PIN", description);
     sources->add_option("--pin-file", options->file, "First line of this file");
-    sources->add_option("--pin-fd", options->descriptor, "First line of this open descriptor");
+    sources->add_option("--pin-fd", options->descriptor, "First line of this open descriptor")
+        ->check(CLI::Range(0, std::numeric_limits<int>::max()));
     sources->add_option("--pin-env", options->environment, "Value of this environment variable");
     sources->require_option(0, 1);
 }
@@ -278,14 +281,48 @@ bool AsksForJson(const std::vector<std::string>& arguments) {
     return std::ranges::count(arguments, "--json") != 0;
 }
 
+// "help keys delete" is "keys delete --help".
+std::vector<std::string> WithHelpAsOption(std::vector<std::string> arguments) {
+    if (!arguments.empty() && arguments[0] == "help") {
+        std::erase(arguments, "help");
+        arguments.emplace_back("--help");
+    }
+    return arguments;
+}
+
+bool IsSubcommand(const CLI::App& app, const std::string& word) {
+    return !app.get_subcommands(
+                   [&](const CLI::App* command) { return command->get_name() == word; })
+                .empty();
+}
+
+// The word in the place of a subcommand that is none; empty where there is no such.
+std::string UnknownCommand(const CLI::App& app, const std::vector<std::string>& arguments) {
+    const auto word = std::ranges::find_if(
+        arguments, [](const std::string& argument) { return !argument.starts_with('-'); });
+    return word == arguments.end() || IsSubcommand(app, *word) ? "" : *word;
+}
+
+// The parser misses a subcommand before it says what it met in its place.
+std::string WrongUsage(const CLI::App& app, const CLI::ParseError& error,
+                       const std::vector<std::string>& arguments) {
+    const std::string unknown = UnknownCommand(app, arguments);
+    if (!unknown.empty()) {
+        return "there is no command '" + unknown + "'";
+    }
+    const auto option = std::ranges::find_if(
+        arguments, [](const std::string& argument) { return argument != "--json"; });
+    const bool isOptionAlone = option != arguments.end() && app.get_subcommands().empty();
+    return isOptionAlone ? "there is no option '" + *option + "' without a command" : error.what();
+}
+
 // Wrong usage, told as --json asks wherever it stands.
 int FailToParse(const CLI::App& app, const CLI::ParseError& error,
                 const std::vector<std::string>& arguments) {
-    const auto named = app.get_subcommands([&](const CLI::App* command) {
-        return !arguments.empty() && command->get_name() == arguments[0];
-    });
-    const std::string command = named.empty() ? "" : arguments[0];
-    const mvlpfx::ToolError usage(ExitCode::kUsage, error.what(), 0, HelpAdvice(command));
+    const bool isNamed = !arguments.empty() && IsSubcommand(app, arguments[0]);
+    const std::string command = isNamed ? arguments[0] : "";
+    const mvlpfx::ToolError usage(ExitCode::kUsage, WrongUsage(app, error, arguments), 0,
+                                  HelpAdvice(command));
     TellFailure(command, "", usage, AsksForJson(arguments));
     return static_cast<int>(ExitCode::kUsage);
 }
@@ -308,7 +345,7 @@ void PrintVersion(bool json) {
 // What ends the parsing: wrong usage, or a question that is answered at once.
 int EndParsing(const CLI::App& app, const CLI::ParseError& error,
                const std::vector<std::string>& arguments) {
-    if (error.get_exit_code() != 0) {
+    if (error.get_exit_code() != 0 || !UnknownCommand(app, arguments).empty()) {
         return FailToParse(app, error, arguments);
     }
     const bool asksForVersion = dynamic_cast<const CLI::CallForVersion*>(&error) != nullptr;
@@ -346,10 +383,11 @@ int main(int argc, char** argv) {
     AddVerify(&app, &runner);
     AddRestore(&app, &runner);
     AddRegistration(&app, &runner);
+    const std::vector<std::string> arguments = WithHelpAsOption({argv + 1, argv + argc});
     try {
-        app.parse(argc, argv);
+        app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
     } catch (const CLI::ParseError& error) {
-        return EndParsing(app, error, {argv + 1, argv + argc});
+        return EndParsing(app, error, arguments);
     }
     const int code = runner();
     mvlpfx::DeliverSignals();

@@ -160,7 +160,7 @@ void RunNew(const NewOptions& options) {
         report["algorithm"] = algorithm.name;
         report["thumbprint"] = thumbprint;
         PrintJson(report);
-    } else if (!options.common.quiet) {
+    } else if (IsTold(options.common.quiet)) {
         std::printf("%s\n", thumbprint.c_str());
     }
 }

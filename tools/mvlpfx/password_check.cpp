@@ -91,6 +91,7 @@ void CheckRestorable(const std::vector<std::uint8_t>& document, const std::strin
                      const PasswordOptions& source, const CommonOptions& common) {
     RequireTwoSources(file, source);
     CheckMac(document, common.maxIterations);
+    RefuseIndefinite(document);
     CheckIterations(document, CountIterations(document), common.maxIterations, kInAll);
 }
 

@@ -105,14 +105,12 @@ std::string CountText(std::uint64_t count, const char* noun) {
     return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
 }
 
-std::string BehindText(std::uint64_t bytes) {
-    return CountText(bytes, "byte") + " behind the document's end";
+bool IsTold(bool quiet) {
+    return !quiet || PendingSignal() != 0;
 }
 
-void AddBehind(std::uint64_t bytes, nlohmann::ordered_json* report) {
-    if (bytes != 0) {
-        (*report)["bytesBehind"] = bytes;
-    }
+std::string BehindText(std::uint64_t bytes) {
+    return CountText(bytes, "byte") + " behind the document's end";
 }
 
 std::string Printable(std::string text) {

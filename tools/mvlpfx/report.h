@@ -26,10 +26,12 @@ std::string Printable(std::string text);
 // "1 key", "2 keys"; the noun's plural ends in "s" alone.
 std::string CountText(std::uint64_t count, const char* noun);
 
-// What is told of a document that has so many bytes behind its end: a line of text, or the member
-// "bytesBehind", which a document without any has not.
+// Whether to tell what a command did: always where a signal waits to end the process, which leaves
+// nobody else to know it.
+bool IsTold(bool quiet);
+
+// What is told of a document that has so many bytes behind its end.
 std::string BehindText(std::uint64_t bytes);
-void AddBehind(std::uint64_t bytes, nlohmann::ordered_json* report);
 
 // One line of JSON on standard output. A signal that waits to end the process has its exit code.
 void PrintJson(nlohmann::ordered_json report);

@@ -139,7 +139,7 @@ void Report(const RestoreOptions& options, const nlohmann::ordered_json& facts) 
         auto report = JsonSuccess("restore", options.file);
         report.update(facts);
         PrintJson(report);
-    } else if (!options.common.quiet) {
+    } else if (IsTold(options.common.quiet)) {
         PrintFacts(facts);
     }
 }

@@ -14,17 +14,17 @@ namespace mvlpfx {
 namespace {
 
 // Turns the spinner and looks for signals until the work is done.
-void Watch(std::future<void>* done) {
+void Watch(std::future<void>* done, bool hasSpinner) {
     using namespace std::chrono_literals;
     constexpr std::array kFrames = {'|', '/', '-', '\\'};
     constexpr char kText[] = "deriving the key";
     constexpr std::size_t kQuietFrames = 10;
-    const bool hasSpinner = isatty(STDERR_FILENO) != 0;
     bool isTold = false;
     std::size_t frame = 0;
     for (; done->wait_for(100ms) != std::future_status::ready; ++frame) {
         if (!isTold && PendingSignal() != 0) {
-            std::fputs("\rmvlpfx: interrupted; what is begun is ended first\n", stderr);
+            std::fprintf(stderr, "%smvlpfx: interrupted; what is begun is ended first\n",
+                         hasSpinner ? "\r" : "");
             isTold = true;
         }
         if (hasSpinner && frame >= kQuietFrames) {
@@ -40,9 +40,7 @@ void Watch(std::future<void>* done) {
 
 void RunWithSpinner(const std::function<void()>& work, bool quiet) {
     auto done = std::async(std::launch::async, work);
-    if (!quiet) {
-        Watch(&done);
-    }
+    Watch(&done, !quiet && isatty(STDERR_FILENO) != 0);
     done.get();
 }
 

@@ -49,6 +49,7 @@ std::vector<TreeLine> TreeOf(std::span<const std::uint8_t> document) {
     for (const DerElement& element : walk.elements) {
         const auto value = std::span(der).subspan(element.content, element.length);
         lines.push_back({element.offset, element.depth, TypeName(element), element.length,
+                         element.isIndefinite,
                          element.isOpen ? "" : ValueOf(element.identifier, value)});
     }
     return lines;
@@ -58,7 +59,8 @@ void PrintTree(const std::vector<TreeLine>& lines) {
     for (const TreeLine& line : lines) {
         // A document may be nested deeper than a terminal is wide.
         const int indent = 2 * std::min(line.depth, 40);
-        std::printf("%8u %*s%s, %u%s%s\n", line.offset, indent, "", line.type.c_str(), line.length,
+        std::printf("%8u %*s%s, %s%u%s%s\n", line.offset, indent, "", line.type.c_str(),
+                    line.isIndefinite ? "indefinite, " : "", line.length,
                     line.value.empty() ? "" : ": ", Printable(line.value).c_str());
     }
 }
@@ -70,6 +72,9 @@ nlohmann::ordered_json JsonOfTree(const std::vector<TreeLine>& lines) {
                                        {"depth", line.depth},
                                        {"type", line.type},
                                        {"length", line.length}};
+        if (line.isIndefinite) {
+            element["indefinite"] = true;
+        }
         if (!line.value.empty()) {
             element["value"] = line.value;
         }

@@ -14,6 +14,7 @@ struct TreeLine {
     std::int32_t depth;
     std::string type;      // as TypeName gives it
     std::uint32_t length;  // bytes of the value
+    bool isIndefinite;     // whether an end-of-contents ends it
     std::string value;     // of an element without elements inside; empty where there is none
 };
 

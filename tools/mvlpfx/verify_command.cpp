@@ -1,8 +1,8 @@
 #include <cstdio>
 
 #include "mvlpfx/commands.h"
-#include "mvlpfx/document_fault.h"
 #include "mvlpfx/document_file.h"
+#include "mvlpfx/document_remarks.h"
 #include "mvlpfx/password_check.h"
 #include "mvlpfx/report.h"
 
@@ -11,17 +11,17 @@ namespace mvlpfx {
 void RunVerify(const VerifyOptions& options) {
     const auto bytes = ReadDocument(options.file);
     CheckPassword(bytes, options.file, options.password, options.common);
-    const std::uint64_t behind = CountBehind(bytes);
+    const DocumentRemarks remarks = FindRemarks(bytes);
     if (options.common.json) {
         auto report = JsonSuccess("verify", options.file);
         report["fits"] = true;
-        AddBehind(behind, &report);
+        AddRemarks(remarks, &report);
         PrintJson(report);
     } else if (!options.common.quiet) {
         const std::string name = Printable(options.file);
         std::printf("%s: the password fits\n", name.c_str());
-        if (behind != 0) {
-            std::printf("%s: %s\n", name.c_str(), BehindText(behind).c_str());
+        for (const std::string& line : LinesOf(remarks)) {
+            std::printf("%s: %s\n", name.c_str(), line.c_str());
         }
     }
 }

@@ -1,0 +1,20 @@
+// Which certificates of "MY" a document is made of.
+#pragma once
+
+#include "mvlpfx/commands.h"
+#include "mvlpfx/handles.h"
+
+namespace mvlpfx {
+
+// The certificate of the store, where it puts a copy or has one already. Throws ToolError.
+OwnedCertificate AddTo(HCERTSTORE store, PCCERT_CONTEXT certificate);
+
+// The container that the certificate records for its key; empty where it records none.
+std::string ContainerOf(PCCERT_CONTEXT certificate);
+
+// The chosen certificates, with their issuers where these are asked for, in a store in memory. For
+// a named container that none of "MY" has its key in, the one that lies beside its key. Throws
+// ToolError: kOther where none is meant, and what containers and stores throw.
+OwnedStore GatherCertificates(const CreateOptions& options);
+
+}  // namespace mvlpfx
