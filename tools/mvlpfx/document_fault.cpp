@@ -374,6 +374,24 @@ void ThrowNoMac(std::span<const std::uint8_t> document) {
           kWord);
 }
 
+bool BeginsAsPfx(std::span<const std::uint8_t> document) {
+    // Content octets of 1.2.840.113549.1.7, whose arcs are the types of content.
+    constexpr std::array<std::uint8_t, 8> kContentTypes{0x2A, 0x86, 0x48, 0x86,
+                                                        0xF7, 0x0D, 0x01, 0x07};
+    constexpr std::array kShape{kSequence, kInteger, kSequence, kObjectIdentifier};
+    const std::vector<std::uint8_t> der = WithoutArmour({document.begin(), document.end()});
+    const DerWalk walk = WalkDer(der);
+    if (walk.elements.size() < kShape.size() ||
+        !std::ranges::equal(kShape, std::span(walk.elements).first(kShape.size()), {}, {},
+                            &DerElement::identifier)) {
+        return false;
+    }
+    const DerElement& type = walk.elements[kShape.size() - 1];
+    const auto octets = std::span(der).subspan(type.content, type.length);
+    return type.depth == 2 && octets.size() > kContentTypes.size() &&
+           std::ranges::equal(kContentTypes, octets.first(kContentTypes.size()));
+}
+
 std::optional<DocumentPlace> FindPem(std::span<const std::uint8_t> text) {
     std::size_t offset = 0;
     const std::string kind = PemKind(text, &offset);

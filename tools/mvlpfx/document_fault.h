@@ -30,6 +30,9 @@ std::optional<ToolError> FindTrail(std::span<const std::uint8_t> document, std::
 // What has no integrity value where it should stand; for what is no PFX as ThrowNoPfx.
 [[noreturn]] void ThrowNoMac(std::span<const std::uint8_t> document);
 
+// Whether it begins as a PFX document, PEM and base64 of one too.
+bool BeginsAsPfx(std::span<const std::uint8_t> document);
+
 // The first header of PEM in a text.
 std::optional<DocumentPlace> FindPem(std::span<const std::uint8_t> text);
 
