@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "mvlpfx/document_fault.h"
+#include "mvlpfx/document_places.h"
 #include "support/der_mutator.h"
 
 namespace {

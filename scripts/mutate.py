@@ -43,7 +43,7 @@ LOCALES = [
 ] + ["foundation_text_tests --gtest_filter=StringUtils.* LC_ALL=ru_RU.CP1251"]
 UNIT = {
     "foundation": ["foundation_tests", "foundation_text_tests",
-                   "foundation_code_page_failure_tests", *LOCALES],
+                   "foundation_code_page_failure_tests", "foundation_code_page_tests", *LOCALES],
     "derlist": ["derlist_tests"],
     "asn": ["asn_tests", "asn_tests --gtest_filter=*InKoi8r LC_ALL=ru_RU.KOI8-R"],
     "schema": ["schema_tests"],

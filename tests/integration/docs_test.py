@@ -60,6 +60,20 @@ class Help(unittest.TestCase):
             self.assertIn("--json", options_of(*words))
 
 
+class Peers(unittest.TestCase):
+    def test_the_versions_are_those_that_are_installed(self):
+        page = (DOCS / "peers.md").read_text()
+        for name, command in (("OpenSSL", ["openssl", "version"]),
+                              ("GnuTLS", ["certtool", "--version"]),
+                              ("Wine", ["/usr/lib/wine/wine64", "--version"])):
+            if shutil.which(command[0]) is None:
+                continue
+            said = subprocess.run(command, capture_output=True, check=True, text=True).stdout
+            version = re.search(r"\d+\.\d+", said)[0]
+            with self.subTest(name):
+                self.assertRegex(page, rf"\b{name}\s{re.escape(version)}\b")
+
+
 class ManualPages(unittest.TestCase):
     pages = DOCS / "man"
 

@@ -54,6 +54,17 @@ class Readme(Profile):
         self.assertEqual(sorted(command.split()[2] for command, _ in examples()),
                          sorted(subcommands))
 
+    def test_the_map_has_every_folder(self):
+        root = pathlib.Path(sys.argv[3]).parent
+        told = README[README.index("The map: "):README.index("## More")]
+        kept = subprocess.run(["git", "ls-files"], cwd=root, capture_output=True, check=False,
+                              text=True).stdout.splitlines()
+        folders = ({name.split("/")[0] for name in kept if "/" in name} or
+                   {path.name for path in root.iterdir() if path.is_dir() and path.name != "build"})
+        for folder in folders:
+            if not folder.startswith("."):
+                self.assertIn(f"`{folder}/", told)
+
     def test_what_one_needs_stands_in_the_first_forty_lines(self):
         top = "\n".join(README.splitlines()[:40])
         for word in ("It is not", "scripts/demo", "scripts/test", "mvlpfx unregister", "`src/`",

@@ -576,7 +576,8 @@ class Errors(Profile):
         corrupt = {"advised": "get the file again, whole", "name": "CRYPT_E_ASN1_CORRUPT"}
         for content, offset, found, expected in (
                 (second + no_certificate, len(second), header,
-                 {"happened": "certificate 2 of it is no X.509 certificate", **corrupt}),
+                 {"happened": "certificate 2 of it is no X.509 certificate",
+                  **corrupt, "advised": "name a .cer, .crt or .pem file of a certificate"}),
                 (der[:-1], 0, "SEQUENCE",
                  {"happened": "certificate 1 of it is no X.509 certificate", **corrupt}),
                 (second + no_certificate[:-9], len(second), header,
@@ -591,6 +592,22 @@ class Errors(Profile):
                 self.assertEqual(report["where"]["offset"], offset)
                 self.assertEqual(self.report("certs")["certificates"], [])
 
+    def test_a_document_is_no_certificate(self):
+        body = base64.encodebytes(DOCUMENT.read_bytes())
+        pem = b"-----BEGIN PKCS12-----\n" + body + b"-----END PKCS12-----\n"
+        for content, found in ((DOCUMENT.read_bytes(), "SEQUENCE"), (body, "SEQUENCE"),
+                               (indefinite(DOCUMENT.read_bytes(), [0]), "SEQUENCE"),
+                               (pem, "-----BEGIN PKCS12-----")):
+            file = self.file("backup.pfx", content)
+            with self.subTest(content[:9]):
+                report = self.tells(4, ["certs", "add", file], subject=file, found=found,
+                                    happened="a PFX document instead of a certificate",
+                                    advised="'mvlpfx restore' takes its keys and certificates",
+                                    where=("", content[:1]))
+                self.assertEqual(report["where"]["offset"], 0)
+        # What is advised takes them.
+        self.expect(0, "restore", file, "--pass-file", PASSWORD)
+
     def test_a_certificate_in_bare_base64_is_taken(self):
         self.file("cert.b64", base64.encodebytes(self.certificate()))
         (added,) = self.report("certs", "add", "cert.b64")["added"]
@@ -601,7 +618,7 @@ class Errors(Profile):
         der = element(0x30, b"\n-----BEGIN CERTIFICATE-----\nMAA=\n-----END CERTIFICATE-----\n")
         file = self.file("cert.der", der)
         self.tells(4, ["certs", "add", file], happened="certificate 1 of it is no X.509",
-                   advised="get the file again", name="CRYPT_E_ASN1_CORRUPT", subject=file,
+                   advised="get the file again, whole", name="CRYPT_E_ASN1_CORRUPT", subject=file,
                    found="SEQUENCE", where=("", b"\x30"))
 
     def test_no_such_store(self):

@@ -222,6 +222,14 @@ class Certs(Profile):
         self.assertEqual(len(self.expect(0, "certs", "add", "many.pem").split()), 2)
         self.assertEqual(len(self.report("certs")["certificates"]), 2)
 
+    def test_text_as_editors_save_it(self):
+        pem = "Владелец: plain\r\n" + (self.folder / "cert.pem").read_text()
+        for encoding in ("utf-8-sig", "utf-16", "utf-16-be"):
+            self.file("saved.pem", ("\ufeff" if encoding == "utf-16-be" else "").encode(encoding) +
+                      pem.encode(encoding))
+            self.assertEqual(len(self.expect(0, "certs", "add", "saved.pem").split()), 1, encoding)
+        self.assertEqual(len(self.report("certs")["certificates"]), 1)
+
     def test_files_that_hold_none(self):
         for content in (b"", b"hello", b"\x30\x03\x02\x01\x03",
                         b"-----BEGIN CERTIFICATE-----\nMAMCAQM=\n-----END CERTIFICATE-----\n",

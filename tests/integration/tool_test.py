@@ -119,6 +119,22 @@ class Verify(unittest.TestCase):
             self.expect(run("verify", "-", "--pass-file", PASSWORD_FILE, stdin=form), 0,
                         "-: the password fits\n")
 
+    def test_text_as_editors_save_it(self):
+        text = base64.encodebytes(DOCUMENT.read_bytes()).decode().replace("\n", "\r\n")
+        pem = f"-----BEGIN PKCS12-----\r\n{text}-----END PKCS12-----\r\n"
+        outline = run("info", DOCUMENT).stdout
+        for form in (text, pem):
+            for saved in (form.encode("utf-8-sig"), b"\xff\xfe" + form.encode("utf-16-le"),
+                          b"\xfe\xff" + form.encode("utf-16-be")):
+                file = self.file("saved", saved)
+                self.expect(run("verify", file, "--pass-file", PASSWORD_FILE), 0)
+                self.assertEqual(run("info", file).stdout, outline)
+        # What is no armour is told of as without a mark.
+        for mark in (b"\xef\xbb\xbf", b"\xff\xfe", b"\xfe\xff"):
+            for rest in (b"", b"\x30", b"\x30\x82\x01", "нет".encode("utf-16-le")):
+                self.expect(run("verify", self.file("saved", mark + rest), "--pass-file",
+                                PASSWORD_FILE), 4, "", "not a PFX document")
+
     def test_document_and_password_cannot_share_standard_input(self):
         self.expect(run("verify", "-", "--pass-stdin", stdin=b"x"), 2, "", "standard input")
 

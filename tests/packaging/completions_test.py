@@ -141,8 +141,12 @@ class Completions(unittest.TestCase):
     def test_commands_of_keys_and_certs(self):
         self.assertEqual(self.offered("mvlpfx keys d"), {"delete"})
         self.assertEqual(self.offered("mvlpfx certs a"), {"add"})
-        if SHELL == "bash":
-            self.assertEqual(self.offered("mvlpfx keys --machine de"), {"delete"})
+
+    def test_commands_behind_an_option(self):
+        for line, expected in (("keys --machine de", {"delete"}), ("keys --json li", {"list"}),
+                               ("certs --store CA de", {"delete"}),
+                               ("keys --max-iterations 5 de", {"delete"})):
+            self.assertEqual(self.offered(f"mvlpfx {line}"), expected, line)
 
     def test_values_that_are_known(self):
         self.assertEqual(self.offered("mvlpfx new --algorithm gost"),

@@ -3,6 +3,7 @@
 #include "mvlpfx/certificate_walk.h"
 #include "mvlpfx/commands.h"
 #include "mvlpfx/der_tags.h"
+#include "mvlpfx/der_walk.h"
 #include "mvlpfx/document_fault.h"
 #include "mvlpfx/document_file.h"
 #include "mvlpfx/error_words.h"
@@ -16,6 +17,9 @@ namespace mvlpfx {
 namespace {
 
 constexpr char kGetAgain[] = "get the file again, whole";
+constexpr char kTakeAnother[] =
+    "name a .cer, .crt or .pem file of a certificate; 'mvlpfx info --tree' shows what any DER file "
+    "holds";
 
 nlohmann::ordered_json Describe(PCCERT_CONTEXT certificate) {
     nlohmann::ordered_json row{{"thumbprint", Thumbprint(certificate)},
@@ -79,6 +83,11 @@ std::vector<EncodedCertificate> ReadCertificates(const std::string& file) {
     };
     std::vector<std::uint8_t> bytes = ReadDocument(file);
     const std::optional<DocumentPlace> pem = isDer(bytes) ? std::nullopt : FindPem(bytes);
+    if (BeginsAsPfx(bytes)) {
+        Throw("a PFX document instead of a certificate",
+              "'mvlpfx restore' takes its keys and certificates; 'mvlpfx info' shows what it holds",
+              pem ? pem : DocumentPlace{0, "", "SEQUENCE"});
+    }
     if (!pem) {
         bytes = WithoutArmour(std::move(bytes));
     }
@@ -87,10 +96,7 @@ std::vector<EncodedCertificate> ReadCertificates(const std::string& file) {
     }
     auto certificates = DecodePem({reinterpret_cast<const char*>(bytes.data()), bytes.size()});
     if (certificates.empty()) {
-        Throw("no certificate in it, neither DER nor PEM nor base64",
-              "name a .cer, .crt or .pem file of a certificate; 'mvlpfx restore' takes those of a "
-              "document",
-              pem);
+        Throw("no certificate in it, neither DER nor PEM nor base64", kTakeAnother, pem);
     }
     return certificates;
 }
@@ -101,9 +107,10 @@ std::vector<OwnedCertificate> Decode(const std::vector<EncodedCertificate>& enco
         certificates.emplace_back(CertCreateCertificateContext(X509_ASN_ENCODING, bytes.data(),
                                                                static_cast<DWORD>(bytes.size())));
         if (!certificates.back()) {
+            const DWORD word = GetLastError();
             Throw("certificate " + std::to_string(certificates.size()) +
                       " of it is no X.509 certificate",
-                  kGetAgain, place, GetLastError());
+                  WalkDer(bytes).isWhole ? kTakeAnother : kGetAgain, place, word);
         }
     }
     return certificates;

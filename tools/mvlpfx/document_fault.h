@@ -1,4 +1,4 @@
-// Why a document is refused, and where in it the cause is.
+// Why bytes are refused as a document.
 #pragma once
 
 #include <cstdint>
@@ -10,8 +10,7 @@
 namespace mvlpfx {
 
 // All take what was read from the file, text forms too, and throw or answer what is to be told of
-// it. The places are found after the fact, by looking for what leads to the word that was met; none
-// is told where nothing is found.
+// it.
 
 // What is no PFX document: an empty file, PEM of another kind, other text, DER that is cut off, has
 // bytes behind it, can't be read or is of another kind. `word` is the one that was met.
@@ -30,6 +29,9 @@ std::optional<ToolError> FindTrail(std::span<const std::uint8_t> document, std::
 // What has no integrity value where it should stand; for what is no PFX as ThrowNoPfx.
 [[noreturn]] void ThrowNoMac(std::span<const std::uint8_t> document);
 
+// Whether it begins as a PFX document, PEM and base64 of one too.
+bool BeginsAsPfx(std::span<const std::uint8_t> document);
+
 // The first header of PEM in a text.
 std::optional<DocumentPlace> FindPem(std::span<const std::uint8_t> text);
 
@@ -38,26 +40,5 @@ std::optional<DocumentPlace> FindIndefinite(std::span<const std::uint8_t> docume
 
 // Throws for one: a restore would pass over what is in it, and keys would stay behind unnoticed.
 void RefuseIndefinite(std::span<const std::uint8_t> document, std::uint32_t word = 0);
-
-// The identifier of the integrity value's digest.
-std::optional<DocumentPlace> FindDigest(std::span<const std::uint8_t> document);
-
-// The greatest count of iterations.
-std::optional<DocumentPlace> FindIterations(std::span<const std::uint8_t> document);
-
-// The first cipher or pseudo-random function that the provider does not know.
-std::optional<DocumentPlace> FindUnknownAlgorithm(std::span<const std::uint8_t> document);
-
-// The first element that keeps an encrypted part from being read.
-std::optional<DocumentPlace> FindMisshapen(std::span<const std::uint8_t> document);
-
-// Of a first encrypted content whose plaintext, under the password that fits, is no list of bags: a
-// restore goes on, and finds no certificate in it.
-ToolError MakeJunkError(std::span<const std::uint8_t> document);
-
-// What a restore lacks that has made containers for so many keys: encrypted certificates, a part
-// for keys, or the key for which the last container was.
-std::optional<DocumentPlace> FindLack(std::span<const std::uint8_t> document,
-                                      std::size_t containers);
 
 }  // namespace mvlpfx

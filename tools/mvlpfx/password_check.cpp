@@ -5,6 +5,7 @@
 #include "mvlpfx/document_fault.h"
 #include "mvlpfx/document_keys.h"
 #include "mvlpfx/document_outline.h"
+#include "mvlpfx/document_places.h"
 #include "mvlpfx/error_words.h"
 #include "mvlpfx/exit_codes.h"
 #include "mvlpfx/mvlpfx.h"

@@ -4,6 +4,7 @@
 
 #include "mvlpfx/document_fault.h"
 #include "mvlpfx/document_keys.h"
+#include "mvlpfx/document_places.h"
 #include "mvlpfx/error_words.h"
 #include "platform/cryptoapi.h"
 

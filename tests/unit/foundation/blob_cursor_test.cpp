@@ -58,6 +58,8 @@ TEST(BlobCursor, AnEmptyBlobHasNoCurrentByte) {
     EXPECT_EQ(cursor.Current(), nullptr);
     EXPECT_EQ(cursor.RemainingSize(), 0);
     EXPECT_EQ(cursor.Advance(1).position, 0);
+    cursor.position = 5;
+    EXPECT_EQ(cursor.Current(), nullptr);
 }
 
 TEST(BlobCursor, AtTheStartAllOfTheBlobRemains) {

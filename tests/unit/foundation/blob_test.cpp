@@ -6,8 +6,10 @@
 #include <array>
 #include <cstring>
 #include <limits>
+#include <numeric>
 #include <stdexcept>
 #include <utility>
+#include <vector>
 
 namespace pkisdk {
 namespace {
@@ -117,6 +119,19 @@ TEST(Blob, AppendOfItselfDoublesIt) {
     for (std::int32_t i = 0; i < 48; ++i) {
         EXPECT_EQ(*blob.GetAt(i), i % 3 + 1);
     }
+}
+
+TEST(Blob, AppendOfItsOwnMiddleCopiesThat) {
+    std::vector<std::uint8_t> bytes(64);
+    std::iota(bytes.begin(), bytes.end(), std::uint8_t{1});
+    Blob blob(bytes.data(), bytes.size());
+    // The storage moves, and what is left of the old one no longer holds these.
+    blob.Append(blob.GetData() + 8, 4);
+    ASSERT_EQ(blob.GetSize(), 68U);
+    EXPECT_THAT(blob.Bytes().last(4), ElementsAre(9, 10, 11, 12));
+    blob.SetSize(64);
+    blob.Append(blob.GetData() + 63, 1);
+    EXPECT_EQ(*blob.GetAt(64), 64);
 }
 
 TEST(Blob, CopyHasBytesOfItsOwn) {

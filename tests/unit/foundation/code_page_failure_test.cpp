@@ -47,6 +47,22 @@ TEST(StringUtilsFailure, ToWStringNamesTheCallThatFailed) {
     EXPECT_EQ(FailureOf("MultiByteToWideChar", 3, convert), "no failure");
 }
 
+TEST(UserLocaleTextFailure, CodePageThatCannotConvertIsToldWithItsCall) {
+    // A lone surrogate is no text to the facet, nor to the library behind it: after the facet's own
+    // call come the two of the code page.
+    const auto write = [] { ToUserLocale(std::wstring(1, wchar_t{0xD83D})); };
+    EXPECT_EQ(FailureOf("WideCharToMultiByte", 2, write), "ToUserLocale WideCharToMultiByte(1)");
+    EXPECT_EQ(FailureOf("WideCharToMultiByte", 3, write), "ToUserLocale WideCharToMultiByte(2)");
+    EXPECT_EQ(FailureOf("WideCharToMultiByte", 4, write), "no failure");
+    if (GetACP() != CP_UTF8) {
+        GTEST_SKIP() << "every octet is a character here";
+    }
+    const auto read = [] { FromUserLocale("\xD0\x96\xFF"); };
+    EXPECT_EQ(FailureOf("MultiByteToWideChar", 2, read), "FromUserLocale MultiByteToWideChar(1)");
+    EXPECT_EQ(FailureOf("MultiByteToWideChar", 3, read), "FromUserLocale MultiByteToWideChar(2)");
+    EXPECT_EQ(FailureOf("MultiByteToWideChar", 4, read), "no failure");
+}
+
 TEST(UserLocaleTextFailure, FacetThatCannotConvertLeavesItToTheCodePage) {
     std::string narrow;
     std::wstring wide;

@@ -10,6 +10,7 @@
 #include <string>
 #include <string_view>
 
+#include "platform/cryptoapi.h"
 #include "support/scoped_environment.h"
 #include "support/wide_text.h"
 
@@ -25,6 +26,8 @@ template <typename To>
 struct Outcome {
     std::codecvt_base::result result;
     To text;
+    // How much of the input it took.
+    std::ptrdiff_t taken;
 };
 
 Outcome<std::string> Out(const std::string& locale, const std::wstring& text,
@@ -37,7 +40,7 @@ Outcome<std::string> Out(const std::string& locale, const std::wstring& text,
     const auto result = facet.out(state, text.data(), text.data() + text.size(), fromNext,
                                   bytes.data(), bytes.data() + bytes.size(), toNext);
     bytes.resize(static_cast<std::size_t>(toNext - bytes.data()));
-    return {result, bytes};
+    return {result, bytes, fromNext - text.data()};
 }
 
 Outcome<std::wstring> In(const std::string& locale, std::string_view text, std::size_t room = 64) {
@@ -49,7 +52,7 @@ Outcome<std::wstring> In(const std::string& locale, std::string_view text, std::
     const auto result = facet.in(state, text.data(), text.data() + text.size(), fromNext,
                                  wide.data(), wide.data() + wide.size(), toNext);
     wide.resize(static_cast<std::size_t>(toNext - wide.data()));
-    return {result, wide};
+    return {result, wide, fromNext - text.data()};
 }
 
 bool LibraryKnows(const char* locale) {
@@ -64,9 +67,17 @@ TEST(CustomTCodeCvtWcharToChar, ConvertsByTheCodePageOfTheNamedLocale) {
     const auto out = Out(kKoi8r, Wide({0x414, 0x430}));
     EXPECT_EQ(out.result, Facet::ok);
     EXPECT_EQ(out.text, "\xE4\xC1");
+    EXPECT_EQ(out.taken, 2);
     const auto in = In(kKoi8r, "\xE4\xC1");
     EXPECT_EQ(in.result, Facet::ok);
     EXPECT_EQ(in.text, Wide({0x414, 0x430}));
+    EXPECT_EQ(in.taken, 2);
+}
+
+TEST(CustomTCodeCvtWcharToChar, RoomThatIsJustEnoughWillDo) {
+    // A locale that the library does not know, whose "C" conversion has no such letters.
+    EXPECT_EQ(Out("x.KOI8-R", Wide({0x414, 0x430}), 2).text, "\xE4\xC1");
+    EXPECT_EQ(In("x.KOI8-R", "\xE4\xC1", 2).text, Wide({0x414, 0x430}));
 }
 
 TEST(CustomTCodeCvtWcharToChar, EmbeddedNulsAreCharacters) {
@@ -106,6 +117,15 @@ TEST(CustomTCodeCvtWcharToChar, CountThatDiffersFallsBackToTheLibrary) {
     const auto in = In("C.UTF-8", "\xD0\x94\xF0\x9F\x98\x80");
     EXPECT_EQ(in.result, Facet::ok);
     EXPECT_EQ(in.text, Wide({0x414, 0x1F600}));
+    // What the code page has a replacement for, and the library no character.
+    EXPECT_EQ(In("C.UTF-8", "\xD0\x96\xFF").result, Facet::error);
+}
+
+TEST(CustomTCodeCvtWcharToChar, AsciiInUtf8LeavesTheLastError) {
+    SetLastError(5);
+    EXPECT_EQ(Out("x.UTF-8", L"ABC").text, "ABC");
+    EXPECT_EQ(In("x.UTF-8", "ABC").text, L"ABC");
+    EXPECT_EQ(GetLastError(), 5u);
 }
 
 TEST(CustomTCodeCvtWcharToChar, TooLittleRoomIsPartial) {
@@ -117,6 +137,16 @@ TEST(CustomTCodeCvtWcharToChar, TooLittleRoomIsPartial) {
     EXPECT_EQ(in.text, L"AB");
 }
 
+TEST(CustomTCodeCvtWcharToChar, NoRoomTakesNothing) {
+    // The platform takes no room for the question how much is needed.
+    const auto out = Out("C.1251", L"ABC", 0);
+    EXPECT_EQ(out.text, "");
+    EXPECT_EQ(out.taken, 0);
+    const auto in = In("C.1251", "ABC", 0);
+    EXPECT_EQ(in.text, L"");
+    EXPECT_EQ(in.taken, 0);
+}
+
 TEST(CustomTCodeCvtWcharToChar, EmptyTextIsDoneAtOnce) {
     EXPECT_EQ(Out(kKoi8r, L"").result, Facet::ok);
     EXPECT_EQ(In(kKoi8r, "").result, Facet::ok);
@@ -126,6 +156,15 @@ TEST(CustomTCodeCvtWcharToChar, MaximumLengthIsThatOfTheLocale) {
     EXPECT_EQ(Facet("x.KOI8-R", 1).max_length(), 1);
     EXPECT_EQ(Facet("x.932", 1).max_length(), 2);
     EXPECT_GE(Facet("C.UTF-8", 1).max_length(), 4);
+}
+
+TEST(CustomTCodeCvtWcharToChar, MaximumLengthIsEnoughForTheLibrarysConversion) {
+    if (!LibraryKnows("C.UTF-8")) {
+        GTEST_SKIP() << "the C++ library has no UTF-8 locale here";
+    }
+    const std::locale known("C.UTF-8");
+    using OfLibrary = std::codecvt<wchar_t, char, std::mbstate_t>;
+    EXPECT_GE(Facet("C.UTF-8", 1).max_length(), std::use_facet<OfLibrary>(known).max_length());
 }
 
 TEST(CustomTCodeCvtWcharToChar, ServesAStream) {

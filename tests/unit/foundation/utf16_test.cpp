@@ -28,6 +28,11 @@ TEST(Utf16, LoneSurrogatesPassAsTheyAre) {
     EXPECT_EQ(FromUtf16(units), Wide({0xD83D, 'a', 0xDE00, 0xDE00, 0xD83D}));
 }
 
+TEST(Utf16, ViewEndsInsideAPair) {
+    const std::u16string units = {'a', 0xD83D, 0xDE00};
+    EXPECT_EQ(FromUtf16(std::u16string_view(units).substr(0, 2)), Wide({'a', 0xD83D}));
+}
+
 TEST(Utf16, ValueBeyondTheLastCharacterIsReplaced) {
     if (support::kWideIsOneUnit) {
         GTEST_SKIP() << "a wide character holds no such value here";

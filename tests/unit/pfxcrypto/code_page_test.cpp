@@ -21,7 +21,7 @@ using pkisdk::kGost28147;
 using pkisdk::kGostR3411_256;
 using test_support::Bytes;
 
-const bool kCodePageSet = test_support::UseCodePage1251();
+const bool kCodePageSet = test_support::UseCodePage(1251);
 
 // "п" is 0xEF in code page 1251, and D0 BF in UTF-8.
 std::string Letters(std::size_t count) {
