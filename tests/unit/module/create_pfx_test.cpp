@@ -52,7 +52,7 @@ TEST_F(UzCreatePFXTest, WithoutABufferAnyCountBecomesTheSize) {
 
 TEST_F(UzCreatePFXTest, TheSizeTakesNoKeyOutOfTheProvider) {
     AddKey();
-    const auto taken = [this] {
+    const auto taken = [] {
         int count = 0;
         for (std::size_t i = 0; i < Calls().Log().size(); ++i) {
             count += Calls().Log()[i] == "CryptExportKey" && Calls().Details()[i].hasBuffer ? 1 : 0;
