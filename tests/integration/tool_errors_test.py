@@ -471,6 +471,30 @@ class Errors(Profile):
             {"thumbprint": stays[0], "subject": "CN=stays, C=RU", "container": "stays"},
             {"thumbprint": stays[1], "subject": "CN=stays-too, C=RU", "container": "stays-too"}])
 
+    def test_a_choice_that_means_nothing(self):
+        one = self.new("one", "--exportable")
+        other = "0" * 40
+        advised = "'mvlpfx certs' lists them"
+        for options, text in ((["--thumbprint", one, "--thumbprint", other],
+                               f"--thumbprint '{other}'"),
+                              (["--subject", "one", "--subject", "two"], "--subject 'two'"),
+                              (["--container", "one", "--subject", "two"], "--subject 'two'")):
+            self.create(*options, code=1, advised=advised,
+                        happened=f"no certificate of MY is meant by {text}")
+        self.create("--subject", "", code=2, happened="--subject has no text",
+                    advised="mvlpfx create --help")
+        self.tells(2, ["create", "-o", "-", "--pass-file", "password"], subject="-",
+                   happened="a document is written to a file, not to standard output",
+                   advised="'./-' is one of that name")
+        for name in ("", " "):
+            self.tells(2, ["new", "--subject", name, "--container", "box"], subject="box",
+                       happened="the subject is empty", advised='as "CN=Ivan Petrov, C=RU"')
+        self.assertEqual([c["container"] for c in self.report("keys")["containers"]], ["one"])
+        # Each meets one, be it the same.
+        self.expect(0, "create", "-o", "./-", "--pass-file", "password", "--subject", "one",
+                    "--thumbprint", one, "--container", "one")
+        self.expect(0, "verify", "./-", "--pass-file", "password")
+
     def test_a_certificate_that_is_not_read_again(self):
         self.new("fine", "--exportable")
         odd = certificate(subject_key=bytes.fromhex("04810261" "62"))
@@ -841,7 +865,7 @@ class Errors(Profile):
             self.assertEqual(result.returncode, code, result)
             self.assertIn(err, result.stderr.decode())
         create = ["create", "-o", "out.pfx"]
-        asks(1, *create, err="no certificate of MY is meant")
+        asks(1, *create, err="there is no certificate in MY")
         self.new("one", "--exportable")
         self.new("stays")
         self.new("lost", "--exportable")
