@@ -310,27 +310,29 @@ class Errors(Profile):
     def test_a_document_in_ber(self):
         whole = DOCUMENT.read_bytes()
         self.assertEqual(whole[:2], b"\x30\x82")
-        # The document, authSafe, and MacData with what is in it: the last three SEQUENCEs.
+        # The document, authSafe, what wraps its octets, and MacData with what is in it.
         rows = [row for row in self.report("info", DOCUMENT, "--tree")["tree"]
-                if row["depth"] < 4 and row["type"] == "SEQUENCE"]
-        offsets = [rows[i]["offset"] for i in (0, 1, -3, -2, -1)]
+                if row["depth"] < 4 and row["type"] in ("SEQUENCE", "[0]")]
+        offsets = [rows[i]["offset"] for i in (0, 1, 2, -3, -2, -1)]
+        types = {row["offset"]: row["type"] for row in rows}
         for ber in [[at] for at in offsets] + [offsets]:
             document = self.file("ber", indefinite(whole, ber))
             for command in (["verify", "--pass-file", PASSWORD], ["info"],
                             ["restore", "--pass-file", PASSWORD],
                             ["restore", "--pass-file", PASSWORD, "--dry-run"]):
                 if command == ["info"] and ber[0] > offsets[1]:
-                    continue
+                    continue  # it looks at what can be seen
                 with self.subTest(command[0], at=ber):
                     self.tells(4, [command[0], document, *command[1:]], subject=document,
                                name=None if command[0] == "info" else "NTE_BAD_DATA",
-                               happened="has elements of indefinite length (BER), and DER is read "
-                                        "alone",
+                               happened="elements of indefinite length (BER) keep the document "
+                                        "from being read",
                                advised="have it made again in DER",
-                               found="SEQUENCE of indefinite length", where=("", b"\x30\x80"))
+                               found=f"{types[ber[0]]} of indefinite length",
+                               where=("", whole[ber[0]:ber[0] + 1] + b"\x80"))
             rows = self.report("info", document, "--tree")["tree"]
             self.assertEqual([row["type"] for row in rows if row.get("indefinite")],
-                             ["SEQUENCE"] * len(ber))
+                             [types[at] for at in ber])
 
     def test_ber_in_a_document_that_a_restore_would_pass_over(self):
         for name in ("indefinite-content.pfx", "indefinite-key.pfx"):
@@ -339,20 +341,25 @@ class Errors(Profile):
                 with self.subTest(name, options=options):
                     report = self.tells(4, ["restore", document, "--pass-file", "password",
                                             *options],
-                                        happened="has elements of indefinite length (BER)",
+                                        happened="keys lie in elements of indefinite length (BER)",
                                         advised="have it made again in DER", subject=document,
                                         found="SEQUENCE of indefinite length",
                                         where=("", b"\x30\x80"))
             self.assertEqual(self.report("keys")["containers"], [])
             at = report["where"]["offset"]
-            line = (f"elements of indefinite length (BER) are not looked into, the first at offset "
-                    f"{at}; a restore refuses them\n")
+            line = (f"keys lie in elements of indefinite length (BER), the first at offset {at}; "
+                    "a restore refuses the document\n")
             for command, start in (("verify", f"{document}: "), ("info", "")):
                 out = self.expect(0, command, document, "--pass-file", "password")
                 self.assertTrue(out.endswith(f"\n{start}{line}"), out)
                 self.assertEqual(self.report(command, document, "--pass-file",
                                              "password")["indefiniteAt"], at)
-        self.assertNotIn("indefiniteAt", self.report("info", DOCUMENT))
+        # Those that hide nothing are read.
+        read = self.written("indefinite-attribute.pfx")
+        for document in (DOCUMENT, read):
+            self.assertNotIn("indefiniteAt", self.report("info", document))
+        self.assertEqual(self.report("restore", read, "--pass-file", "password")["containers"],
+                         ["kept"])
 
     def test_a_content_that_is_not_data(self):
         for last, happened, advice in ((2, "signed by a certificate (signedData)",
@@ -470,6 +477,30 @@ class Errors(Profile):
         self.assertCountEqual(report["refused"], [
             {"thumbprint": stays[0], "subject": "CN=stays, C=RU", "container": "stays"},
             {"thumbprint": stays[1], "subject": "CN=stays-too, C=RU", "container": "stays-too"}])
+
+    def test_a_choice_that_means_nothing(self):
+        one = self.new("one", "--exportable")
+        other = "0" * 40
+        advised = "'mvlpfx certs' lists them"
+        for options, text in ((["--thumbprint", one, "--thumbprint", other],
+                               f"--thumbprint '{other}'"),
+                              (["--subject", "one", "--subject", "two"], "--subject 'two'"),
+                              (["--container", "one", "--subject", "two"], "--subject 'two'")):
+            self.create(*options, code=1, advised=advised,
+                        happened=f"no certificate of MY is meant by {text}")
+        self.create("--subject", "", code=2, happened="--subject has no text",
+                    advised="mvlpfx create --help")
+        self.tells(2, ["create", "-o", "-", "--pass-file", "password"], subject="-",
+                   happened="a document is written to a file, not to standard output",
+                   advised="'./-' is one of that name")
+        for name in ("", " "):
+            self.tells(2, ["new", "--subject", name, "--container", "box"], subject="box",
+                       happened="the subject is empty", advised='as "CN=Ivan Petrov, C=RU"')
+        self.assertEqual([c["container"] for c in self.report("keys")["containers"]], ["one"])
+        # Each meets one, be it the same.
+        self.expect(0, "create", "-o", "./-", "--pass-file", "password", "--subject", "one",
+                    "--thumbprint", one, "--container", "one")
+        self.expect(0, "verify", "./-", "--pass-file", "password")
 
     def test_a_certificate_that_is_not_read_again(self):
         self.new("fine", "--exportable")
@@ -841,7 +872,7 @@ class Errors(Profile):
             self.assertEqual(result.returncode, code, result)
             self.assertIn(err, result.stderr.decode())
         create = ["create", "-o", "out.pfx"]
-        asks(1, *create, err="no certificate of MY is meant")
+        asks(1, *create, err="there is no certificate in MY")
         self.new("one", "--exportable")
         self.new("stays")
         self.new("lost", "--exportable")

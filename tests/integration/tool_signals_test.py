@@ -5,6 +5,7 @@ import json
 import os
 import pathlib
 import pty
+import shutil
 import signal
 import subprocess
 import sys
@@ -165,6 +166,26 @@ class Signals(Profile):
             there = self.report("certs", home=home)["certificates"]
             self.assertEqual(out.split(), [row["thumbprint"] for row in there])
             self.assertEqual(self.left_over(home), [])
+
+    def test_deleting_is_done_as_a_whole_or_not_at_all(self):
+        thumbprint = self.new("box")
+        saved = self.folder / "saved"
+        shutil.copytree(self.home, saved)
+        # What deletes, and how many it leaves of containers and certificates.
+        for args, left in ((["keys", "delete", "box"], (0, 1)),
+                           (["certs", "delete", thumbprint], (1, 0))):
+            length = self.seconds(*args)
+            for moment, number in self.moments(length)[::2]:
+                shutil.rmtree(self.home)
+                shutil.copytree(saved, self.home)
+                status, _ = self.interrupt(moment, number, *args)
+                there = len(self.keys(self.home)), len(self.report("certs")["certificates"])
+                self.assertIn(there, ((1, 1), left))
+                if status == 0:
+                    self.assertEqual(there, left)
+                self.assertEqual(self.left_over(self.home), [])
+            shutil.rmtree(self.home)
+            shutil.copytree(saved, self.home)
 
     def test_certs_add_tells_what_it_added_of_many(self):
         """With --quiet too, where not all are added."""

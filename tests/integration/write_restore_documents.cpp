@@ -222,7 +222,10 @@ int main(int argc, char** argv) {
     Write(folder / "junk.pfx", DocumentOfJunk());
     Write(folder / "indefinite-content.pfx",
           test_support::DocumentOf(
-              {Indefinite(Certificates()), test_support::PlainContentInfo({FirstKey().Build()})}));
+              {Certificates(), Indefinite(test_support::PlainContentInfo({FirstKey().Build()}))}));
+    KeyBag named = FirstKey();
+    named.attributes[0] = Indefinite(named.attributes[0]);
+    Write(folder / "indefinite-attribute.pfx", DocumentOfBags({named.Build()}));
     Write(folder / "indefinite-key.pfx", DocumentOfBags({Indefinite(FirstKey().Build())}));
     damaged.attributes = {test_support::FriendlyName(u"two\nlines")};
     Write(folder / "two-lines.pfx", DocumentOfKeys(damaged));

@@ -1,6 +1,9 @@
 #include "mvlpfx/certificate_choice.h"
 
 #include <algorithm>
+#include <functional>
+#include <iterator>
+#include <optional>
 #include <set>
 
 #include "mvlpfx/certificate_walk.h"
@@ -9,10 +12,6 @@
 namespace mvlpfx {
 
 namespace {
-
-bool Contains(const std::vector<std::string>& texts, const std::string& text) {
-    return std::ranges::find(texts, text) != texts.end();
-}
 
 // A container as people know it, and as certificates record it.
 struct Container {
@@ -27,13 +26,9 @@ OwnedContext OpenContainer(const std::string& name) {
     return context;
 }
 
-std::vector<Container> FindContainers(const std::vector<std::string>& names) {
-    std::vector<Container> containers;
-    for (const std::string& name : names) {
-        const OwnedContext context = OpenContainer(name);
-        containers.push_back({name, TextParameter(context.Get(), PP_UNIQUE_CONTAINER)});
-    }
-    return containers;
+Container FindContainer(const std::string& name) {
+    const OwnedContext context = OpenContainer(name);
+    return {name, TextParameter(context.Get(), PP_UNIQUE_CONTAINER)};
 }
 
 bool HasKeyIn(PCCERT_CONTEXT certificate, const Container& container) {
@@ -41,33 +36,63 @@ bool HasKeyIn(PCCERT_CONTEXT certificate, const Container& container) {
     return !recorded.empty() && (recorded == container.uniqueName || recorded == container.name);
 }
 
-// Which certificates of "MY" are meant: all, unless something names some.
-class Selection {
-  public:
-    Selection(const CreateOptions& options, const std::vector<Container>& containers)
-        : options_(options), containers_(containers) {
-        for (const std::string& thumbprint : options.thumbprints) {
-            thumbprints_.push_back(ParseThumbprint(thumbprint));
-        }
-    }
-
-    bool Takes(PCCERT_CONTEXT certificate) const {
-        const bool takesAll =
-            options_.subjects.empty() && thumbprints_.empty() && containers_.empty();
-        return takesAll || Contains(thumbprints_, Thumbprint(certificate)) ||
-               std::ranges::any_of(
-                   options_.subjects,
-                   [&](const std::string& text) { return SubjectContains(certificate, text); }) ||
-               std::ranges::any_of(containers_, [&](const Container& container) {
-                   return HasKeyIn(certificate, container);
-               });
-    }
-
-  private:
-    const CreateOptions& options_;
-    const std::vector<Container>& containers_;
-    std::vector<std::string> thumbprints_;
+// What names certificates of "MY", and whether it has met one.
+struct Selector {
+    std::string text;  // as it was given
+    std::function<bool(PCCERT_CONTEXT)> means;
+    std::optional<Container> container;  // that it names
+    bool isMet = false;
 };
+
+// No text would be in every subject.
+Selector OfSubject(const std::string& text) {
+    if (text.empty()) {
+        throw ToolError(ExitCode::kUsage, "--subject has no text");
+    }
+    return {"--subject '" + text + "'",
+            [text](PCCERT_CONTEXT certificate) { return SubjectContains(certificate, text); },
+            std::nullopt};
+}
+
+Selector OfThumbprint(const std::string& given) {
+    return {"--thumbprint '" + given + "'",
+            [thumbprint = ParseThumbprint(given)](PCCERT_CONTEXT certificate) {
+                return Thumbprint(certificate) == thumbprint;
+            },
+            std::nullopt};
+}
+
+Selector OfContainer(const std::string& name) {
+    const Container container = FindContainer(name);
+    return {"--container '" + name + "'",
+            [container](PCCERT_CONTEXT certificate) { return HasKeyIn(certificate, container); },
+            container};
+}
+
+std::vector<Selector> SelectorsOf(const CreateOptions& options) {
+    std::vector<Selector> selectors;
+    std::ranges::transform(options.subjects, std::back_inserter(selectors), OfSubject);
+    std::ranges::transform(options.thumbprints, std::back_inserter(selectors), OfThumbprint);
+    std::ranges::transform(options.containers, std::back_inserter(selectors), OfContainer);
+    return selectors;
+}
+
+// All are meant unless something names some.
+bool IsMeant(PCCERT_CONTEXT certificate, std::vector<Selector>* selectors) {
+    bool isMeant = selectors->empty();
+    for (Selector& selector : *selectors) {
+        const bool isMet = selector.means(certificate);
+        selector.isMet = selector.isMet || isMet;
+        isMeant = isMeant || isMet;
+    }
+    return isMeant;
+}
+
+[[noreturn]] void ThrowNotThere(const std::string& message) {
+    throw ToolError(ExitCode::kOther, message, 0,
+                    "'mvlpfx certs' lists them; name one with --subject, --thumbprint or "
+                    "--container, or make one with 'mvlpfx new'");
+}
 
 // The issuers of a certificate, from "CA" and "ROOT", as far up as they are there.
 void AddIssuers(HCERTSTORE gathered, PCCERT_CONTEXT certificate) {
@@ -149,39 +174,31 @@ OwnedCertificate AddTo(HCERTSTORE store, PCCERT_CONTEXT certificate) {
 }
 
 OwnedStore GatherCertificates(const CreateOptions& options) {
-    const std::vector<Container> containers = FindContainers(options.containers);
-    const Selection selection(options, containers);
+    std::vector<Selector> selectors = SelectorsOf(options);
     const OwnedStore my = OpenSystemStore("MY", false);
     OwnedStore gathered(CertOpenStore(CERT_STORE_PROV_MEMORY, 0, 0, 0, nullptr));
     RequireCall(gathered ? TRUE : FALSE, "can't gather the certificates");
-    std::size_t count = 0;
-    const auto take = [&](PCCERT_CONTEXT certificate) {
-        ++count;
+    bool isEmpty = true;
+    const auto take = [&](const OwnedCertificate& certificate) {
+        isEmpty = false;
         if (options.chain) {
-            AddIssuers(gathered.Get(), certificate);
+            AddIssuers(gathered.Get(), certificate.Get());
         }
     };
-    std::set<std::string> met;
     ForEachCertificate(my.Get(), "MY", [&](PCCERT_CONTEXT certificate) {
-        if (!selection.Takes(certificate)) {
-            return;
-        }
-        take(AddTo(gathered.Get(), certificate).Get());
-        for (const Container& container : containers) {
-            if (HasKeyIn(certificate, container)) {
-                met.insert(container.uniqueName);
-            }
+        if (IsMeant(certificate, &selectors)) {
+            take(AddTo(gathered.Get(), certificate));
         }
     });
-    for (const Container& container : containers) {
-        if (!met.contains(container.uniqueName)) {
-            take(AddCertificateBeside(gathered.Get(), container).Get());
+    for (const Selector& selector : selectors) {
+        if (!selector.isMet && selector.container) {
+            take(AddCertificateBeside(gathered.Get(), *selector.container));
+        } else if (!selector.isMet) {
+            ThrowNotThere("no certificate of MY is meant by " + selector.text);
         }
     }
-    if (count == 0) {
-        throw ToolError(ExitCode::kOther, "no certificate of MY is meant by this", 0,
-                        "'mvlpfx certs' lists them; name one with --subject, --thumbprint or "
-                        "--container, or make one with 'mvlpfx new'");
+    if (isEmpty) {
+        ThrowNotThere("there is no certificate in MY");
     }
     return gathered;
 }

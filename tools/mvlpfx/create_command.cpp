@@ -4,6 +4,7 @@
 #include "mvlpfx/commands.h"
 #include "mvlpfx/document_file.h"
 #include "mvlpfx/document_maker.h"
+#include "mvlpfx/exit_codes.h"
 #include "mvlpfx/keyless_certificates.h"
 #include "mvlpfx/output_file.h"
 #include "mvlpfx/report.h"
@@ -58,6 +59,11 @@ void RequireCreatable(const CreateOptions& options, HCERTSTORE store) {
 }  // namespace
 
 void RunCreate(const CreateOptions& options) {
+    // Where a document is read it stands for standard input.
+    if (options.output == "-") {
+        throw ToolError(ExitCode::kUsage, "a document is written to a file, not to standard output",
+                        0, "name a file; './-' is one of that name");
+    }
     const OwnedStore store = GatherCertificates(options);
     if (options.pin.IsNamed()) {
         GivePinWhereAsked(store.Get(), ReadPin(options.pin));

@@ -2,13 +2,17 @@
 
 #include <algorithm>
 #include <array>
+#include <limits>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "foundation/exception.h"
+#include "foundation/object_id.h"
 #include "mvlpfx/der_tags.h"
 #include "mvlpfx/der_walk.h"
 #include "mvlpfx/document_file.h"
+#include "mvlpfx/document_keys.h"
 #include "mvlpfx/parsed_document.h"
 #include "mvlpfx/report.h"
 #include "pfximport/bag_identifiers.h"
@@ -54,6 +58,14 @@ DocumentPlace PlaceOfPem(const std::string& kind, std::size_t offset) {
     ToolError error(ExitCode::kMalformed, message, word, advice);
     error.place = std::move(place);
     throw error;
+}
+
+[[noreturn]] void ThrowIndefinite(const char* message, std::optional<DocumentPlace> place,
+                                  std::uint32_t word) {
+    Throw(message,
+          "have it made again in DER, as 'openssl pkcs12 -export' writes it; 'mvlpfx info --tree' "
+          "shows what it holds",
+          std::move(place), word);
 }
 
 void RefuseOtherPem(std::span<const std::uint8_t> document, std::uint32_t word) {
@@ -269,10 +281,56 @@ std::optional<DocumentPlace> FindIndefinite(std::span<const std::uint8_t> docume
 // another shape than the document has.
 void RefuseIndefinite(std::span<const std::uint8_t> document, std::uint32_t word) {
     if (auto place = FindIndefinite(document)) {
-        Throw("the document has elements of indefinite length (BER), and DER is read alone",
-              "have it made again in DER, as 'openssl pkcs12 -export' writes it; 'mvlpfx info "
-              "--tree' shows what it holds",
-              std::move(place), word);
+        ThrowIndefinite("elements of indefinite length (BER) keep the document from being read",
+                        std::move(place), word);
+    }
+}
+
+void RefuseIndefiniteFrame(std::span<const std::uint8_t> document) {
+    const std::vector<std::uint8_t> der = WithoutArmour({document.begin(), document.end()});
+    const DerWalk walk = WalkDer(der);
+    std::int32_t depthOfOctets = std::numeric_limits<std::int32_t>::max();
+    for (const DerElement& element : walk.elements) {
+        if (element.depth <= depthOfOctets) {
+            depthOfOctets = element.identifier == kOctetString
+                                ? element.depth
+                                : std::numeric_limits<std::int32_t>::max();
+            if (element.isIndefinite) {
+                RefuseIndefinite(document, static_cast<std::uint32_t>(NTE_BAD_DATA));
+            }
+        }
+    }
+}
+
+bool HidesKeys(std::span<const std::uint8_t> document) {
+    if (!FindIndefinite(document)) {
+        return false;
+    }
+    const std::vector<std::uint8_t> der = WithoutArmour({document.begin(), document.end()});
+    const DerWalk walk = WalkDer(der);
+    const auto bags = std::ranges::count_if(walk.elements, [&](const DerElement& element) {
+        std::string oid;
+        return element.identifier == kObjectIdentifier &&
+               pkisdk::OidBlobToText(pkisdk::Blob(der.data() + element.content, element.length),
+                                     &oid) != 0 &&
+               oid == pkisdk::kShroudedKeyBagOid;
+    });
+    std::ptrdiff_t seen = 0;
+    try {
+        ForEachKeyBag(ParsedDocument(document).list,
+                      [&](const PfxKeyBag&, std::uint32_t) { ++seen; });
+    } catch (const pkisdk::Exception&) {
+        return false;  // which ends a restore, and is told by it
+    }
+    return seen < bags;
+}
+
+void RefuseHiddenKeys(std::span<const std::uint8_t> document) {
+    if (HidesKeys(document)) {
+        ThrowIndefinite(
+            "keys lie in elements of indefinite length (BER), where a restore does not "
+            "find them",
+            FindIndefinite(document), 0);
     }
 }
 

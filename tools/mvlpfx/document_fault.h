@@ -38,7 +38,17 @@ std::optional<DocumentPlace> FindPem(std::span<const std::uint8_t> text);
 // The first element of indefinite length, of what reads as elements, or begins so.
 std::optional<DocumentPlace> FindIndefinite(std::span<const std::uint8_t> document);
 
-// Throws for one: a restore would pass over what is in it, and keys would stay behind unnoticed.
-void RefuseIndefinite(std::span<const std::uint8_t> document, std::uint32_t word = 0);
+// Throws for one, of what can't be read.
+void RefuseIndefinite(std::span<const std::uint8_t> document, std::uint32_t word);
+
+// Throws for one around the authenticated content or in the integrity value: any password would be
+// told as wrong. Further in they are read, for the most part.
+void RefuseIndefiniteFrame(std::span<const std::uint8_t> document);
+
+// Whether keys lie in such elements that a restore would leave behind without a word.
+bool HidesKeys(std::span<const std::uint8_t> document);
+
+// Throws where they do.
+void RefuseHiddenKeys(std::span<const std::uint8_t> document);
 
 }  // namespace mvlpfx

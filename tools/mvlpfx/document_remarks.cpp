@@ -7,8 +7,8 @@ namespace mvlpfx {
 
 DocumentRemarks FindRemarks(std::span<const std::uint8_t> document) {
     DocumentRemarks remarks{CountBehind(document), std::nullopt};
-    if (const auto place = FindIndefinite(document)) {
-        remarks.indefiniteAt = place->offset;
+    if (HidesKeys(document)) {
+        remarks.hiddenFrom = FindIndefinite(document)->offset;
     }
     return remarks;
 }
@@ -18,11 +18,9 @@ std::vector<std::string> LinesOf(const DocumentRemarks& remarks) {
     if (remarks.bytesBehind != 0) {
         lines.push_back(BehindText(remarks.bytesBehind));
     }
-    if (remarks.indefiniteAt) {
-        lines.push_back(
-            "elements of indefinite length (BER) are not looked into, the first at "
-            "offset " +
-            std::to_string(*remarks.indefiniteAt) + "; a restore refuses them");
+    if (remarks.hiddenFrom) {
+        lines.push_back("keys lie in elements of indefinite length (BER), the first at offset " +
+                        std::to_string(*remarks.hiddenFrom) + "; a restore refuses the document");
     }
     return lines;
 }
@@ -31,8 +29,8 @@ void AddRemarks(const DocumentRemarks& remarks, nlohmann::ordered_json* report) 
     if (remarks.bytesBehind != 0) {
         (*report)["bytesBehind"] = remarks.bytesBehind;
     }
-    if (remarks.indefiniteAt) {
-        (*report)["indefiniteAt"] = *remarks.indefiniteAt;
+    if (remarks.hiddenFrom) {
+        (*report)["indefiniteAt"] = *remarks.hiddenFrom;
     }
 }
 

@@ -12,8 +12,9 @@ namespace mvlpfx {
 
 struct DocumentRemarks {
     std::uint64_t bytesBehind = 0;  // behind the document's end
-    // Offset of the first element of indefinite length, in the DER that text forms decode to.
-    std::optional<std::uint32_t> indefiniteAt;
+    // Offset of the first element of indefinite length, in the DER that text forms decode to, where
+    // such elements hide keys.
+    std::optional<std::uint32_t> hiddenFrom;
 };
 
 DocumentRemarks FindRemarks(std::span<const std::uint8_t> document);

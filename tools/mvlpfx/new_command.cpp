@@ -19,6 +19,11 @@ namespace mvlpfx {
 namespace {
 
 std::vector<BYTE> EncodeSubject(const std::string& subject) {
+    // The empty name is one, but no issuer's.
+    if (subject.find_first_not_of(' ') == subject.npos) {
+        throw ToolError(ExitCode::kUsage, "the subject is empty", 0,
+                        "name it as \"CN=Ivan Petrov, C=RU\"");
+    }
     DWORD size = 0;
     LPCSTR stop = nullptr;
     if (CertStrToNameA(X509_ASN_ENCODING, subject.c_str(), CERT_X500_NAME_STR, nullptr, nullptr,

@@ -38,6 +38,7 @@ void CheckIterations(std::span<const std::uint8_t> document, std::uint64_t count
 }
 
 void CheckMac(std::span<const std::uint8_t> document, std::uint64_t maxIterations) {
+    RefuseIndefiniteFrame(document);
     const MacOutline mac = OutlineMac(document);
     if (!mac.present) {
         ThrowNoMac(document);
@@ -92,7 +93,7 @@ void CheckRestorable(const std::vector<std::uint8_t>& document, const std::strin
                      const PasswordOptions& source, const CommonOptions& common) {
     RequireTwoSources(file, source);
     CheckMac(document, common.maxIterations);
-    RefuseIndefinite(document);
+    RefuseHiddenKeys(document);
     CheckIterations(document, CountIterations(document), common.maxIterations, kInAll);
 }
 
