@@ -55,20 +55,23 @@ std::map<std::string, FileState> CertificateFolder::List() const {
     return files;
 }
 
+std::optional<FileState> CertificateFolder::FindState(const std::string& name) const {
+    return StateOf(path_ / name);
+}
+
 std::optional<Entry> CertificateFolder::Read(const std::string& name) const {
-    const std::filesystem::path path = path_ / name;
-    try {
-        const std::optional<Bytes> bytes = ReadStateFile(path, kLargestFile);
-        if (!bytes.has_value()) {
-            return std::nullopt;
-        }
-        std::optional<Entry> entry = ParseEntry(*bytes);
-        Require(entry.has_value() && NameOf(Sha1Of(entry->encoded)) == name, CRYPT_E_FILE_ERROR);
-        return entry;
-    } catch (const ErrorWord&) {
-        syslog(LOG_WARNING, "%s: cannot be read or is damaged; it is passed over", path.c_str());
-        throw;
+    const std::optional<Bytes> bytes = ReadStateFile(path_ / name, kLargestFile);
+    if (!bytes.has_value()) {
+        return std::nullopt;
     }
+    std::optional<Entry> entry = ParseEntry(*bytes);
+    Require(entry.has_value() && NameOf(Sha1Of(entry->encoded)) == name, CRYPT_E_FILE_ERROR);
+    return entry;
+}
+
+void CertificateFolder::TellPassedOver(const std::string& name) const {
+    syslog(LOG_WARNING, "%s: cannot be read or is damaged; it is passed over",
+           (path_ / name).c_str());
 }
 
 FolderLock CertificateFolder::Lock() const {
@@ -80,7 +83,7 @@ FileState CertificateFolder::Write(const FolderLock& lock, const Sha1& thumbprin
                                    const Properties& properties) const {
     const std::string name = NameOf(thumbprint);
     lock.Write(name, SerializeEntry(encoded, properties), isPrivate_ ? 0600 : 0644);
-    return StateOf(path_ / name).value_or(FileState());
+    return FindState(name).value_or(FileState());
 }
 
 }  // namespace capi

@@ -20,9 +20,13 @@ class CertificateFolder {
 
     // The certificates' files, by name; none where there is no folder.
     std::map<std::string, FileState> List() const;
+    // Nothing where the file is not there.
+    std::optional<FileState> FindState(const std::string& name) const;
     // Nothing where the file is not there. Throws for one that is damaged or cannot be read, also
-    // where its certificate is not the one that its name says, and tells syslog.
+    // where its certificate is not the one that its name says.
     std::optional<Entry> Read(const std::string& name) const;
+    // Tells syslog that a file gave no certificate.
+    void TellPassedOver(const std::string& name) const;
 
     FolderLock Lock() const;
     // Answers the file's new state.

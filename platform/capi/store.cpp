@@ -240,10 +240,13 @@ void Store::ChangeProperties(CertificateObject* element, bool isForMemory,
         const FolderLock files = folder_->Lock();
         // Another process may have changed other properties since; one that took the certificate
         // away is not contradicted.
+        KnownFile& known = files_[name];
+        const bool isAsKnown = folder_->FindState(name) == known.state;
         if (std::optional<Entry> entry = folder_->Read(name)) {
             change(&entry->properties);
-            files_[name].state =
+            const FileState written =
                 folder_->Write(files, element->Thumbprint(), element->Encoded(), entry->properties);
+            known.state = isAsKnown ? std::optional(written) : std::nullopt;
         }
     }
     element->ChangeProperties(change);
@@ -291,7 +294,9 @@ void Store::WithdrawElementOf(KnownFile* file) {
 }
 
 void Store::ReadFile(const std::string& name, const FileState& state) {
-    const auto known = files_.try_emplace(name).first;
+    const auto [known, isNew] = files_.try_emplace(name);
+    // Once for each state of the file, and not for every look at one that stays out of reach.
+    const bool isToBeTold = isNew || known->second.state.has_value();
     known->second.state.reset();
     try {
         std::optional<Entry> entry = folder_->Read(name);
@@ -306,6 +311,9 @@ void Store::ReadFile(const std::string& name, const FileState& state) {
         // One bad file does not hide the others; the walk's end tells of it. What was not the
         // file's own fault may have passed by the next look.
         WithdrawElementOf(&known->second);
+        if (isToBeTold) {
+            folder_->TellPassedOver(name);
+        }
         if (error.Word() == static_cast<DWORD>(CRYPT_E_FILE_ERROR)) {
             known->second.state = state;
         }

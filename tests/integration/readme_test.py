@@ -3,6 +3,7 @@
 import os
 import pathlib
 import re
+import shutil
 import subprocess
 import sys
 import unittest
@@ -57,10 +58,13 @@ class Readme(Profile):
     def test_the_map_has_every_folder(self):
         root = pathlib.Path(sys.argv[3]).parent
         told = README[README.index("The map: "):README.index("## More")]
+        if shutil.which("git") is None:
+            self.skipTest("SKIPPED: git is not installed")
         kept = subprocess.run(["git", "ls-files"], cwd=root, capture_output=True, check=False,
                               text=True).stdout.splitlines()
-        folders = ({name.split("/")[0] for name in kept if "/" in name} or
-                   {path.name for path in root.iterdir() if path.is_dir() and path.name != "build"})
+        if not kept:
+            self.skipTest("SKIPPED: no clone that this user may look into")
+        folders = {name.split("/")[0] for name in kept if "/" in name}
         for folder in folders:
             if not folder.startswith("."):
                 self.assertIn(f"`{folder}/", told)

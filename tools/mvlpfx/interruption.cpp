@@ -33,9 +33,8 @@ void DeferSignals() {
 }
 
 void DeliverSignals() {
-    if (PendingSignal() != 0) {
-        std::fflush(stdout);
-    }
+    // A signal may come as soon as it can.
+    std::fflush(stdout);
     const sigset_t set = SignalsThatEnd();
     pthread_sigmask(SIG_UNBLOCK, &set, nullptr);
 }

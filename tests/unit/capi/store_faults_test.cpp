@@ -13,6 +13,7 @@
 #include "support/file_faults.h"
 #include "support/heap_faults.h"
 #include "support/scoped_environment.h"
+#include "support/system_log.h"
 
 // The loader keeps what it knows of libraries out of sight.
 extern "C" __attribute__((visibility("default"))) const char* __lsan_default_suppressions() {
@@ -153,6 +154,25 @@ TEST_F(StoreFaults, ACertificateIsSeenAsSoonAsItsFileCanBeOpened) {
             return;
         }
     }
+}
+
+TEST_F(StoreFaults, AFileThatStaysOutOfReachIsToldOnce) {
+    ASSERT_TRUE(OpenStore(L"MY").Add(Chain().leaf));
+    bool isTold = false;
+    bool happened = true;
+    for (std::size_t number = 1; happened && !isTold; ++number) {
+        const OpenStore store(L"MY");
+        test_support::SystemLog().clear();
+        for (int look = 0; look < 3; ++look) {
+            const file_faults::Fail fail(number, {EMFILE, false});
+            CertFreeCertificateContext(store.First());
+            happened = fail.Happened();
+            isTold =
+                happened && file_faults::LastCall() == "open" && !test_support::SystemLog().empty();
+        }
+        EXPECT_TRUE(!isTold || test_support::SystemLog().size() == 1);
+    }
+    EXPECT_TRUE(isTold);
 }
 
 TEST_F(StoreFaults, AFileThatGoesBetweenTheLookAtItsFolderAndItsReadingIsNoDamage) {

@@ -168,6 +168,25 @@ TEST_F(SystemStore, ShowsWhatAnotherHandleChanges) {
     EXPECT_TRUE(Files().empty());
 }
 
+TEST_F(SystemStore, KeepsWhatAnotherHandleSetBeforeAPropertyOfItsOwn) {
+    ASSERT_TRUE(OpenStore(L"MY").Add(Chain().leaf));
+    const OpenStore one(L"MY");
+    const OpenStore two(L"MY");
+    const Certificate mine(one.First());
+    const Certificate theirs(two.First());
+    SetName(theirs.Get(), "theirs");
+    std::string text = "mine";
+    CRYPT_DATA_BLOB blob{static_cast<DWORD>(text.size()), reinterpret_cast<BYTE*>(text.data())};
+    ASSERT_TRUE(CertSetCertificateContextProperty(mine.Get(), CERT_DESCRIPTION_PROP_ID, 0, &blob));
+    EXPECT_EQ(NameOf(Certificate(one.First()).Get()), "theirs");
+
+    const Certificate added(Chain().leaf);
+    ASSERT_TRUE(CertSetCertificateContextProperty(added.Get(), CERT_FIRST_USER_PROP_ID, 0, &blob));
+    ASSERT_TRUE(CertAddCertificateContextToStore(one.Get(), added.Get(),
+                                                 CERT_STORE_ADD_USE_EXISTING, nullptr));
+    EXPECT_EQ(NameOf(Certificate(OpenStore(L"MY").First()).Get()), "theirs");
+}
+
 TEST_F(SystemStore, ReplacesWithAlwaysAndWithNewer) {
     const OpenStore store(L"MY");
     ASSERT_TRUE(store.Add(Chain().leaf));
