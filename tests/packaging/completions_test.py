@@ -144,6 +144,9 @@ class Completions(unittest.TestCase):
         for subcommand in sorted(subcommands()):
             self.assertEqual(self.offered(f"mvlpfx {subcommand} --"), options_of(subcommand), subcommand)
 
+    def test_a_value_that_reads_like_a_subcommand_is_none(self):
+        self.assertEqual(self.offered("mvlpfx create --subject info --t"), {"--thumbprint"})
+
     def test_commands_of_keys_and_certs(self):
         self.assertEqual(self.offered("mvlpfx keys d"), {"delete"})
         self.assertEqual(self.offered("mvlpfx certs a"), {"add"})
