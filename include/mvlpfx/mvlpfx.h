@@ -64,7 +64,8 @@ MVLPFX_EXPORT BOOL UzCreatePFX(HCERTSTORE store, PfxBlob* pfx, LPCWSTR password,
  *   NTE_KEYSET_ENTRY_BAD      the password is wrong
  *   ERROR_INVALID_PASSWORD    it is empty, or longer than 32 bytes
  *   NTE_BAD_DATA              the document is no PFX in DER, or lacks a part that it must have
- *   NTE_BAD_ALGID             it is encrypted with algorithms that the provider does not have
+ *   NTE_BAD_ALGID             it is encrypted, in GOST's shape, with algorithms that the provider
+ *                             does not have; any other shape is CRYPT_E_ASN1_CORRUPT
  *   CRYPT_E_ASN1_CORRUPT      an encrypted content or the bag of a key is malformed
  * or the provider's own. Containers that were made before a failure stay. The record is not
  * checked: a null `pfx` is a defect of the caller. */

@@ -17,19 +17,31 @@ _mvlpfx_options() {
         echo "$common $pass --exportable --machine --keys-only --pin-from-password --dry-run"
         ;;
     register | unregister) echo "$common" ;;
+    help) ;;
     *) echo "--help --version" ;;
+    esac
+}
+
+# What may stand behind these two.
+_mvlpfx_commands() {
+    case $1 in
+    keys) echo "list delete" ;;
+    certs) echo "list add delete" ;;
     esac
 }
 
 # What may stand at the cursor besides values and files.
 _mvlpfx_words() {
+    local subcommands="new keys certs create info verify restore register unregister"
     if [[ $COMP_CWORD -eq 1 ]]; then
-        echo "new keys certs create info verify restore register unregister"
+        echo "$subcommands help"
+    elif [[ ${COMP_WORDS[1]} != help ]]; then
+        _mvlpfx_commands "${COMP_WORDS[1]}"
+    elif [[ $COMP_CWORD -eq 2 ]]; then
+        echo "$subcommands"
+    elif [[ $COMP_CWORD -eq 3 ]]; then
+        _mvlpfx_commands "${COMP_WORDS[2]}"
     fi
-    case ${COMP_WORDS[1]} in
-    keys) echo "list delete" ;;
-    certs) echo "list add delete" ;;
-    esac
     _mvlpfx_options "${COMP_WORDS[1]}"
 }
 

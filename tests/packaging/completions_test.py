@@ -127,8 +127,14 @@ class Completions(unittest.TestCase):
 
     def test_every_subcommand(self):
         words = {word for word in self.offered("mvlpfx ") if not word.startswith("-")}
-        self.assertEqual(words, subcommands())
+        self.assertEqual(words, subcommands() | {"help"})
         self.assertEqual(self.offered("mvlpfx res"), {"restore"})
+
+    def test_help_and_what_it_is_asked_of(self):
+        for line, expected in (("he", {"help"}), ("help ", subcommands()), ("help cr", {"create"}),
+                               ("help keys ", {"list", "delete"}), ("help certs ", {"list", "add", "delete"}),
+                               ("help keys list ", set()), ("help info ", set())):
+            self.assertEqual(self.offered(f"mvlpfx {line}"), expected, line)
 
     def test_the_options_before_any(self):
         said = run(TOOL, "--help")
@@ -137,6 +143,9 @@ class Completions(unittest.TestCase):
     def test_the_options_of_each(self):
         for subcommand in sorted(subcommands()):
             self.assertEqual(self.offered(f"mvlpfx {subcommand} --"), options_of(subcommand), subcommand)
+
+    def test_a_value_that_reads_like_a_subcommand_is_none(self):
+        self.assertEqual(self.offered("mvlpfx create --subject info --t"), {"--thumbprint"})
 
     def test_commands_of_keys_and_certs(self):
         self.assertEqual(self.offered("mvlpfx keys d"), {"delete"})

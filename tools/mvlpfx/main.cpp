@@ -25,7 +25,7 @@ void AddCommonOptions(CLI::App* command, mvlpfx::CommonOptions* options) {
     command->add_flag("--quiet", options->quiet, "Print nothing but lists and errors");
     command
         ->add_option("--max-iterations", options->maxIterations,
-                     "Refuse documents that ask for more derivation iterations in all")
+                     "Refuse documents that would take the command more iterations in all")
         ->capture_default_str();
 }
 
