@@ -205,6 +205,66 @@ class Errors(Profile):
         self.assertEqual((failure["errorName"], failure["found"], failure["where"]["path"]),
                          ("NTE_BAD_ALGID", "1.2.643.2.2.127", path))
 
+    def exported(self, key, *ciphers):
+        """A document that OpenSSL makes with a GOST integrity value."""
+        self.openssl("req", "-x509", "-newkey", *key, "-nodes", "-keyout", "key.pem", "-out",
+                     "cert.pem", "-subj", "/CN=x")
+        self.openssl("pkcs12", "-export", "-inkey", "key.pem", "-in", "cert.pem", "-macalg",
+                     "md_gost12_512", "-passout", "file:password", "-out", "made.pfx", *ciphers)
+        return self.folder / "made.pfx"
+
+    def test_ciphers_of_other_standards(self):
+        content = "authSafe.contents[1].encryptedContentInfo.contentEncryptionAlgorithm."
+        key = "authSafe.contents[2].bags[1].bagValue.encryptionAlgorithm."
+        cipher = "parameters.encryptionScheme.algorithm"
+        aes = ("2.16.840.1.101.3.4.1.42", "060960864801650304012a")
+        triple_des = ("1.2.840.113549.1.12.1.3", "060a2a864886f70d010c0103")
+        both = ["certificatesError", "keysError"]
+        for ciphers, path, (found, octets), unread in (
+                ([], content + cipher, aes, both),
+                (["-keypbe", "PBE-SHA1-3DES", "-certpbe", "PBE-SHA1-3DES"], content + "algorithm",
+                 triple_des, both),
+                (["-certpbe", "gost89"], key + cipher, aes, ["keysError"]),
+                (["-certpbe", "gost89", "-keypbe", "PBE-SHA1-3DES"], key + "algorithm", triple_des,
+                 ["keysError"]),
+                (["-keypbe", "gost89"], content + cipher, aes, ["certificatesError"])):
+            document = self.exported(["gost2012_256", "-pkeyopt", "paramset:A"], *ciphers)
+            happened = "encrypted in a way that the provider does not know"
+            for options in ([], ["--dry-run"]):
+                with self.subTest(ciphers, options=options):
+                    report = self.tells(
+                        5, ["restore", document, "--pass-file", "password", *options],
+                        happened=happened, advised="-keypbe gost89", name="CRYPT_E_ASN1_CORRUPT",
+                        subject=document, found=found, where=(path, bytes.fromhex(octets)))
+                    self.assertEqual(report["containers"], [])
+            report = self.report("info", document, "--pass-file", "password")
+            self.assertEqual([name for name in both if name in report], unread)
+            for name in unread:
+                with self.subTest(ciphers, unread=name):
+                    self.assertIn(happened, report[name]["message"])
+                    self.assertIn("-keypbe gost89", report[name]["advice"])
+                    self.assertEqual((report[name]["errorName"], report[name]["found"],
+                                      report[name]["where"]["path"]),
+                                     ("CRYPT_E_ASN1_CORRUPT", found, path))
+
+    def test_a_sound_document_of_no_gost_is_not_told_as_malformed(self):
+        for name in ("openssl_p256.pfx", "certtool_p256.pfx"):
+            with self.subTest(name):
+                out = self.expect(0, "info", DOCUMENTS / name)
+                self.assertRegex(out, r"\nkeys: can't be read: .* encrypted in a way that the "
+                                      r"provider does not know\n  found 2\.16\.840\S* at offset "
+                                      r"\d+, authSafe\..*\n  what to do: have it made again with "
+                                      r"GOST 28147-89")
+                self.assertNotIn("malformed", out)
+
+    def test_what_is_malformed_before_an_unknown_cipher(self):
+        document = self.written("malformed-before-unknown.pfx")
+        self.tells(4, ["restore", document, "--pass-file", "password", "--dry-run"],
+                   happened="an encrypted part of the document is malformed",
+                   advised="get the document again", name="CRYPT_E_ASN1_CORRUPT",
+                   subject=document, found="SEQUENCE without attrType",
+                   where=("authSafe.contents[2].bags[1].bagAttributes[1]", b"\x30\x00"))
+
     def test_missing_prf_parameters(self):
         document = PEERS / "gnutls-2012-256.pfx"
         self.tells(4, ["restore", document, "--pass-file", document.with_suffix(".password")],

@@ -201,6 +201,9 @@ int main(int argc, char** argv) {
         folder / "unknown-before-malformed.pfx",
         DocumentOfBags({unknown.Build(), SecondKeyWith(test_support::Element(0x30, {})).Build()}));
     Write(folder / "unknown-certificate-cipher.pfx", DocumentOfUnknownCertificateCipher());
+    Write(
+        folder / "malformed-before-unknown.pfx",
+        DocumentOfBags({SecondKeyWith(test_support::Element(0x30, {})).Build(), unknown.Build()}));
     Write(folder / "hollow-bag.pfx", DocumentOfHollowBag());
     Write(folder / "one-data.pfx", DocumentOfOneData());
     Write(folder / "malformed-attribute.pfx",

@@ -21,6 +21,10 @@ std::optional<DocumentPlace> FindIterations(std::span<const std::uint8_t> docume
 // The first cipher or pseudo-random function that the provider does not know.
 std::optional<DocumentPlace> FindUnknownAlgorithm(std::span<const std::uint8_t> document);
 
+// The scheme, derivation, cipher or pseudo-random function that the provider does not know, where
+// it is for its parameters that an encrypted part can't be read.
+std::optional<DocumentPlace> FindUnknownParameters(std::span<const std::uint8_t> document);
+
 // The first element that keeps an encrypted part from being read.
 std::optional<DocumentPlace> FindMisshapen(std::span<const std::uint8_t> document);
 
