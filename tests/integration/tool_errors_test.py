@@ -618,12 +618,28 @@ class Errors(Profile):
         report = self.create("--pin-file", "wrong-pin",
                              happened="nothing written, since these certificates' keys can't be "
                                       "reached",
-                             lines=["CN=guarded, C=RU: the PIN is wrong"],
+                             lines=[f"{thumbprint} CN=guarded, C=RU, container guarded: the "
+                                    "PIN is wrong"],
                              advised="the PIN that the container was made with",
                              name="SCARD_W_WRONG_CHV")
-        self.assertEqual(report["withoutKey"], [
-            {"thumbprint": thumbprint, "subject": "CN=guarded, C=RU", "errorWord": "0x8010006B",
-             "errorName": "SCARD_W_WRONG_CHV"}])
+        self.assertNotIn("withoutKey", report)
+        self.assertEqual(report["refused"], [
+            {"thumbprint": thumbprint, "subject": "CN=guarded, C=RU", "container": "guarded",
+             "errorWord": "0x8010006B", "errorName": "SCARD_W_WRONG_CHV"}])
+
+    def test_a_certificate_whose_container_is_gone(self):
+        thumbprint = self.new("gone", "--exportable")
+        (row,) = self.report("keys")["containers"]
+        self.expect(0, "keys", "delete", "gone")
+        recorded = row["uniqueName"]
+        report = self.create(happened="nothing written, since these certificates' keys can't be "
+                                      "reached",
+                             lines=[f"{thumbprint} CN=gone, C=RU, container {recorded}: there is "
+                                    "no such container"],
+                             advised="'mvlpfx keys' lists the containers", name="NTE_BAD_KEYSET")
+        self.assertEqual(report["refused"], [
+            {"thumbprint": thumbprint, "subject": "CN=gone, C=RU", "container": recorded,
+             "errorWord": "0x80090016", "errorName": "NTE_BAD_KEYSET"}])
 
     def test_a_pin_of_a_length_that_none_has(self):
         self.new("guarded", "--exportable", "--pin-file", "pin")
