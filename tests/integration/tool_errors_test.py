@@ -296,6 +296,9 @@ class Errors(Profile):
         text = self.file("notes.txt", "some notes: 1, 2, 3\n")
         short = self.file("short", "0\n")
         empty = self.file("empty", "")
+        self.tells(4, ["info", empty, "--tree"], subject=empty,
+                   happened="not a DER document: the file is empty",
+                   advised="name a file that holds DER, PEM or base64")
         other = self.file("other", element(0x30, element(0x30, element(2, b"\x01"))))
         cut = self.file("cut", DOCUMENT.read_bytes()[:-30])
         size = DOCUMENT.stat().st_size

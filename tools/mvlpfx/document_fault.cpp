@@ -25,6 +25,7 @@ namespace {
 constexpr char kSignedDataOid[] = "1.2.840.113549.1.7.2";
 
 constexpr char kMakeAnew[] = "get the document again, or have it made again";
+constexpr char kTakeDer[] = "name a file that holds DER, PEM or base64";
 constexpr char kTakeAnother[] =
     "name a .pfx or .p12 file; 'mvlpfx info --tree' shows what any DER file holds";
 
@@ -188,15 +189,14 @@ void ThrowNoPfx(std::span<const std::uint8_t> document, std::uint32_t word) {
 
 void ThrowNoDer(std::span<const std::uint8_t> document, std::uint32_t stop) {
     if (document.empty()) {
-        Throw("not a DER document: the file is empty", "", std::nullopt, 0);
+        Throw("not a DER document: the file is empty", kTakeDer, std::nullopt, 0);
     }
     RefuseCutOff(document, 0);
     RefuseTrail(document, 0);
     const std::vector<std::uint8_t> der = WithoutArmour({document.begin(), document.end()});
     const std::string found =
         stop == 0 ? ByteText(document[0]) : TypeName(der[stop]) + " that can't be read";
-    Throw("not a DER document", "name a file that holds DER, PEM or base64",
-          DocumentPlace{stop, "", found}, 0);
+    Throw("not a DER document", kTakeDer, DocumentPlace{stop, "", found}, 0);
 }
 
 std::uint64_t CountBehind(std::span<const std::uint8_t> document) {
