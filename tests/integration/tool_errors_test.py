@@ -490,12 +490,24 @@ class Errors(Profile):
     def test_a_damaged_key(self):
         document = self.written("damaged-second-key.pfx")
         report = self.tells(4, ["restore", document, "--pass-file", "password"],
-                            happened="a key in it is damaged", advised="get the document again",
+                            happened="is no GOST key once it is decrypted, or is damaged",
+                            advised="if it is a GOST key, get the document again",
                             name="NTE_BAD_DATA", subject=document,
                             found="a key that is no GOST key once it is decrypted",
                             where=("authSafe.contents[2].bags[2].bagValue.encryptedData",
                                    b"\x04\x03"))
         self.assertEqual(len(report["containers"]), 2)
+
+    def test_a_key_of_another_algorithm(self):
+        document = self.exported(["rsa:2048"], "-keypbe", "gost89", "-certpbe", "gost89")
+        report = self.tells(4, ["restore", document, "--pass-file", "password"],
+                            happened="a key in the document is no GOST key once it is decrypted",
+                            advised="takes no keys of other algorithms, as RSA",
+                            name="NTE_BAD_DATA", subject=document,
+                            found="a key that is no GOST key once it is decrypted",
+                            where=("authSafe.contents[2].bags[1].bagValue.encryptedData",
+                                   b"\x04\x82"))
+        self.assertEqual(len(report["containers"]), 1)
 
     def test_an_attribute_that_is_malformed(self):
         for name, found, path, octets in (

@@ -43,7 +43,7 @@ class Restore(Profile):
         self.assertEqual(result.returncode, 4, result)
         said = result.stderr.decode()
         self.assertIn("0x80090005", said)
-        self.assertIn("a key in it is damaged", said)
+        self.assertIn("is no GOST key once it is decrypted, or is damaged", said)
         self.assertIn("the container kept was made and stays", said)
         self.assertRegex(said, r"the container rnd-\S+ was made and stays")
         self.assertEqual(len(self.containers()), 2)

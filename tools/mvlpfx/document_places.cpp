@@ -261,15 +261,24 @@ std::optional<DocumentPlace> FindLack(std::span<const std::uint8_t> document,
     if (HolderOf(tree, pkisdk::kDataOid, 2) == NodeTree::kNone) {
         return PlaceOf(tree, authSafe, "no content for keys");
     }
+    return containers == 0 || containers >= schemes.size()
+               ? std::nullopt
+               : FindShortVector(tree, schemes[containers]);
+}
+
+std::optional<DocumentPlace> FindOtherKey(std::span<const std::uint8_t> document,
+                                          std::size_t containers) {
+    const ParsedDocument read(document);
+    const NodeTree& tree = read.tree;
     const std::vector<std::size_t> bags = KeyBags(tree);
     if (containers == 0 || containers > bags.size()) {
         return std::nullopt;
     }
-    if (auto place = FindShortVector(tree, schemes[containers])) {
-        return place;
+    const std::size_t key = EncryptedKey(tree, bags[containers - 1]);
+    if (FindShortVector(tree, Scheme(tree, tree.Child(key, 0)))) {
+        return std::nullopt;
     }
-    return PlaceOf(tree, tree.Child(EncryptedKey(tree, bags[containers - 1]), 1),
-                   "a key that is no GOST key once it is decrypted");
+    return PlaceOf(tree, tree.Child(key, 1), "a key that is no GOST key once it is decrypted");
 }
 
 ToolError MakeJunkError(std::span<const std::uint8_t> document) {

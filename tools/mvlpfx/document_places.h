@@ -33,8 +33,12 @@ std::optional<DocumentPlace> FindMisshapen(std::span<const std::uint8_t> documen
 ToolError MakeJunkError(std::span<const std::uint8_t> document);
 
 // What a restore lacks that has made containers for so many keys: encrypted certificates, a part
-// for keys, or the key for which the last container was.
+// for keys, or what decrypts the key for which the last container was.
 std::optional<DocumentPlace> FindLack(std::span<const std::uint8_t> document,
                                       std::size_t containers);
+
+// The key for which the last container was, where it was decrypted.
+std::optional<DocumentPlace> FindOtherKey(std::span<const std::uint8_t> document,
+                                          std::size_t containers);
 
 }  // namespace mvlpfx

@@ -45,6 +45,17 @@ ToolError MalformedError(const ErrorWord& word, std::span<const std::uint8_t> do
     return error;
 }
 
+// A damaged key looks no different.
+ToolError OtherKeyError(const ErrorWord& word, std::optional<DocumentPlace> place) {
+    ToolError error(word.exitCode,
+                    "a key in the document is no GOST key once it is decrypted, or is damaged",
+                    word.value,
+                    "the provider takes no keys of other algorithms, as RSA or ECDSA: leave them "
+                    "out of the document; if it is a GOST key, get the document again");
+    error.place = std::move(place);
+    return error;
+}
+
 ToolError ErrorOf(const ErrorWord& word, std::span<const std::uint8_t> document,
                   const RestoreTrace& trace) {
     switch (static_cast<HRESULT>(word.value)) {
@@ -52,6 +63,9 @@ ToolError ErrorOf(const ErrorWord& word, std::span<const std::uint8_t> document,
             // What has anything behind it is no document for the platform.
             if (const auto trail = FindTrail(document, word.value)) {
                 return *trail;
+            }
+            if (auto place = FindOtherKey(document, trace.containers.size())) {
+                return OtherKeyError(word, std::move(place));
             }
             ToolError error(word.exitCode,
                             "the document lacks encrypted certificates or a part for keys, or a "
