@@ -163,6 +163,18 @@ DocumentPlace FindOtherShape(const NodeTree& tree) {
                                           : wanted(version, "version");
 }
 
+// A bag begins with its type, which may be the value of something as well. `before` is the element
+// before.
+bool BeginsKeyBag(const std::vector<std::uint8_t>& der, const DerElement& before,
+                  const DerElement& element) {
+    std::string oid;
+    return before.identifier == kSequence && before.depth == element.depth - 1 &&
+           element.identifier == kObjectIdentifier &&
+           pkisdk::OidBlobToText(pkisdk::Blob(der.data() + element.content, element.length),
+                                 &oid) != 0 &&
+           oid == pkisdk::kShroudedKeyBagOid;
+}
+
 }  // namespace
 
 void ThrowNoPfx(std::span<const std::uint8_t> document, std::uint32_t word) {
@@ -308,13 +320,12 @@ bool HidesKeys(std::span<const std::uint8_t> document) {
     }
     const std::vector<std::uint8_t> der = WithoutArmour({document.begin(), document.end()});
     const DerWalk walk = WalkDer(der);
-    const auto bags = std::ranges::count_if(walk.elements, [&](const DerElement& element) {
-        std::string oid;
-        return element.identifier == kObjectIdentifier &&
-               pkisdk::OidBlobToText(pkisdk::Blob(der.data() + element.content, element.length),
-                                     &oid) != 0 &&
-               oid == pkisdk::kShroudedKeyBagOid;
-    });
+    std::ptrdiff_t bags = 0;
+    DerElement before;
+    for (const DerElement& element : walk.elements) {
+        bags += BeginsKeyBag(der, before, element) ? 1 : 0;
+        before = element;
+    }
     std::ptrdiff_t seen = 0;
     try {
         ForEachKeyBag(ParsedDocument(document).list,
