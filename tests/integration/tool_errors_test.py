@@ -205,6 +205,66 @@ class Errors(Profile):
         self.assertEqual((failure["errorName"], failure["found"], failure["where"]["path"]),
                          ("NTE_BAD_ALGID", "1.2.643.2.2.127", path))
 
+    def exported(self, key, *ciphers):
+        """A document that OpenSSL makes with a GOST integrity value."""
+        self.openssl("req", "-x509", "-newkey", *key, "-nodes", "-keyout", "key.pem", "-out",
+                     "cert.pem", "-subj", "/CN=x")
+        self.openssl("pkcs12", "-export", "-inkey", "key.pem", "-in", "cert.pem", "-macalg",
+                     "md_gost12_512", "-passout", "file:password", "-out", "made.pfx", *ciphers)
+        return self.folder / "made.pfx"
+
+    def test_ciphers_of_other_standards(self):
+        content = "authSafe.contents[1].encryptedContentInfo.contentEncryptionAlgorithm."
+        key = "authSafe.contents[2].bags[1].bagValue.encryptionAlgorithm."
+        cipher = "parameters.encryptionScheme.algorithm"
+        aes = ("2.16.840.1.101.3.4.1.42", "060960864801650304012a")
+        triple_des = ("1.2.840.113549.1.12.1.3", "060a2a864886f70d010c0103")
+        both = ["certificatesError", "keysError"]
+        for ciphers, path, (found, octets), unread in (
+                ([], content + cipher, aes, both),
+                (["-keypbe", "PBE-SHA1-3DES", "-certpbe", "PBE-SHA1-3DES"], content + "algorithm",
+                 triple_des, both),
+                (["-certpbe", "gost89"], key + cipher, aes, ["keysError"]),
+                (["-certpbe", "gost89", "-keypbe", "PBE-SHA1-3DES"], key + "algorithm", triple_des,
+                 ["keysError"]),
+                (["-keypbe", "gost89"], content + cipher, aes, ["certificatesError"])):
+            document = self.exported(["gost2012_256", "-pkeyopt", "paramset:A"], *ciphers)
+            happened = "encrypted in a way that the provider does not know"
+            for options in ([], ["--dry-run"]):
+                with self.subTest(ciphers, options=options):
+                    report = self.tells(
+                        5, ["restore", document, "--pass-file", "password", *options],
+                        happened=happened, advised="-keypbe gost89", name="CRYPT_E_ASN1_CORRUPT",
+                        subject=document, found=found, where=(path, bytes.fromhex(octets)))
+                    self.assertEqual(report["containers"], [])
+            report = self.report("info", document, "--pass-file", "password")
+            self.assertEqual([name for name in both if name in report], unread)
+            for name in unread:
+                with self.subTest(ciphers, unread=name):
+                    self.assertIn(happened, report[name]["message"])
+                    self.assertIn("-keypbe gost89", report[name]["advice"])
+                    self.assertEqual((report[name]["errorName"], report[name]["found"],
+                                      report[name]["where"]["path"]),
+                                     ("CRYPT_E_ASN1_CORRUPT", found, path))
+
+    def test_a_sound_document_of_no_gost_is_not_told_as_malformed(self):
+        for name in ("openssl_p256.pfx", "certtool_p256.pfx"):
+            with self.subTest(name):
+                out = self.expect(0, "info", DOCUMENTS / name)
+                self.assertRegex(out, r"\nkeys: can't be read: .* encrypted in a way that the "
+                                      r"provider does not know\n  found 2\.16\.840\S* at offset "
+                                      r"\d+, authSafe\..*\n  what to do: have it made again with "
+                                      r"GOST 28147-89")
+                self.assertNotIn("malformed", out)
+
+    def test_what_is_malformed_before_an_unknown_cipher(self):
+        document = self.written("malformed-before-unknown.pfx")
+        self.tells(4, ["restore", document, "--pass-file", "password", "--dry-run"],
+                   happened="an encrypted part of the document is malformed",
+                   advised="get the document again", name="CRYPT_E_ASN1_CORRUPT",
+                   subject=document, found="SEQUENCE without attrType",
+                   where=("authSafe.contents[2].bags[1].bagAttributes[1]", b"\x30\x00"))
+
     def test_missing_prf_parameters(self):
         document = PEERS / "gnutls-2012-256.pfx"
         self.tells(4, ["restore", document, "--pass-file", document.with_suffix(".password")],
@@ -236,6 +296,9 @@ class Errors(Profile):
         text = self.file("notes.txt", "some notes: 1, 2, 3\n")
         short = self.file("short", "0\n")
         empty = self.file("empty", "")
+        self.tells(4, ["info", empty, "--tree"], subject=empty,
+                   happened="not a DER document: the file is empty",
+                   advised="name a file that holds DER, PEM or base64")
         other = self.file("other", element(0x30, element(0x30, element(2, b"\x01"))))
         cut = self.file("cut", DOCUMENT.read_bytes()[:-30])
         size = DOCUMENT.stat().st_size
@@ -355,11 +418,13 @@ class Errors(Profile):
                 self.assertEqual(self.report(command, document, "--pass-file",
                                              "password")["indefiniteAt"], at)
         # Those that hide nothing are read.
-        read = self.written("indefinite-attribute.pfx")
-        for document in (DOCUMENT, read):
-            self.assertNotIn("indefiniteAt", self.report("info", document))
-        self.assertEqual(self.report("restore", read, "--pass-file", "password")["containers"],
-                         ["kept"])
+        self.assertNotIn("indefiniteAt", self.report("info", DOCUMENT))
+        for name in ("indefinite-attribute.pfx", "indefinite-attribute-of-a-type.pfx"):
+            with self.subTest(name):
+                read = self.written(name)
+                self.assertNotIn("indefiniteAt", self.report("info", read))
+                report = self.report("restore", read, "--pass-file", "password")
+                self.assertEqual(len(report["containers"]), 1)
 
     def test_a_content_that_is_not_data(self):
         for last, happened, advice in ((2, "signed by a certificate (signedData)",
@@ -427,12 +492,24 @@ class Errors(Profile):
     def test_a_damaged_key(self):
         document = self.written("damaged-second-key.pfx")
         report = self.tells(4, ["restore", document, "--pass-file", "password"],
-                            happened="a key in it is damaged", advised="get the document again",
+                            happened="is no GOST key once it is decrypted, or is damaged",
+                            advised="if it is a GOST key, get the document again",
                             name="NTE_BAD_DATA", subject=document,
                             found="a key that is no GOST key once it is decrypted",
                             where=("authSafe.contents[2].bags[2].bagValue.encryptedData",
                                    b"\x04\x03"))
         self.assertEqual(len(report["containers"]), 2)
+
+    def test_a_key_of_another_algorithm(self):
+        document = self.exported(["rsa:2048"], "-keypbe", "gost89", "-certpbe", "gost89")
+        report = self.tells(4, ["restore", document, "--pass-file", "password"],
+                            happened="a key in the document is no GOST key once it is decrypted",
+                            advised="takes no keys of other algorithms, as RSA",
+                            name="NTE_BAD_DATA", subject=document,
+                            found="a key that is no GOST key once it is decrypted",
+                            where=("authSafe.contents[2].bags[1].bagValue.encryptedData",
+                                   b"\x04\x82"))
+        self.assertEqual(len(report["containers"]), 1)
 
     def test_an_attribute_that_is_malformed(self):
         for name, found, path, octets in (
@@ -558,12 +635,28 @@ class Errors(Profile):
         report = self.create("--pin-file", "wrong-pin",
                              happened="nothing written, since these certificates' keys can't be "
                                       "reached",
-                             lines=["CN=guarded, C=RU: the PIN is wrong"],
+                             lines=[f"{thumbprint} CN=guarded, C=RU, container guarded: the "
+                                    "PIN is wrong"],
                              advised="the PIN that the container was made with",
                              name="SCARD_W_WRONG_CHV")
-        self.assertEqual(report["withoutKey"], [
-            {"thumbprint": thumbprint, "subject": "CN=guarded, C=RU", "errorWord": "0x8010006B",
-             "errorName": "SCARD_W_WRONG_CHV"}])
+        self.assertNotIn("withoutKey", report)
+        self.assertEqual(report["refused"], [
+            {"thumbprint": thumbprint, "subject": "CN=guarded, C=RU", "container": "guarded",
+             "errorWord": "0x8010006B", "errorName": "SCARD_W_WRONG_CHV"}])
+
+    def test_a_certificate_whose_container_is_gone(self):
+        thumbprint = self.new("gone", "--exportable")
+        (row,) = self.report("keys")["containers"]
+        self.expect(0, "keys", "delete", "gone")
+        recorded = row["uniqueName"]
+        report = self.create(happened="nothing written, since these certificates' keys can't be "
+                                      "reached",
+                             lines=[f"{thumbprint} CN=gone, C=RU, container {recorded}: there is "
+                                    "no such container"],
+                             advised="'mvlpfx keys' lists the containers", name="NTE_BAD_KEYSET")
+        self.assertEqual(report["refused"], [
+            {"thumbprint": thumbprint, "subject": "CN=gone, C=RU", "container": recorded,
+             "errorWord": "0x80090016", "errorName": "NTE_BAD_KEYSET"}])
 
     def test_a_pin_of_a_length_that_none_has(self):
         self.new("guarded", "--exportable", "--pin-file", "pin")

@@ -96,8 +96,8 @@ KEYS = {"containers": [{"container": str, "uniqueName": str,
         "damaged": [str]}
 CERTS = {"store": str, "certificates": [{"thumbprint": THUMBPRINT, "subject": str, "notAfter": DAY,
                                          "container": Optional(str)}]}
-WITHOUT_KEY = [{"thumbprint": THUMBPRINT, "subject": str, "errorWord": ERROR_WORD,
-                "errorName": ERROR_NAME}]
+WITHOUT_KEY = [{"thumbprint": THUMBPRINT, "subject": str, "container": str,
+                "errorWord": ERROR_WORD, "errorName": ERROR_NAME}]
 RESTORED = {"containers": [str], "keysWithoutCertificate": NUMBER,
             "certificates": [{"thumbprint": THUMBPRINT, "subject": str, "hasKey": bool,
                               "stores": Optional([text("MY|CA|ROOT")])}]}
@@ -207,8 +207,8 @@ class Reports(Profile):
         self.new("here", "--exportable")
         self.new("gone", "--exportable")
         self.expect(0, "keys", "delete", "gone")
-        report = self.fails(8, create, "out.pfx", facts={"withoutKey": WITHOUT_KEY})
-        self.assertEqual(len(report["withoutKey"]), 1)
+        report = self.fails(8, create, "out.pfx", facts={"refused": WITHOUT_KEY})
+        self.assertEqual(len(report["refused"]), 1)
         self.succeeds([*create, "--allow-missing-keys"],
                       {"keys": 1, "certificates": 2, "withoutKey": WITHOUT_KEY}, "out.pfx")
         self.fails(9, [*create, "--subject", "here"], "out.pfx")

@@ -355,27 +355,30 @@ class CreateAndRestore(Profile):
         self.assertEqual(sorted(subjects), sorted(stores))
 
     def test_a_key_that_is_gone(self):
-        self.new("gone", "--exportable")
+        gone = self.new("gone", "--exportable")
+        (row,) = self.report("keys")["containers"]
         self.new("here", "--exportable")
         self.expect(0, "keys", "delete", "gone")
         self.create(code=8, err="CN=gone")
         self.assertFalse((self.folder / "out.pfx").exists())
         self.assertEqual(self.create("--allow-missing-keys"),
                          "out.pfx: 1 key, 2 certificates\n"
-                         "left out the key of CN=gone, C=RU: there is no such container\n")
+                         f"left out the key of {gone} CN=gone, C=RU, container "
+                         f"{row['uniqueName']}: there is no such container\n")
         report = self.restore()
         self.assertEqual(len(report["certificates"]), 2)
         self.assertEqual(sum(c["hasKey"] for c in report["certificates"]), 1)
 
     def test_what_is_written_is_told_in_json_or_not_at_all(self):
         gone = self.new("gone", "--exportable")
+        (row,) = self.report("keys")["containers"]
         self.new("here", "--exportable")
         self.expect(0, "keys", "delete", "gone")
         report = json.loads(self.create("--allow-missing-keys", "--json"))
         self.assertEqual((report["keys"], report["certificates"]), (1, 2))
         self.assertEqual(report["withoutKey"], [
-            {"thumbprint": gone, "subject": "CN=gone, C=RU", "errorWord": "0x80090016",
-             "errorName": "NTE_BAD_KEYSET"}])
+            {"thumbprint": gone, "subject": "CN=gone, C=RU", "container": row["uniqueName"],
+             "errorWord": "0x80090016", "errorName": "NTE_BAD_KEYSET"}])
         self.assertEqual(self.create("--force", "--subject", "here", "--quiet"), "")
 
     def test_a_subject_of_two_lines_is_told_in_one(self):

@@ -201,6 +201,9 @@ int main(int argc, char** argv) {
         folder / "unknown-before-malformed.pfx",
         DocumentOfBags({unknown.Build(), SecondKeyWith(test_support::Element(0x30, {})).Build()}));
     Write(folder / "unknown-certificate-cipher.pfx", DocumentOfUnknownCertificateCipher());
+    Write(
+        folder / "malformed-before-unknown.pfx",
+        DocumentOfBags({SecondKeyWith(test_support::Element(0x30, {})).Build(), unknown.Build()}));
     Write(folder / "hollow-bag.pfx", DocumentOfHollowBag());
     Write(folder / "one-data.pfx", DocumentOfOneData());
     Write(folder / "malformed-attribute.pfx",
@@ -226,6 +229,9 @@ int main(int argc, char** argv) {
     KeyBag named = FirstKey();
     named.attributes[0] = Indefinite(named.attributes[0]);
     Write(folder / "indefinite-attribute.pfx", DocumentOfBags({named.Build()}));
+    named.attributes.push_back(
+        test_support::Attribute("1.2.3.4", {test_support::Oid("1.2.840.113549.1.12.10.1.2")}));
+    Write(folder / "indefinite-attribute-of-a-type.pfx", DocumentOfBags({named.Build()}));
     Write(folder / "indefinite-key.pfx", DocumentOfBags({Indefinite(FirstKey().Build())}));
     damaged.attributes = {test_support::FriendlyName(u"two\nlines")};
     Write(folder / "two-lines.pfx", DocumentOfKeys(damaged));

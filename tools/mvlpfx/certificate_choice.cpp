@@ -31,6 +31,16 @@ Container FindContainer(const std::string& name) {
     return {name, TextParameter(context.Get(), PP_UNIQUE_CONTAINER)};
 }
 
+// As the certificate records it; empty where it records none.
+std::string ContainerOf(PCCERT_CONTEXT certificate) {
+    const std::vector<BYTE> record = KeyProvInfo(certificate);
+    if (record.empty()) {
+        return {};
+    }
+    const auto* const info = reinterpret_cast<const CRYPT_KEY_PROV_INFO*>(record.data());
+    return info->pwszContainerName == nullptr ? "" : ToNarrow(info->pwszContainerName);
+}
+
 bool HasKeyIn(PCCERT_CONTEXT certificate, const Container& container) {
     const std::string recorded = ContainerOf(certificate);
     return !recorded.empty() && (recorded == container.uniqueName || recorded == container.name);
@@ -156,13 +166,23 @@ OwnedCertificate AddCertificateBeside(HCERTSTORE gathered, const Container& cont
 
 }  // namespace
 
-std::string ContainerOf(PCCERT_CONTEXT certificate) {
+std::string KnownContainerOf(PCCERT_CONTEXT certificate) {
     const std::vector<BYTE> record = KeyProvInfo(certificate);
-    if (record.empty()) {
+    const std::string recorded = ContainerOf(certificate);
+    if (recorded.empty()) {
         return {};
     }
-    const auto* const info = reinterpret_cast<const CRYPT_KEY_PROV_INFO*>(record.data());
-    return info->pwszContainerName == nullptr ? "" : ToNarrow(info->pwszContainerName);
+    const DWORD flags = reinterpret_cast<const CRYPT_KEY_PROV_INFO*>(record.data())->dwFlags;
+    OwnedContext context;
+    const bool isOpen =
+        AcquireContext(recorded.c_str(), 0, (flags & CRYPT_MACHINE_KEYSET) != 0, &context);
+    const std::string known = isOpen ? TextParameter(context.Get(), PP_CONTAINER) : "";
+    return known.empty() ? recorded : known;
+}
+
+std::string CertificateLine(const std::string& thumbprint, const std::string& subject,
+                            const std::string& container) {
+    return thumbprint + " " + subject + (container.empty() ? "" : ", container " + container);
 }
 
 OwnedCertificate AddTo(HCERTSTORE store, PCCERT_CONTEXT certificate) {

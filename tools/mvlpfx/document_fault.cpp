@@ -25,6 +25,7 @@ namespace {
 constexpr char kSignedDataOid[] = "1.2.840.113549.1.7.2";
 
 constexpr char kMakeAnew[] = "get the document again, or have it made again";
+constexpr char kTakeDer[] = "name a file that holds DER, PEM or base64";
 constexpr char kTakeAnother[] =
     "name a .pfx or .p12 file; 'mvlpfx info --tree' shows what any DER file holds";
 
@@ -162,6 +163,18 @@ DocumentPlace FindOtherShape(const NodeTree& tree) {
                                           : wanted(version, "version");
 }
 
+// A bag begins with its type, which may be the value of something as well. `before` is the element
+// before.
+bool BeginsKeyBag(const std::vector<std::uint8_t>& der, const DerElement& before,
+                  const DerElement& element) {
+    std::string oid;
+    return before.identifier == kSequence && before.depth == element.depth - 1 &&
+           element.identifier == kObjectIdentifier &&
+           pkisdk::OidBlobToText(pkisdk::Blob(der.data() + element.content, element.length),
+                                 &oid) != 0 &&
+           oid == pkisdk::kShroudedKeyBagOid;
+}
+
 }  // namespace
 
 void ThrowNoPfx(std::span<const std::uint8_t> document, std::uint32_t word) {
@@ -188,15 +201,14 @@ void ThrowNoPfx(std::span<const std::uint8_t> document, std::uint32_t word) {
 
 void ThrowNoDer(std::span<const std::uint8_t> document, std::uint32_t stop) {
     if (document.empty()) {
-        Throw("not a DER document: the file is empty", "", std::nullopt, 0);
+        Throw("not a DER document: the file is empty", kTakeDer, std::nullopt, 0);
     }
     RefuseCutOff(document, 0);
     RefuseTrail(document, 0);
     const std::vector<std::uint8_t> der = WithoutArmour({document.begin(), document.end()});
     const std::string found =
         stop == 0 ? ByteText(document[0]) : TypeName(der[stop]) + " that can't be read";
-    Throw("not a DER document", "name a file that holds DER, PEM or base64",
-          DocumentPlace{stop, "", found}, 0);
+    Throw("not a DER document", kTakeDer, DocumentPlace{stop, "", found}, 0);
 }
 
 std::uint64_t CountBehind(std::span<const std::uint8_t> document) {
@@ -308,13 +320,12 @@ bool HidesKeys(std::span<const std::uint8_t> document) {
     }
     const std::vector<std::uint8_t> der = WithoutArmour({document.begin(), document.end()});
     const DerWalk walk = WalkDer(der);
-    const auto bags = std::ranges::count_if(walk.elements, [&](const DerElement& element) {
-        std::string oid;
-        return element.identifier == kObjectIdentifier &&
-               pkisdk::OidBlobToText(pkisdk::Blob(der.data() + element.content, element.length),
-                                     &oid) != 0 &&
-               oid == pkisdk::kShroudedKeyBagOid;
-    });
+    std::ptrdiff_t bags = 0;
+    DerElement before;
+    for (const DerElement& element : walk.elements) {
+        bags += BeginsKeyBag(der, before, element) ? 1 : 0;
+        before = element;
+    }
     std::ptrdiff_t seen = 0;
     try {
         ForEachKeyBag(ParsedDocument(document).list,

@@ -79,22 +79,6 @@ bool IsOfOneCertificate(DWORD word) {
     return std::ranges::find(kWords, word) != kWords.end();
 }
 
-// The container's name as people know it, or as the certificate records it where it can't be
-// opened; empty where it records none.
-std::string KnownContainerOf(PCCERT_CONTEXT certificate) {
-    const std::vector<BYTE> record = KeyProvInfo(certificate);
-    const std::string recorded = ContainerOf(certificate);
-    if (recorded.empty()) {
-        return {};
-    }
-    const DWORD flags = reinterpret_cast<const CRYPT_KEY_PROV_INFO*>(record.data())->dwFlags;
-    OwnedContext context;
-    const bool isOpen =
-        AcquireContext(recorded.c_str(), 0, (flags & CRYPT_MACHINE_KEYSET) != 0, &context);
-    const std::string known = isOpen ? TextParameter(context.Get(), PP_CONTAINER) : "";
-    return known.empty() ? recorded : known;
-}
-
 // Adds to the error the certificates that alone make no document either, for the same reason.
 void AddRefused(HCERTSTORE store, const Secret<wchar_t>& password, DWORD flags, ToolError* error) {
     auto rows = nlohmann::ordered_json::array();
@@ -111,8 +95,8 @@ void AddRefused(HCERTSTORE store, const Secret<wchar_t>& password, DWORD flags, 
                         {"subject", SubjectText(certificate)},
                         {"container", container.empty() ? nlohmann::ordered_json()
                                                         : nlohmann::ordered_json(container)}});
-        error->lines.push_back(Thumbprint(certificate) + " " + SubjectText(certificate) +
-                               (container.empty() ? "" : ", container " + container));
+        error->lines.push_back(
+            CertificateLine(Thumbprint(certificate), SubjectText(certificate), container));
     });
     if (!rows.empty()) {
         error->facts["refused"] = std::move(rows);

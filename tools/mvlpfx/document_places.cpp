@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <array>
 #include <string>
+#include <string_view>
+#include <utility>
 #include <vector>
 
 #include "asn/asn_identifier.h"
@@ -20,6 +22,9 @@ namespace {
 
 constexpr std::uint32_t kVectorSize = 8;
 
+constexpr char kPbes2Oid[] = "1.2.840.113549.1.5.13";
+constexpr char kPbkdf2Oid[] = "1.2.840.113549.1.5.12";
+
 // The element that holds the `number`-th of these identifiers, counted from 1.
 std::size_t HolderOf(const NodeTree& tree, const char* oid, std::size_t number = 1) {
     for (std::size_t node = 0; node < tree.Size(); ++node) {
@@ -32,8 +37,9 @@ std::size_t HolderOf(const NodeTree& tree, const char* oid, std::size_t number =
 
 // What an AlgorithmIdentifier of PBES2 names.
 struct Scheme {
-    Scheme(const NodeTree& tree, std::size_t algorithm) {
+    Scheme(const NodeTree& tree, std::size_t identifier) : algorithm(identifier) {
         const std::size_t parameters = tree.Child(algorithm, 1);
+        function = tree.Child(tree.Child(parameters, 0), 0);
         derivation = tree.Child(tree.Child(parameters, 0), 1);
         iterations = tree.Child(derivation, 1);
         prf = tree.Child(tree.Child(derivation, 2), 0);
@@ -41,6 +47,8 @@ struct Scheme {
         vector = tree.Child(tree.Child(tree.Child(parameters, 1), 1), 0);
     }
 
+    std::size_t algorithm;
+    std::size_t function;
     std::size_t derivation;
     std::size_t iterations;
     std::size_t prf;
@@ -78,12 +86,31 @@ std::vector<Scheme> SchemesOf(const NodeTree& tree) {
     return schemes;
 }
 
+// A platform may know others' ciphers too, which the provider does not.
 bool IsKnownCipher(std::string oid) {
-    return CryptFindOIDInfo(CRYPT_OID_INFO_OID_KEY, oid.data(), 0) != nullptr;
+    constexpr std::string_view kGostArc = "1.2.643.";
+    return oid.starts_with(kGostArc) &&
+           CryptFindOIDInfo(CRYPT_OID_INFO_OID_KEY, oid.data(), 0) != nullptr;
 }
 
 bool IsKnownPrf(const std::string& oid) {
     return oid == "1.2.643.2.2.10" || oid == "1.2.643.7.1.1.4.1" || oid == "1.2.643.7.1.1.4.2";
+}
+
+// Of a scheme whose parameters are not in the provider's form: the first algorithm that has others.
+std::optional<DocumentPlace> FindUnknownIn(const NodeTree& tree, const Scheme& scheme) {
+    const std::size_t name = tree.Child(scheme.algorithm, 0);
+    const std::pair<std::size_t, bool> algorithms[] = {
+        {name, tree.Oid(name) == kPbes2Oid},
+        {scheme.function, tree.Oid(scheme.function) == kPbkdf2Oid},
+        {scheme.cipher, IsKnownCipher(tree.Oid(scheme.cipher))},
+        {scheme.prf, IsKnownPrf(tree.Oid(scheme.prf))}};
+    for (const auto& [node, isKnown] : algorithms) {
+        if (!isKnown && tree.HasTag(node, kObjectIdentifier)) {
+            return PlaceOf(tree, node, tree.Oid(node));
+        }
+    }
+    return std::nullopt;
 }
 
 DocumentPlace PlaceOf(const NodeTree& tree, const Misshapen& misshapen) {
@@ -202,6 +229,23 @@ std::optional<DocumentPlace> FindMisshapen(std::span<const std::uint8_t> documen
     return std::nullopt;
 }
 
+std::optional<DocumentPlace> FindUnknownParameters(std::span<const std::uint8_t> document) {
+    const auto misshapen = FindMisshapen(document);
+    if (!misshapen) {
+        return std::nullopt;
+    }
+    const ParsedDocument read(document);
+    for (const Scheme& scheme : SchemesOf(read.tree)) {
+        // What is encrypted stands behind.
+        const std::size_t behind = read.tree.NextSibling(scheme.algorithm);
+        if (misshapen->offset >= read.tree.Offset(scheme.algorithm) &&
+            misshapen->offset < read.tree.Offset(behind)) {
+            return FindUnknownIn(read.tree, scheme);
+        }
+    }
+    return std::nullopt;
+}
+
 std::optional<DocumentPlace> FindLack(std::span<const std::uint8_t> document,
                                       std::size_t containers) {
     const ParsedDocument read(document);
@@ -217,15 +261,24 @@ std::optional<DocumentPlace> FindLack(std::span<const std::uint8_t> document,
     if (HolderOf(tree, pkisdk::kDataOid, 2) == NodeTree::kNone) {
         return PlaceOf(tree, authSafe, "no content for keys");
     }
+    return containers == 0 || containers >= schemes.size()
+               ? std::nullopt
+               : FindShortVector(tree, schemes[containers]);
+}
+
+std::optional<DocumentPlace> FindOtherKey(std::span<const std::uint8_t> document,
+                                          std::size_t containers) {
+    const ParsedDocument read(document);
+    const NodeTree& tree = read.tree;
     const std::vector<std::size_t> bags = KeyBags(tree);
     if (containers == 0 || containers > bags.size()) {
         return std::nullopt;
     }
-    if (auto place = FindShortVector(tree, schemes[containers])) {
-        return place;
+    const std::size_t key = EncryptedKey(tree, bags[containers - 1]);
+    if (FindShortVector(tree, Scheme(tree, tree.Child(key, 0)))) {
+        return std::nullopt;
     }
-    return PlaceOf(tree, tree.Child(EncryptedKey(tree, bags[containers - 1]), 1),
-                   "a key that is no GOST key once it is decrypted");
+    return PlaceOf(tree, tree.Child(key, 1), "a key that is no GOST key once it is decrypted");
 }
 
 ToolError MakeJunkError(std::span<const std::uint8_t> document) {

@@ -21,6 +21,10 @@ std::optional<DocumentPlace> FindIterations(std::span<const std::uint8_t> docume
 // The first cipher or pseudo-random function that the provider does not know.
 std::optional<DocumentPlace> FindUnknownAlgorithm(std::span<const std::uint8_t> document);
 
+// The scheme, derivation, cipher or pseudo-random function that the provider does not know, where
+// it is for its parameters that an encrypted part can't be read.
+std::optional<DocumentPlace> FindUnknownParameters(std::span<const std::uint8_t> document);
+
 // The first element that keeps an encrypted part from being read.
 std::optional<DocumentPlace> FindMisshapen(std::span<const std::uint8_t> document);
 
@@ -29,8 +33,12 @@ std::optional<DocumentPlace> FindMisshapen(std::span<const std::uint8_t> documen
 ToolError MakeJunkError(std::span<const std::uint8_t> document);
 
 // What a restore lacks that has made containers for so many keys: encrypted certificates, a part
-// for keys, or the key for which the last container was.
+// for keys, or what decrypts the key for which the last container was.
 std::optional<DocumentPlace> FindLack(std::span<const std::uint8_t> document,
                                       std::size_t containers);
+
+// The key for which the last container was, where it was decrypted.
+std::optional<DocumentPlace> FindOtherKey(std::span<const std::uint8_t> document,
+                                          std::size_t containers);
 
 }  // namespace mvlpfx

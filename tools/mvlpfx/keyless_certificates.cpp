@@ -2,6 +2,7 @@
 
 #include <set>
 
+#include "mvlpfx/certificate_choice.h"
 #include "mvlpfx/certificate_walk.h"
 #include "mvlpfx/document_keys.h"
 #include "mvlpfx/error_words.h"
@@ -37,8 +38,8 @@ Contents CompareWith(HCERTSTORE store, const std::vector<std::uint8_t>& document
     ForEachCertificate(store, "memory", [&](PCCERT_CONTEXT certificate) {
         ++contents.certificates;
         if (!KeyProvInfo(certificate).empty() && !numbers.contains(++number)) {
-            contents.keyless.push_back(
-                {Thumbprint(certificate), SubjectText(certificate), ReasonOf(certificate)});
+            contents.keyless.push_back({Thumbprint(certificate), SubjectText(certificate),
+                                        KnownContainerOf(certificate), ReasonOf(certificate)});
         }
     });
     return contents;
@@ -61,8 +62,12 @@ nlohmann::ordered_json JsonOf(const std::vector<Keyless>& keyless) {
     for (const Keyless& one : keyless) {
         nlohmann::ordered_json row{{"thumbprint", one.thumbprint},
                                    {"subject", one.subject},
+                                   {"container", nullptr},
                                    {"errorWord", nullptr},
                                    {"errorName", nullptr}};
+        if (!one.container.empty()) {
+            row["container"] = one.container;
+        }
         if (one.reason != 0) {
             row["errorWord"] = HexWord(one.reason);
             row["errorName"] = NameOfErrorWord(one.reason);
@@ -73,7 +78,7 @@ nlohmann::ordered_json JsonOf(const std::vector<Keyless>& keyless) {
 }
 
 std::string LineOf(const Keyless& keyless) {
-    return keyless.subject + ": " +
+    return CertificateLine(keyless.thumbprint, keyless.subject, keyless.container) + ": " +
            (keyless.reason == 0 ? "no key that the provider has"
                                 : DescribePlaceWord(keyless.reason).meaning);
 }
@@ -88,7 +93,7 @@ void ThrowMissingKeys(const Contents& contents) {
     for (const Keyless& one : contents.keyless) {
         error.lines.push_back(LineOf(one));
     }
-    error.facts["withoutKey"] = JsonOf(contents.keyless);
+    error.facts["refused"] = JsonOf(contents.keyless);
     throw error;
 }
 

@@ -14,6 +14,7 @@ namespace mvlpfx {
 struct Keyless {
     std::string thumbprint;
     std::string subject;
+    std::string container;  // empty where it records none
     DWORD reason;
 };
 
@@ -30,7 +31,7 @@ Contents CompareWith(HCERTSTORE store, const std::vector<std::uint8_t>& document
 // is one in memory.
 void ForgetMissingKeys(HCERTSTORE store, const std::vector<std::uint8_t>& document);
 
-// A list of {"thumbprint", "subject", "errorWord", "errorName"}.
+// A list of {"thumbprint", "subject", "container", "errorWord", "errorName"}.
 nlohmann::ordered_json JsonOf(const std::vector<Keyless>& keyless);
 
 // The same of one in a line of text.
