@@ -49,6 +49,10 @@ void KeyCalls::ReplaceEncryptedLength(DWORD length) {
     encryptedLength_ = length;
 }
 
+void KeyCalls::ReplaceCipherText(std::function<void(std::span<BYTE>)> change) {
+    changeCipherText_ = std::move(change);
+}
+
 void KeyCalls::ReplaceVector(std::vector<BYTE> vector) {
     vector_ = std::move(vector);
 }
@@ -316,7 +320,11 @@ BOOL CryptEncrypt(HCRYPTKEY key, HCRYPTHASH hash, BOOL isFinal, DWORD flags, BYT
         *dataSize = *Keys().encryptedLength_;
         return TRUE;
     }
-    return REAL(CryptEncrypt)(key, hash, isFinal, flags, data, dataSize, room);
+    const BOOL isDone = REAL(CryptEncrypt)(key, hash, isFinal, flags, data, dataSize, room);
+    if (isDone != FALSE && data != nullptr && Keys().changeCipherText_ != nullptr) {
+        Keys().changeCipherText_({data, *dataSize});
+    }
+    return isDone;
 }
 
 }  // extern "C"

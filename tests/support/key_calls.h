@@ -3,8 +3,10 @@
 // program that links this library has those calls go through it.
 #pragma once
 
+#include <functional>
 #include <map>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -41,6 +43,8 @@ class KeyCalls {
     void Script(const std::wstring& container, ScriptedKey key);
     // What a CryptEncrypt without a buffer answers in place of the length asked about.
     void ReplaceEncryptedLength(DWORD length);
+    // Changes what CryptEncrypt made, from here on.
+    void ReplaceCipherText(std::function<void(std::span<BYTE>)> change);
     // The initial vector that keys tell from here on.
     void ReplaceVector(std::vector<BYTE> vector);
     // What every query for the size of a key's record answers.
@@ -60,6 +64,7 @@ class KeyCalls {
 
     int certificates_ = 0;
     std::optional<DWORD> encryptedLength_;
+    std::function<void(std::span<BYTE>)> changeCipherText_;
     std::optional<DWORD> recordSize_;
     std::optional<std::vector<BYTE>> vector_;
     std::vector<HCRYPTKEY> wrappings_;

@@ -484,6 +484,31 @@ TEST_F(ExportPfxFromStoreTest, ADocumentThatCannotBeReadIsBadDataAfterEightAttem
     EXPECT_EQ(Calls().Count("CryptEncrypt"), 2 * 8);
 }
 
+// The same of an initial vector: 04 05 and five octets.
+TEST_F(ExportPfxFromStoreTest, AVectorThatIsChangedEachTimeIsBadDataAfterEightAttempts) {
+    AddCertificate(Chain().root);
+    Keys().ReplaceVector({0, 4, 5, 1, 2, 3, 4, 5});
+    ExpectError(NTE_BAD_DATA);
+    EXPECT_EQ(Calls().Count("CryptEncrypt"), 2 * 8);
+}
+
+TEST_F(ExportPfxFromStoreTest, CertificatesWhoseCipherTextWouldBeChangedAreEncryptedAgain) {
+    AddCertificate(Chain().root);
+    int changed = 0;
+    Keys().ReplaceCipherText([&changed](std::span<BYTE> text) {
+        if (changed++ == 0) {
+            // A zero, and an OCTET STRING of all that is left.
+            const std::size_t left = text.size() - 5;
+            const Bytes start = {0, 4, 0x82, static_cast<BYTE>(left >> 8), static_cast<BYTE>(left)};
+            std::ranges::copy(start, text.begin());
+        }
+    });
+    EXPECT_EQ(Export(), 1);
+    EXPECT_EQ(changed, 2);
+    EXPECT_EQ(Calls().Count("CryptEncrypt"), 2 * 2);
+    ExpectDocument();
+}
+
 TEST_F(ExportPfxFromStoreTest, OneKeyThatCannotBeReadIsEnoughForBadData) {
     AddKey(k2012_256, {0, 4, 1, 7});
     AddKey(k2012_256, {1, 2, 3});
