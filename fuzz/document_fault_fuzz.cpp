@@ -20,14 +20,14 @@ void RequireInside(const std::optional<mvlpfx::DocumentPlace>& place, std::size_
 }
 
 template <typename Refuse>
-void RequireRefusal(Refuse refuse, std::size_t size) {
+bool IsRefused(Refuse refuse, std::size_t size) {
     try {
         refuse();
     } catch (const mvlpfx::ToolError& error) {
         RequireInside(error.place, size);
-        return;
+        return true;
     }
-    std::abort();
+    return false;
 }
 
 }  // namespace
@@ -38,13 +38,20 @@ std::size_t OctetsBeforeDocument(std::span<const std::uint8_t> /*input*/) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const std::vector<std::uint8_t> document(data, data + size);
-    for (const auto find : {mvlpfx::FindDigest, mvlpfx::FindIterations,
-                            mvlpfx::FindUnknownAlgorithm, mvlpfx::FindMisshapen}) {
+    for (const auto find :
+         {mvlpfx::FindDigest, mvlpfx::FindIterations, mvlpfx::FindUnknownAlgorithm,
+          mvlpfx::FindUnknownParameters, mvlpfx::FindMisshapen}) {
         RequireInside(find(document), size);
     }
-    for (std::size_t containers = 0; containers < 3; ++containers) {
+    for (std::size_t containers = 0; containers < 4; ++containers) {
         RequireInside(mvlpfx::FindLack(document, containers), size);
+        RequireInside(mvlpfx::FindOtherKey(document, containers), size);
     }
-    RequireRefusal([&] { mvlpfx::ThrowNoPfx(document); }, size);
+    if (!IsRefused([&] { mvlpfx::ThrowNoPfx(document); }, size)) {
+        std::abort();
+    }
+    for (const auto refuse : {mvlpfx::RefuseIndefiniteFrame, mvlpfx::RefuseHiddenKeys}) {
+        IsRefused([&] { refuse(document); }, size);
+    }
     return 0;
 }

@@ -73,14 +73,23 @@ TEST(AsnIdentifier, ContextIdentifiersKeepTheWholeTag) {
 
 TEST(AsnIdentifier, ClassesAreToldApart) {
     EXPECT_TRUE(kSequenceIdentifier.IsUniversal());
-    EXPECT_TRUE(kSequenceIdentifier.IsConstructed());
-    EXPECT_FALSE(kIntegerIdentifier.IsConstructed());
     for (const std::uint8_t octet : {std::uint8_t{0x40}, std::uint8_t{0xC0}}) {
         EXPECT_FALSE(AsnIdentifier(octet, 0).IsUniversal());
         EXPECT_FALSE(AsnIdentifier(octet, 0).IsContextSpecific());
     }
-    EXPECT_TRUE(AsnIdentifier(0xA0, 0).IsContextSpecific());
-    EXPECT_FALSE(AsnIdentifier(0xA0, 0).IsUniversal());
+    for (const std::uint8_t octet : {std::uint8_t{0x80}, std::uint8_t{0xA0}}) {
+        EXPECT_TRUE(AsnIdentifier(octet, 0).IsContextSpecific());
+        EXPECT_FALSE(AsnIdentifier(octet, 0).IsUniversal());
+    }
+}
+
+TEST(AsnIdentifier, ConstructedIsABitOfItsOwn) {
+    EXPECT_TRUE(kSequenceIdentifier.IsConstructed());
+    EXPECT_TRUE(AsnIdentifier(0x23, 3).IsConstructed());
+    EXPECT_TRUE(AsnIdentifier(0xA0, 0).IsConstructed());
+    EXPECT_FALSE(kIntegerIdentifier.IsConstructed());
+    EXPECT_FALSE(kNumericStringIdentifier.IsConstructed());
+    EXPECT_FALSE(AsnIdentifier(0x80, 0).IsConstructed());
 }
 
 TEST(AsnIdentifier, LowTagIsInTheFirstOctet) {

@@ -29,6 +29,12 @@ TEST(AsnNodeBag, BagOfABitStringCountsUnusedBitsWithinOtherNodesToo) {
               "30 05 03 03 00 05 00");
 }
 
+TEST(AsnNodeBag, OnlyABagOfABitStringCountsUnusedBits) {
+    EXPECT_EQ(Encoded(AsnNodeBag(kOctetStringIdentifier, MakeAsn<NullAsnNode>())), "04 02 05 00");
+    EXPECT_EQ(Encoded(AsnNodeBag(ConstructedContextIdentifier(3), MakeAsn<NullAsnNode>())),
+              "A3 02 05 00");
+}
+
 TEST(AsnNodeBag, BagWithoutAChildIsEmpty) {
     EXPECT_EQ(Encoded(AsnNodeBag(ConstructedContextIdentifier(0), {})), "A0 00");
     EXPECT_EQ(AsnNodeBag(kBitStringIdentifier, {}).CalculateContentSize(), 1U);

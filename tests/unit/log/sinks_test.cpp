@@ -77,6 +77,7 @@ TEST_F(Sinks, TakeTheLevelsAndFieldsOfBothMasks) {
     log_.debug.fields = 0x20;
     SetLastError(0);
     log_.Say("three");
+    log_.debug.fields = 0x10;
     log_.debug.level = 0xFFFFFFF7;
     log_.Say("four");
     EXPECT_EQ(DebugOutput(), (Texts{"mvlpfx64 one\n", "mvlpfx64\n"}));
