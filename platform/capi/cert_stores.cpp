@@ -69,9 +69,8 @@ PCCERT_CONTEXT Walk(HCERTSTORE handle, PCCERT_CONTEXT previous, const MakeSearch
     const std::shared_ptr<CertificateObject> before = Contexts::Get().Find(previous);
     PCCERT_CONTEXT const next = Answer<PCCERT_CONTEXT>(nullptr, [&] {
         const std::shared_ptr<Store> store = Stores::Get().Find(handle);
-        Require(
-            previous == nullptr || (before != nullptr && before->WhereIs().store.lock() == store),
-            E_INVALIDARG);
+        Require(previous == nullptr || (before != nullptr && before->WhereIs().handle == handle),
+                E_INVALIDARG);
         const Store::Element element = store->FindNext(before.get(), makeSearch());
         Require(element != nullptr, store->HasDamage() ? CRYPT_E_FILE_ERROR : CRYPT_E_NOT_FOUND);
         return Contexts::Get().Hold(element);
