@@ -54,7 +54,7 @@ std::string Look() {
 
 class StoreKilled : public testing::Test {
   protected:
-    // Made here, so that no child process makes its own.
+    // Read here, so that no child process reads them.
     void SetUp() override { Chain(); }
 
     void KillIn(const std::function<bool()>& prepare, const std::function<bool()>& change,

@@ -1,4 +1,4 @@
-// Certificates for tests, made by the openssl and certtool programs or found on the machine.
+// Certificates for tests, kept in tests/data/certificates or found on the machine.
 #pragma once
 
 #include <filesystem>
@@ -14,14 +14,14 @@ using CertificateBytes = std::vector<BYTE>;
 // DER of a file in PEM or DER; empty where it cannot be read.
 CertificateBytes ReadCertificate(const std::filesystem::path& file);
 
-// A chain made once for the process with the openssl program: a root, an issuer below it and two
-// leaves, one an elliptic-curve key with a serial number whose first bit is set.
+// A chain that the openssl program made: a root, an issuer below it and two leaves, one with a
+// serial number whose first bit is set. A document can hold each of them.
 struct TestChain {
     CertificateBytes root;
     CertificateBytes issuer;
     CertificateBytes leaf;
     CertificateBytes otherLeaf;
-    // Same issuer and serial number as `leaf`, valid from a later day.
+    // Same issuer and serial number as `leaf`, valid from later on.
     CertificateBytes newerLeaf;
 };
 const TestChain& Chain();

@@ -26,7 +26,7 @@ using test_support::OpenStore;
 
 class SystemStore : public testing::Test {
   protected:
-    // Made here, so that no child process makes its own.
+    // Read here, so that no child process reads them.
     void SetUp() override { Chain(); }
 
     std::filesystem::path Folder() const { return home_ / "stores" / "MY"; }
