@@ -79,7 +79,7 @@ void WriteOwn(const SeedFolder& seeds, const std::string& name, const std::vecto
 }
 
 void WritePeers(const SeedFolder& seeds) {
-    test_support::PeerOpenssl peer("restore-seeds");
+    test_support::PeerOpenssl peer;
     for (const std::string set : {"gost2001", "gost2012_256", "gost2012_512"}) {
         peer.Run("genpkey -algorithm " + set + " -pkeyopt paramset:A -out key");
         peer.Run("req -new -x509 -key key -subj /CN=" + set + " -days 36500 -out cert");

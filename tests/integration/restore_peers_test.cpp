@@ -85,8 +85,6 @@ std::vector<Bytes> StoredIn(const wchar_t* name) {
 class RestorePeersTest : public test_support::ImportTest,
                          public testing::WithParamInterface<PeerDocument> {
   protected:
-    RestorePeersTest() : peer_(std::string("restore-") + GetParam().name) {}
-
     void SetUp() override {
         ImportTest::SetUp();
         if (peer_.IsMissing()) {

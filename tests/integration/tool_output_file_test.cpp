@@ -18,6 +18,7 @@
 #include "mvlpfx/exit_codes.h"
 #include "mvlpfx/output_file.h"
 #include "support/file_faults.h"
+#include "support/scoped_environment.h"
 
 namespace {
 
@@ -30,9 +31,6 @@ const std::string kNew(10'000, 'n');
 
 class OutputFileOnABadDisk : public testing::TestWithParam<bool> {
   protected:
-    OutputFileOnABadDisk() : folder_(testing::TempDir() + "/output_file_test") {}
-    ~OutputFileOnABadDisk() override { std::filesystem::remove_all(folder_); }
-
     bool Replaces() const { return GetParam(); }
 
     void Prepare() const {
@@ -105,7 +103,8 @@ class OutputFileOnABadDisk : public testing::TestWithParam<bool> {
     }
 
   private:
-    std::string folder_;
+    const test_support::ScopedFolder work_;
+    const std::string folder_ = work_ / "folder";
 };
 
 TEST_P(OutputFileOnABadDisk, IsTheOldOrTheWholeNewAndLeavesNoOther) {

@@ -62,9 +62,6 @@ Bytes Reversed(Bytes octets) {
 
 class KeyInterop : public testing::TestWithParam<PeerKey> {
   protected:
-    KeyInterop()
-        : peer_(std::string("key-") + GetParam().peerAlgorithm + "-" + GetParam().peerCurve) {}
-
     void SetUp() override {
         if (peer_.IsMissing()) {
             GTEST_SKIP() << "SKIPPED: OpenSSL with its GOST engine is not installed";

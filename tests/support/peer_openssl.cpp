@@ -23,10 +23,7 @@ distinguished_name = name
 
 }  // namespace
 
-PeerOpenssl::PeerOpenssl(const std::string& folderName)
-    : folder_(std::filesystem::path(MVLPFX_TEST_WORK) / folderName) {
-    std::filesystem::remove_all(folder_);
-    std::filesystem::create_directories(folder_);
+PeerOpenssl::PeerOpenssl() {
     UseCipherParameters("id-Gost28147-89-CryptoPro-A-ParamSet");
     isMissing_ = Run("engine gost") != 0;
 }
@@ -50,7 +47,7 @@ std::vector<std::uint8_t> PeerOpenssl::Read(const std::string& file) const {
 }
 
 int PeerOpenssl::Run(const std::string& arguments) {
-    const std::string command = "cd '" + folder_.string() +
+    const std::string command = "cd '" + (folder_ / "").string() +
                                 "' && OPENSSL_CONF=openssl.cnf openssl " + arguments +
                                 " >output.txt 2>&1";
     const int code = std::system(command.c_str());

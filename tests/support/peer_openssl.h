@@ -2,17 +2,17 @@
 #pragma once
 
 #include <cstdint>
-#include <filesystem>
 #include <span>
 #include <string>
 #include <vector>
+
+#include "support/scoped_environment.h"
 
 namespace test_support {
 
 class PeerOpenssl {
   public:
-    // The folder is emptied first.
-    explicit PeerOpenssl(const std::string& folderName);
+    PeerOpenssl();
 
     // Where the program or its engine is not installed; tests skip then.
     bool IsMissing() const { return isMissing_; }
@@ -28,7 +28,7 @@ class PeerOpenssl {
     const std::string& Output() const { return output_; }
 
   private:
-    const std::filesystem::path folder_;
+    const ScopedFolder folder_;
     std::string output_;
     bool isMissing_ = false;
 };
