@@ -2,7 +2,6 @@
 // two or four octets of the one and as many or others of the other. The octets are iconv's.
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <locale>
 #include <string>
 
@@ -16,15 +15,12 @@ namespace {
 
 constexpr UINT kGb18030 = 54936;
 
-const bool kCodePageSet =
-    test_support::UseCodePage(kGb18030) && setenv("LC_ALL", "C.UTF-8", 1) == 0;
+const test_support::ScopedSettings kSettings = test_support::UseCodePage(kGb18030);
+const test_support::ScopedVariable kLocale("LC_ALL", "C.UTF-8");
 
 class CodePageGb18030 : public testing::Test {
   protected:
-    void SetUp() override {
-        ASSERT_TRUE(kCodePageSet);
-        ASSERT_EQ(GetACP(), kGb18030);
-    }
+    void SetUp() override { ASSERT_EQ(GetACP(), kGb18030); }
 };
 
 TEST_F(CodePageGb18030, TextIsWrittenInIt) {

@@ -21,7 +21,7 @@ using pkisdk::kGost28147;
 using pkisdk::kGostR3411_256;
 using test_support::Bytes;
 
-const bool kCodePageSet = test_support::UseCodePage(1251);
+const test_support::ScopedSettings kSettings = test_support::UseCodePage(1251);
 
 // "п" is 0xEF in code page 1251, and D0 BF in UTF-8.
 std::string Letters(std::size_t count) {
@@ -38,7 +38,6 @@ std::string Utf8Letters(std::size_t count) {
 class CodePage1251 : public test_support::ProviderTest {
   protected:
     void SetUp() override {
-        ASSERT_TRUE(kCodePageSet);
         ASSERT_EQ(GetACP(), 1251u);
         ProviderTest::SetUp();
     }

@@ -2,14 +2,9 @@
 
 #include <gtest/gtest.h>
 
-#include <unistd.h>
-
-#include <cstdlib>
-#include <fstream>
-#include <string>
-
 #include "pfxcrypto/pfx_constants.h"
 #include "support/platform_calls.h"
+#include "support/scoped_environment.h"
 
 namespace {
 
@@ -18,11 +13,8 @@ using pkisdk::FindProviderType;
 using pkisdk::kProviderTypeNotFound;
 using test_support::PlatformCalls;
 
-// A settings file of this process's own, named before the first look into the registry.
-const bool kSettingsWritten = [] {
-    const std::string path =
-        std::string(MVLPFX_TEST_WORK) + "/settings-" + std::to_string(getpid()) + ".toml";
-    std::ofstream(path) << R"(
+// In place before the first look into the registry.
+const test_support::ScopedSettings kSettings(R"(
 ['SOFTWARE\Microsoft\Cryptography\Defaults\Provider\Empty Provider']
 
 ['SOFTWARE\Microsoft\Cryptography\Defaults\Provider\Prefixed Provider']
@@ -33,16 +25,11 @@ Typ = 6
 Types = 5
 Comment = "before"
 Type = 75
-)";
-    return setenv("VELMORIX_SETTINGS", path.c_str(), 1) == 0;
-}();
+)");
 
 class FindProviderTypeTest : public ::testing::Test {
   protected:
-    void SetUp() override {
-        ASSERT_TRUE(kSettingsWritten);
-        PlatformCalls::Get().Reset();
-    }
+    void SetUp() override { PlatformCalls::Get().Reset(); }
     void TearDown() override {
         EXPECT_EQ(PlatformCalls::Get().OpenRegistryKeys(), 0);
         PlatformCalls::Get().Reset();
