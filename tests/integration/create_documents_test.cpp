@@ -2,9 +2,12 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <string>
+#include <vector>
 
 #include "mvlpfx/mvlpfx.h"
 #include "support/certificates.h"
+#include "support/export_salts.h"
 #include "support/key_calls.h"
 #include "support/key_store.h"
 #include "support/platform_calls.h"
@@ -19,7 +22,6 @@ using test_support::KeyCalls;
 using test_support::PlatformCalls;
 using test_support::ReferenceDocument;
 
-constexpr BYTE kSaltOctet = 0x51;
 constexpr DWORD kWithNames = 0x10;
 constexpr char kPassword[] = "Пароль";
 constexpr wchar_t kWidePassword[] = L"Пароль";
@@ -42,14 +44,14 @@ Bytes Create(HCERTSTORE store, DWORD flags = 0) {
 }
 
 // The key of that container, wrapped by the provider under a session key that the test derives.
-Bytes WrappedKey(const std::string& container, ALG_ID hash, const std::string& cipherOid) {
+Bytes WrappedKey(const std::string& container, ALG_ID hash, const std::string& cipherOid,
+                 const Bytes& salt) {
     HCRYPTPROV context = 0;
     EXPECT_TRUE(CryptAcquireContextA(&context, container.c_str(), test_support::kProviderName,
                                      test_support::kProviderType, 0));
     HCRYPTKEY key = 0;
     EXPECT_TRUE(CryptGetUserKey(context, AT_SIGNATURE, &key));
-    const Bytes derived =
-        test_support::ReferencePbkdf2(hash, kPassword, Bytes(32, kSaltOctet), 2000, 40);
+    const Bytes derived = test_support::ReferencePbkdf2(hash, kPassword, salt, 2000, 40);
     HCRYPTKEY session = 0;
     EXPECT_TRUE(CryptGenKey(context, test_support::kGost28147, 0, &session));
     EXPECT_TRUE(CryptSetKeyParam(session, KP_KEYVAL, derived.data(), 0));
@@ -81,21 +83,15 @@ constexpr KeyKind kKinds[] = {{"2001", 0x2E23, 0x801E, "1.2.643.2.2.31.1"},
 
 class CreateDocuments : public ::testing::Test {
   protected:
-    CreateDocuments() {
-        expected_.password = kPassword;
-        expected_.keySalt = Bytes(32, kSaltOctet);
-        expected_.certificateSalt = expected_.keySalt;
-    }
+    CreateDocuments() { expected_.password = kPassword; }
     ~CreateDocuments() override { ResetCalls(); }
 
     void AddKey(const KeyKind& kind, const std::string& container) {
         expected_.certificates.push_back({store_.AddKey(container, kind.algorithm), true});
-        expected_.keys.push_back({static_cast<std::uint32_t>(expected_.keys.size()) + 1,
-                                  kind.hash,
-                                  WrappedKey(container, kind.hash, kind.cipherOid),
-                                  {},
-                                  {}});
+        expected_.keys.push_back(
+            {static_cast<std::uint32_t>(expected_.keys.size()) + 1, kind.hash, {}, {}, {}});
         expected_.hash = kind.hash;
+        keys_.push_back({kind, container});
     }
     void AddCertificate(const Bytes& certificate) {
         store_.Add(certificate);
@@ -103,13 +99,23 @@ class CreateDocuments : public ::testing::Test {
     }
     void ExpectDocument(DWORD flags = 0) {
         ResetCalls();
-        PlatformCalls::Get().ReplaceRandom(kSaltOctet);
+        const test_support::ExportSalts salts(0x51);
         const Bytes document = Create(store_.Get(), flags);
-        // A salt that reads as an element, or whose value does, is drawn again.
-        constexpr std::ptrdiff_t kCountField = 4;
-        ASSERT_GT(document.size(), 100u);
-        expected_.macSalt.assign(document.end() - kCountField - 32, document.end() - kCountField);
+        ExpectNothingOpen();
+        TakeSalts(document, Bytes(32, salts.Octet()));
         EXPECT_EQ(document, expected_.Build());
+    }
+
+    test_support::KeyStore store_;
+    ReferenceDocument expected_;
+
+  private:
+    struct ContainerKey {
+        KeyKind kind;
+        std::string container;
+    };
+
+    static void ExpectNothingOpen() {
         const PlatformCalls& calls = PlatformCalls::Get();
         EXPECT_EQ(calls.OpenContexts(), 0);
         EXPECT_EQ(calls.OpenKeys(), 0);
@@ -117,9 +123,21 @@ class CreateDocuments : public ::testing::Test {
         EXPECT_EQ(calls.OpenRegistryKeys(), 0);
         EXPECT_EQ(calls.OpenHeapBlocks(), 0);
     }
+    // What is expected under the salts that the document was made with.
+    void TakeSalts(const Bytes& document, const Bytes& salt) {
+        expected_.keySalt = salt;
+        expected_.certificateSalt = salt;
+        for (std::size_t i = 0; i < keys_.size(); ++i) {
+            const auto& [kind, container] = keys_[i];
+            expected_.keys[i].wrapped = WrappedKey(container, kind.hash, kind.cipherOid, salt);
+        }
+        // A salt that reads as an element, or whose value does, is drawn again.
+        constexpr std::ptrdiff_t kCountField = 4;
+        ASSERT_GT(document.size(), 100u);
+        expected_.macSalt.assign(document.end() - kCountField - 32, document.end() - kCountField);
+    }
 
-    test_support::KeyStore store_;
-    ReferenceDocument expected_;
+    std::vector<ContainerKey> keys_;
 };
 
 TEST_F(CreateDocuments, AKeyOf2001IsWrittenAsTheTableSays) {

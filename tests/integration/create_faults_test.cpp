@@ -4,12 +4,14 @@
 #include <algorithm>
 #include <map>
 #include <optional>
+#include <random>
 #include <set>
 #include <string>
 #include <vector>
 
 #include "integration/fault_tally.h"
 #include "mvlpfx/mvlpfx.h"
+#include "support/export_salts.h"
 #include "support/key_calls.h"
 #include "support/key_store.h"
 #include "support/platform_calls.h"
@@ -49,9 +51,10 @@ class CreateFaults : public ::testing::Test {
         store_.Add(test_support::Chain().root);
         store_.AddKey("first", 0x2E23);
         store_.AddKey("second", 0x2E49);
-        // Where the document is not made again by chance.
+        // Under salts with which the document is made once.
         do {
             Reset();
+            ++firstSalt_;
             std::vector<BYTE> buffer(kRoom);
             DWORD count = kRoom;
             EXPECT_TRUE(Create(&buffer, &count));
@@ -69,7 +72,11 @@ class CreateFaults : public ::testing::Test {
         Calls().Reset();
         KeyCalls::Get().Reset();
     }
+    // Draws the same each time.
     BOOL Create(std::vector<BYTE>* buffer, DWORD* count) {
+        const test_support::ExportSalts salts(firstSalt_);
+        Calls().ReplaceRuntimeRandom(
+            [random = std::minstd_rand()]() mutable { return static_cast<int>(random()); });
         PfxBlob pfx{*count, buffer->data()};
         const BOOL answer = UzCreatePFX(store_.Get(), &pfx, L"Password1", kWithNames);
         *count = pfx.cbData;
@@ -104,6 +111,7 @@ class CreateFaults : public ::testing::Test {
     void ExpectDocument(const std::vector<BYTE>& buffer, DWORD count, int keys);
 
     test_support::KeyStore store_;
+    BYTE firstSalt_ = 0;
     std::vector<Call> run_;
 };
 

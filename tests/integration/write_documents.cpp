@@ -7,8 +7,8 @@
 #include <string>
 
 #include "mvlpfx/mvlpfx.h"
+#include "support/export_salts.h"
 #include "support/key_store.h"
-#include "support/platform_calls.h"
 
 namespace {
 
@@ -16,7 +16,6 @@ using test_support::CertificateBytes;
 
 constexpr char kPassword[] = "Пароль 1";
 constexpr wchar_t kWidePassword[] = L"Пароль 1";
-constexpr BYTE kSaltOctet = 0x51;
 constexpr DWORD kWithNames = 0x10;
 
 void Write(const std::filesystem::path& path, const std::vector<BYTE>& bytes) {
@@ -44,8 +43,11 @@ bool WriteDocument(const std::filesystem::path& folder, ALG_ID algorithm, DWORD 
     store.AddKey("Второй", algorithm);
     store.Add(test_support::Chain().issuer);
     const std::vector<CertificateBytes> certificates = store.Store().All();
+    const test_support::ExportSalts salts(0x51);
+    const std::vector<BYTE> document = Create(store.Get(), flags);
+    Write(folder / "document.pfx", document);
     std::ofstream facts(folder / "facts.txt");
-    facts << "password " << kPassword << "\nsalt_octet " << int{kSaltOctet} << '\n';
+    facts << "password " << kPassword << "\nsalt_octet " << int{salts.Octet()} << '\n';
     for (std::size_t i = 0; i < certificates.size(); ++i) {
         const bool isKeys = i == 1 || i == 2;
         const std::string file = std::to_string(i) + ".der";
@@ -56,8 +58,6 @@ bool WriteDocument(const std::filesystem::path& folder, ALG_ID algorithm, DWORD 
         facts << "provider_name " << test_support::kProviderName
               << "\nfriendly_name first\nfriendly_name Второй\n";
     }
-    const std::vector<BYTE> document = Create(store.Get(), flags);
-    Write(folder / "document.pfx", document);
     return !document.empty();
 }
 
@@ -69,7 +69,6 @@ int main(int argc, char** argv) {
         return 2;
     }
     const std::filesystem::path folder = argv[1];
-    test_support::PlatformCalls::Get().ReplaceRandom(kSaltOctet);
     const bool areMade = WriteDocument(folder / "2001", 0x2E23, 0) &&
                          WriteDocument(folder / "2012-256", 0x2E49, kWithNames) &&
                          WriteDocument(folder / "2012-512", 0x2E3D, 0);

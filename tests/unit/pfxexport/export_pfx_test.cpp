@@ -494,6 +494,7 @@ TEST_F(ExportPfxFromStoreTest, AVectorThatIsChangedEachTimeIsBadDataAfterEightAt
 
 TEST_F(ExportPfxFromStoreTest, CertificatesWhoseCipherTextWouldBeChangedAreEncryptedAgain) {
     AddCertificate(Chain().root);
+    Calls().ReplaceRandom(kSaltOctet);
     int changed = 0;
     Keys().ReplaceCipherText([&changed](std::span<BYTE> text) {
         if (changed++ == 0) {
