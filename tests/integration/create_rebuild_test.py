@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
-"""Rebuilds documents byte for byte: create_rebuild_test.py WRITER FOLDER
+"""Rebuilds documents byte for byte: create_rebuild_test.py WRITER
 
-WRITER makes one document of each family of keys in FOLDER, under salts that it tells. This script
+WRITER makes one document of each family of keys in a folder, under salts that it tells. This script
 makes the same documents from the certificates, the password and the salts, with OpenSSL's GOST
 engine for every primitive and nothing of the module. Only the MAC's salt and the wrapped keys are
 taken from the document; those are decrypted, and must be the private keys of their certificates.
@@ -271,13 +271,13 @@ class Document:
 
 
 def main():
-    writer, folder = sys.argv[1], pathlib.Path(sys.argv[2])
     peer = Peer()
-    subprocess.run([writer, folder], check=True)
-    for family in FAMILIES:
-        document = Document(folder / family, peer)
-        document.check()
-        print(f"{family}: {len(document.written)} bytes, rebuilt the same")
+    with tempfile.TemporaryDirectory() as folder:
+        subprocess.run([sys.argv[1], folder], check=True)
+        for family in FAMILIES:
+            document = Document(pathlib.Path(folder) / family, peer)
+            document.check()
+            print(f"{family}: {len(document.written)} bytes, rebuilt the same")
 
 
 if __name__ == "__main__":

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Documents that OpenSSL's GOST engine and GnuTLS make on this machine, now, are verified here:
-#   peer_documents_test.sh SOURCE_FOLDER MVLPFX WORK_FOLDER
+#   peer_documents_test.sh SOURCE_FOLDER MVLPFX
 # Exits with 77, which ctest shows as skipped, where a peer is missing.
 set -euo pipefail
 
@@ -10,8 +10,8 @@ done
 openssl engine gost >/dev/null 2>&1 || { echo "SKIPPED: OpenSSL has no GOST engine"; exit 77; }
 
 tool=$2
-work=$3
-rm -rf "$work"
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
 "$1/scripts/make-peer-documents" "$work"
 cd "$work"
 
