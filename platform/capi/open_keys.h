@@ -34,7 +34,8 @@ class OpenKeys {
   private:
     std::mutex mutex_;
     std::map<ULONG_PTR, std::shared_ptr<const OpenKey>> keys_;
-    ULONG_PTR next_ = 0x100;
+    // Two beside those of events, so that neither is ever taken for the other.
+    ULONG_PTR next_ = 0x102;
 };
 
 OpenKeys& AllOpenKeys();

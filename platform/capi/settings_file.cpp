@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <cstdint>
 #include <cstdlib>
+#include <ctime>
 #include <limits>
 #include <mutex>
 #include <optional>
@@ -200,14 +201,15 @@ ULONGLONG ToFileTime(const FileIdentity& identity) {
            static_cast<ULONGLONG>(identity.nanoseconds) / 100;
 }
 
-std::shared_ptr<const Settings> Load(const FileIdentity& identity) {
+// What can't be read is told where `isTold`.
+std::shared_ptr<const Settings> Load(const FileIdentity& identity, bool isTold) {
     auto settings = std::make_shared<Settings>();
     if (identity.exists) {
         std::string reason;
         const std::optional<std::string> text = ReadWhole(identity.path, &reason);
         if (text.has_value() && ParseSettings(*text, settings.get(), &reason)) {
             settings->lastWriteTime = ToFileTime(identity);
-        } else {
+        } else if (isTold) {
             syslog(LOG_WARNING, "%s: %s; built-in settings are used", identity.path.c_str(),
                    reason.c_str());
         }
@@ -216,9 +218,19 @@ std::shared_ptr<const Settings> Load(const FileIdentity& identity) {
     return settings;
 }
 
+// Whether a change behind this look would show: a file that is written twice within what its file
+// system can tell of time may have one identity in two states.
+bool IsSettled(const FileIdentity& identity) {
+    constexpr std::int64_t kCoarsestTime = 2;
+    timespec now{};
+    clock_gettime(CLOCK_REALTIME, &now);
+    return !identity.exists || std::abs(now.tv_sec - identity.seconds) > kCoarsestTime;
+}
+
 struct LoadedSettings {
     std::mutex mutex;
     FileIdentity identity;
+    bool isSettled = false;
     std::shared_ptr<const Settings> settings;
 };
 
@@ -249,10 +261,13 @@ bool ParseSettings(std::string_view text, Settings* settings, std::string* reaso
 std::shared_ptr<const Settings> CurrentSettings() {
     LoadedSettings& last = LastLoaded();
     FileIdentity identity = IdentityOf(SettingsPath());
+    const bool isSettled = IsSettled(identity);
     const std::lock_guard lock(last.mutex);
-    if (last.settings == nullptr || !(identity == last.identity)) {
-        last.settings = Load(identity);
+    const bool isNew = last.settings == nullptr || !(identity == last.identity);
+    if (isNew || !last.isSettled) {
+        last.settings = Load(identity, isNew);
         last.identity = std::move(identity);
+        last.isSettled = isSettled;
     }
     return last.settings;
 }

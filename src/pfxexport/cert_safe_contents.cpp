@@ -3,11 +3,11 @@
 #include <cstdint>
 
 #include "derlist/der_queries.h"
+#include "derlist/round_trip.h"
 #include "pfxcrypto/handle_guards.h"
 #include "pfxexport/failure.h"
 #include "pfxexport/list_building.h"
 #include "pfxexport/local_key_id.h"
-#include "pfxexport/read_back.h"
 
 namespace pkisdk {
 

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "derlist/der_queries.h"
+#include "derlist/round_trip.h"
 #include "foundation/wide_to_ansi.h"
 #include "pfxcrypto/handle_guards.h"
 #include "pfxcrypto/pfx_constants.h"

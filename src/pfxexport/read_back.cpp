@@ -3,8 +3,7 @@
 #include <algorithm>
 #include <iterator>
 
-#include "derlist/der_parser.h"
-#include "derlist/der_queries.h"
+#include "derlist/round_trip.h"
 
 namespace pkisdk {
 
@@ -18,17 +17,6 @@ bool IsSameNode(const DerNode& one, const DerNode& other) {
 }
 
 }  // namespace
-
-bool ParseUnchanged(std::span<const std::uint8_t> bytes, DerList* list) {
-    Blob written;
-    return ParseDerList(bytes.data(), static_cast<std::int32_t>(bytes.size()), list) != 0 &&
-           FlattenSubtree(*list, 0, &written) != 0 && std::ranges::equal(written.Bytes(), bytes);
-}
-
-bool ComesOutUnchanged(std::span<const std::uint8_t> bytes) {
-    DerList list;
-    return ParseUnchanged(bytes, &list);
-}
 
 bool IsReadable(const DerList& built, std::span<const std::uint8_t> document) {
     DerList read;

@@ -8,6 +8,7 @@
 #include "derlist/der_queries.h"
 #include "foundation/exception.h"
 #include "mvlpfx/document_outline.h"
+#include "pfxcrypto/pfx_constants.h"
 #include "pfximport/bag_attributes.h"
 #include "pfximport/bag_identifiers.h"
 #include "pfximport/bag_walk.h"
@@ -20,8 +21,6 @@ namespace mvlpfx {
 namespace {
 
 namespace asn = pkisdk::asn;
-
-constexpr std::uint64_t kIterationsForZero = 2000;
 
 pkisdk::DerList Parse(std::span<const std::uint8_t> document) {
     pkisdk::DerList list;
@@ -43,13 +42,11 @@ bool ReadEncryptedContent(const pkisdk::DerList& document, EncrContent* content)
 }
 
 std::uint64_t IterationsOf(const asn::PBES2AlgIdentifier& scheme) {
-    const std::uint32_t count = scheme.KezDeriv.additionalInfo.IterCount;
-    return count == 0 ? kIterationsForZero : count;
+    return IterationsRun(scheme.KezDeriv.additionalInfo.IterCount);
 }
 
 std::uint64_t MacIterations(std::span<const std::uint8_t> document) {
-    const std::uint64_t count = OutlineMac(document).iterations;
-    return count == 0 ? kIterationsForZero : count;
+    return IterationsRun(OutlineMac(document).iterations);
 }
 
 // Throws what the schema throws.
@@ -89,6 +86,10 @@ void CollectNumbers(const PfxKeyBag& bag, std::set<std::uint32_t>* numbers) {
 }
 
 }  // namespace
+
+std::uint64_t IterationsRun(std::uint64_t count) {
+    return count == 0 ? pkisdk::kDefaultIterations : count;
+}
 
 void ForEachKeyBag(const pkisdk::DerList& document,
                    const std::function<void(const PfxKeyBag&, std::uint32_t)>& take) {

@@ -22,6 +22,9 @@ void ForEachKeyBag(const pkisdk::DerList& document,
 // The numbers that the keys of a document of the module's own bear.
 std::set<std::uint32_t> KeyNumbers(std::span<const std::uint8_t> document);
 
+// What a derivation runs where a document says `count`.
+std::uint64_t IterationsRun(std::uint64_t count);
+
 // The iterations that a restore of the document runs at most, its integrity value counted twice,
 // for a wrong password.
 std::uint64_t CountIterations(std::span<const std::uint8_t> document);

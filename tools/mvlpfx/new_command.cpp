@@ -3,6 +3,7 @@
 #include <ctime>
 #include <optional>
 
+#include "derlist/round_trip.h"
 #include "mvlpfx/commands.h"
 #include "mvlpfx/container_names.h"
 #include "mvlpfx/error_words.h"
@@ -115,7 +116,7 @@ SYSTEMTIME DaysFromNow(unsigned days) {
 }
 
 OwnedCertificate SignCertificate(HCRYPTPROV context, const NewOptions& options,
-                                 std::vector<BYTE> subject) {
+                                 const std::vector<BYTE>& subject) {
     // A certificate that signs itself is an authority, if of itself alone; readers insist on that.
     // BasicConstraints: SEQUENCE { cA TRUE, pathLenConstraint 0 }. KeyUsage: digitalSignature,
     // nonRepudiation, keyEncipherment, dataEncipherment, keyAgreement, keyCertSign.
@@ -126,15 +127,39 @@ OwnedCertificate SignCertificate(HCRYPTPROV context, const NewOptions& options,
     std::array<CERT_EXTENSION, 2> list{
         {{constraintsOid.data(), TRUE, {constraints.size(), constraints.data()}},
          {usageOid.data(), TRUE, {usage.size(), usage.data()}}}};
-    return SignOwnCertificate(
-        context, {std::move(subject), DaysFromNow(options.days), {list.size(), list.data()}});
+    return SignOwnCertificate(context,
+                              {subject, DaysFromNow(options.days), {list.size(), list.data()}});
+}
+
+bool FitsDocument(PCCERT_CONTEXT certificate) {
+    return pkisdk::ComesOutUnchanged({certificate->pbCertEncoded, certificate->cbCertEncoded});
+}
+
+struct SignedKey {
+    OwnedKey key;
+    OwnedCertificate certificate;
+};
+
+// One certificate in some ten thousand has a key or a signature whose octets the reader of
+// documents would change, so that no document could hold it: then another key is drawn. One that
+// never fits has something else in it that does not, and serves as what it is.
+SignedKey DrawKey(HCRYPTPROV context, const NewOptions& options, const KeyAlgorithm& algorithm,
+                  const std::vector<BYTE>& subject) {
+    constexpr int kDraws = 8;
+    for (int draw = 1;; ++draw) {
+        OwnedKey key = GenerateKey(context, options, algorithm);
+        OwnedCertificate certificate = SignCertificate(context, options, subject);
+        if (draw == kDraws || FitsDocument(certificate.Get())) {
+            return {std::move(key), std::move(certificate)};
+        }
+    }
 }
 
 }  // namespace
 
 void RunNew(const NewOptions& options) {
     const KeyAlgorithm& algorithm = FindKeyAlgorithm(options.algorithm);
-    std::vector<BYTE> subject = EncodeSubject(options.subject);
+    const std::vector<BYTE> subject = EncodeSubject(options.subject);
     const OwnedStore store = OpenSystemStore("MY", options.machine);
     const std::string name =
         options.container.empty() ? RandomName(options.machine) : options.container;
@@ -147,9 +172,7 @@ void RunNew(const NewOptions& options) {
     if (pin) {
         SetPin(container.Get(), *pin);
     }
-    const OwnedKey key = GenerateKey(container.Get(), options, algorithm);
-    const OwnedCertificate certificate =
-        SignCertificate(container.Get(), options, std::move(subject));
+    const auto [key, certificate] = DrawKey(container.Get(), options, algorithm, subject);
     RequireCall(CryptSetKeyParam(key.Get(), KP_CERTIFICATE, certificate.Get()->pbCertEncoded, 0),
                 "can't put the certificate beside the key");
     ThrowIfInterrupted();

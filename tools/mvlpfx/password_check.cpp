@@ -16,15 +16,12 @@ namespace mvlpfx {
 
 namespace {
 
-// A count of 0 stands for the module's default.
-constexpr std::uint64_t kIterationsForZero = 2000;
-
 constexpr char kInAll[] = " in all";
 
 // `asked` ends what is told of the count.
 void CheckIterations(std::span<const std::uint8_t> document, std::uint64_t count,
                      std::uint64_t allowed, const char* asked = "") {
-    const std::uint64_t iterations = count == 0 ? kIterationsForZero : count;
+    const std::uint64_t iterations = IterationsRun(count);
     if (iterations > allowed) {
         ToolError error(ExitCode::kTooManyIterations,
                         "the document asks for " + CountText(iterations, "iteration") + asked +

@@ -6,13 +6,17 @@
 #include <unistd.h>
 
 #include <array>
+#include <chrono>
 #include <cstring>
+#include <filesystem>
+#include <fstream>
 #include <map>
 #include <string>
 #include <vector>
 
 #include "capi/last_error.h"
 #include "support/scoped_environment.h"
+#include "support/system_log.h"
 
 namespace {
 
@@ -242,6 +246,32 @@ TEST(Registry, SeesAChangedFileInANewOpeningAndKeepsAnOldOneAsItWas) {
     EXPECT_EQ(ReadNumber(after.Get(), "x"), 2U);
 }
 
+// Writes into the file itself, which keeps its inode, its size and, as with two changes within a
+// tick of the clock, its time.
+void OverwriteWithoutATrace(const std::filesystem::path& path, const char* text) {
+    struct stat before {};
+    ASSERT_EQ(stat(path.c_str(), &before), 0);
+    std::ofstream(path, std::ios::binary) << text;
+    const std::array<timespec, 2> times{before.st_atim, before.st_mtim};
+    ASSERT_EQ(utimensat(AT_FDCWD, path.c_str(), times.data(), 0), 0);
+}
+
+TEST(Registry, SeesASecondChangeWithinATickOfTheClock) {
+    const ScopedSettings settings("[A]\nx = 1\n");
+    EXPECT_EQ(ReadNumber(Key("A").Get(), "x"), 1u);
+    OverwriteWithoutATrace(settings.Path(), "[A]\nx = 2\n");
+    EXPECT_EQ(ReadNumber(Key("A").Get(), "x"), 2u);
+}
+
+TEST(Registry, ReadsNoFileAnewThatHasRestedForSeconds) {
+    const ScopedSettings settings("[A]\nx = 1\n");
+    std::filesystem::last_write_time(
+        settings.Path(), std::filesystem::file_time_type::clock::now() - std::chrono::hours(1));
+    EXPECT_EQ(ReadNumber(Key("A").Get(), "x"), 1u);
+    OverwriteWithoutATrace(settings.Path(), "[A]\nx = 2\n");
+    EXPECT_EQ(ReadNumber(Key("A").Get(), "x"), 1u);
+}
+
 TEST(Registry, HoldsItsDefaultsWhereTheFileIsMalformed) {
     for (const std::string& text :
          {std::string("Type = \n"), std::string("['A'\n"), std::string("\xFF\xFE\0\0", 4),
@@ -250,6 +280,17 @@ TEST(Registry, HoldsItsDefaultsWhereTheFileIsMalformed) {
         EXPECT_EQ(ReadNumber(Key(kProviderKey).Get(), "Type"), 2U);
         EXPECT_EQ(Key("A").Status(), ERROR_FILE_NOT_FOUND) << text.substr(0, 20);
     }
+}
+
+TEST(Registry, TellsOnceThatAFileIsMalformed) {
+    const ScopedSettings settings("x =");
+    test_support::SystemLog().clear();
+    EXPECT_EQ(Key("").Status(), ERROR_SUCCESS);
+    EXPECT_EQ(Key("").Status(), ERROR_SUCCESS);
+    ASSERT_EQ(test_support::SystemLog().size(), 1u);
+    const std::string& text = test_support::SystemLog().front().text;
+    EXPECT_EQ(text.find(settings.Path().string() + ": line 1: "), 0u) << text;
+    EXPECT_NE(text.find("; built-in settings are used"), std::string::npos) << text;
 }
 
 TEST(Registry, HoldsItsDefaultsWhereTheFileIsNoneThatCanBeRead) {

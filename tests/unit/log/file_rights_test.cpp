@@ -4,11 +4,13 @@
 
 #include <filesystem>
 
+#include "support/log_calls.h"
 #include "support/test_log.h"
 
 namespace {
 
 TEST(LogFile, IsItsOwnersAloneAndNoSymbolicLink) {
+    test_support::LogCalls::Get().Reset();
     const test_support::LogSurroundings surroundings({{"file_level", 8}, {"file_field", 0x10}});
     test_support::TestLog log;
     log.Start();

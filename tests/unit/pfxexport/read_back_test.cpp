@@ -9,27 +9,8 @@ namespace {
 
 using outline::FromHex;
 using pkisdk::Blob;
-using pkisdk::ComesOutUnchanged;
 using pkisdk::DerList;
 using pkisdk::IsReadable;
-
-TEST(ComesOutUnchanged, IsTrueOfElementsWhateverTheirOctetsReadAs) {
-    EXPECT_TRUE(ComesOutUnchanged(FromHex("30 06 04 04 51 51 51 51")));
-    EXPECT_TRUE(ComesOutUnchanged(FromHex("30 06 04 04 02 02 02 02")));
-}
-
-TEST(ComesOutUnchanged, IsFalseWhereAZeroInFrontOfAnElementGetsLost) {
-    EXPECT_FALSE(ComesOutUnchanged(FromHex("30 07 04 05 00 02 02 02 02")));
-}
-
-TEST(ComesOutUnchanged, IsFalseWhereALengthIsMadeMinimal) {
-    EXPECT_FALSE(ComesOutUnchanged(FromHex("30 06 04 04 04 81 01 51")));
-}
-
-TEST(ComesOutUnchanged, IsFalseOfWhatIsNoElement) {
-    EXPECT_FALSE(ComesOutUnchanged(FromHex("05")));
-    EXPECT_FALSE(ComesOutUnchanged({}));
-}
 
 // SEQUENCE { value, salt, count }: what a tail looks like.
 DerList Tail(const char* value, const char* salt) {
