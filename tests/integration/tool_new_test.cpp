@@ -14,13 +14,17 @@
 namespace {
 
 struct Draws {
-    int made = 0;
+    int made = 0;   // but for those that were unfit by chance
     int unfit = 0;  // as many from the first on
 };
 
 Draws& AllDraws() {
     static Draws draws;
     return draws;
+}
+
+bool IsFit(PCCERT_CONTEXT certificate) {
+    return pkisdk::ComesOutUnchanged({certificate->pbCertEncoded, certificate->cbCertEncoded});
 }
 
 // The certificate with elements of a length that is not the shortest for a signature.
@@ -52,9 +56,13 @@ PCCERT_CONTEXT WINAPI STAND_IN(CertCreateSelfSignCertificate)(
     PSYSTEMTIME end, PCERT_EXTENSIONS extensions) {
     PCCERT_CONTEXT const certificate = REAL(CertCreateSelfSignCertificate)(
         provider, name, flags, info, algorithm, start, end, extensions);
-    return ++AllDraws().made > AllDraws().unfit
-               ? certificate
-               : WithUnfitSignature(test_support::Certificate(certificate));
+    Draws& draws = AllDraws();
+    if (draws.made < draws.unfit) {
+        ++draws.made;
+        return WithUnfitSignature(test_support::Certificate(certificate));
+    }
+    draws.made += IsFit(certificate) ? 1 : 0;
+    return certificate;
 }
 
 namespace {

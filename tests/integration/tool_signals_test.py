@@ -273,7 +273,7 @@ class Signals(Profile):
         while moment is None and process.poll() is None and not any(home.rglob("MY/[0-9A-F]*")):
             time.sleep(0.001)
         process.send_signal(signal.SIGINT)
-        out = process.communicate(timeout=60)[0].decode()
+        out = process.communicate(timeout=PATIENCE)[0].decode()
         status = process.returncode
         there = sorted(row["thumbprint"]
                        for row in self.report("certs", home=home)["certificates"])
