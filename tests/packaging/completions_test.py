@@ -19,7 +19,7 @@ import unittest
 SHELL, TOOL = sys.argv[1:3]
 FOLDER = pathlib.Path(sys.argv[3])
 INSERT_ALL = b"\x14"
-PATIENCE = 60
+PATIENCE = 600
 
 BASH = """
 PS1='ready> '
