@@ -174,6 +174,8 @@ void AddCreate(CLI::App* app, Runner* runner) {
     command->add_flag("--force", options->force, "Replace a file that is there");
     command->add_flag("--allow-missing-keys", options->allowMissingKeys,
                       "Leave out keys that can't be reached");
+    command->add_flag("--machine", options->machine,
+                      "Take the machine's certificates and keys, not the user's");
     command->footer("Example: mvlpfx create -o backup.pfx --chain --pass-file password.txt");
     AddPinOptions(command, &options->pin, "One source of the PIN of containers that have one");
     AddPasswordOptions(command, &options->password,
