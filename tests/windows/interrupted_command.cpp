@@ -4,6 +4,9 @@
 //     interrupted_command [pressed] new NAME   makes a key in a container, and its certificate
 //     interrupted_command [pressed] write FILE writes into a file that is there
 //     interrupted_command press PROCESS        presses it in the console of that process
+//     interrupted_command prompt PROCESS       the same where it asks for a password, and tells how
+//     it
+//                                              leaves the console
 //
 // With "pressed" a signal waits already when it begins.
 #include <windows.h>
@@ -22,6 +25,18 @@ namespace {
 using Arguments = std::vector<std::string>;
 
 constexpr int kFailed = 1;
+constexpr int kPatience = 60'000;  // milliseconds
+
+template <typename Condition>
+bool WaitUntil(Condition condition) {
+    for (int i = 0; i != kPatience; ++i) {
+        if (condition()) {
+            return true;
+        }
+        Sleep(1);
+    }
+    return false;
+}
 
 // For every process of this one's console.
 bool Press() {
@@ -39,30 +54,57 @@ void HeedTheKey() {
 
 // The signal comes on a thread of the system's, some time later.
 bool PressUntilItWaits() {
-    constexpr int kPatience = 60'000;
     HeedTheKey();
     if (!Press()) {
         return false;
     }
-    for (int i = 0; mvlpfx::PendingSignal() == 0; ++i) {
-        if (i == kPatience) {
-            std::puts("no signal came");
-            return false;
-        }
-        Sleep(1);
+    const bool isThere = WaitUntil([] { return mvlpfx::PendingSignal() != 0; });
+    if (!isThere) {
+        std::puts("no signal came");
     }
+    return isThere;
+}
+
+// A process that has just been started may not have its console yet.
+bool TakeConsoleOf(DWORD process) {
+    FreeConsole();
+    if (!WaitUntil([process] { return AttachConsole(process) != FALSE; })) {
+        std::printf("no console: error %lu\n", GetLastError());
+        return false;
+    }
+    // What is pressed there is not for this one.
+    SetConsoleCtrlHandler(nullptr, TRUE);
     return true;
 }
 
-int PressIn(const std::string& process) {
-    FreeConsole();
-    if (AttachConsole(std::strtoul(process.c_str(), nullptr, 10)) == FALSE) {
-        std::printf("no console: error %lu\n", GetLastError());
+// "on" or "off", or why that is not known.
+std::string EchoOf(HANDLE console) {
+    DWORD mode = 0;
+    if (GetConsoleMode(console, &mode) == FALSE) {
+        return "error " + std::to_string(GetLastError());
+    }
+    return (mode & ENABLE_ECHO_INPUT) != 0 ? "on" : "off";
+}
+
+int PressIn(DWORD process) {
+    return TakeConsoleOf(process) && Press() ? 0 : kFailed;
+}
+
+int PressAtPrompt(DWORD process) {
+    const HANDLE running = OpenProcess(SYNCHRONIZE, FALSE, process);
+    if (running == nullptr || !TakeConsoleOf(process)) {
         return kFailed;
     }
-    // Not for this one.
-    SetConsoleCtrlHandler(nullptr, TRUE);
-    return Press() ? 0 : kFailed;
+    const HANDLE console =
+        CreateFileA("CONIN$", GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                    nullptr, OPEN_EXISTING, 0, nullptr);
+    WaitUntil([console] { return EchoOf(console) == "off"; });
+    std::printf("echo at the prompt: %s\n", EchoOf(console).c_str());
+    if (!Press() || WaitForSingleObject(running, kPatience) != WAIT_OBJECT_0) {
+        return kFailed;
+    }
+    std::printf("echo behind it: %s\n", EchoOf(console).c_str());
+    return 0;
 }
 
 void Show() {
@@ -117,5 +159,10 @@ int RunDeferred(Arguments arguments) {
 
 int main(int argc, char** argv) {
     const Arguments arguments(argv + 1, argv + argc);
-    return arguments[0] == "press" ? PressIn(arguments[1]) : RunDeferred(arguments);
+    const DWORD process =
+        arguments.size() > 1 ? std::strtoul(arguments[1].c_str(), nullptr, 10) : 0;
+    if (arguments[0] == "press") {
+        return PressIn(process);
+    }
+    return arguments[0] == "prompt" ? PressAtPrompt(process) : RunDeferred(arguments);
 }

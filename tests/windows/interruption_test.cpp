@@ -111,6 +111,15 @@ TEST_F(WindowsInterruption, FileStaysAndNoneIsLeftBesideIt) {
     EXPECT_EQ(std::distance(begin(files), end(files)), 1);
 }
 
+TEST_F(WindowsInterruption, PromptGivesTheConsoleItsEchoBack) {
+    const ConsoleProgram verify("mvlpfx.exe",
+                                "verify \"" MVLPFX_TEST_DATA "/peers/openssl-one-iteration.pfx\"");
+    const ConsoleProgram press("interrupted_command.exe", "prompt " + std::to_string(verify.Id()));
+    EXPECT_EQ(press.Wait(), 0U);
+    EXPECT_EQ(press.Output(), "echo at the prompt: off\necho behind it: on\n");
+    EXPECT_EQ(verify.Output(), "");
+}
+
 // The tool itself: it waits for the lock, with the key derived and no container made, when the key
 // is pressed; what it says of that tells that the signal came.
 class InterruptedRestore : public WindowsInterruption {
