@@ -4,9 +4,8 @@
 //     interrupted_command [pressed] new NAME   makes a key in a container, and its certificate
 //     interrupted_command [pressed] write FILE writes into a file that is there
 //     interrupted_command press PROCESS        presses it in the console of that process
-//     interrupted_command prompt PROCESS       the same where it asks for a password, and tells how
-//     it
-//                                              leaves the console
+//     interrupted_command prompt PROCESS       the same where that asks for a password, and tells
+//                                              what becomes of the echo
 //
 // With "pressed" a signal waits already when it begins.
 #include <windows.h>
