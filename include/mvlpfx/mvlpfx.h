@@ -3,7 +3,8 @@
  * A document is a PFX (PKCS#12) whose private keys are GOST keys. Passwords are NUL-terminated wide
  * text; null is the same as empty. A password counts 1 to 32 bytes, both in the process's ANSI code
  * page and in UTF-8. Every function works on the caller's thread and leaves the reason of a failure
- * in that thread's last error. */
+ * in that thread's last error. Where there is no memory UzCreatePFX, UzVerifyPswPFX and the
+ * restores may also end with the C++ exception std::bad_alloc. */
 #ifndef MVLPFX_MVLPFX_H
 #define MVLPFX_MVLPFX_H
 
@@ -50,7 +51,9 @@ typedef struct PfxBlob {
  *   NTE_BAD_DATA                   a certificate is not DER, or an exported key too short, or what
  *                                  was written would not be read again as it is
  *   NTE_BAD_KEY_STATE              an exported key is not what a provider of this kind gives
- *   CRYPT_E_ASN1_CORRUPT           a bag could not be built
+ *   CRYPT_E_ASN1_CORRUPT           a bag could not be built, also for want of memory
+ *   ERROR_NOT_ENOUGH_MEMORY        there is no memory
+ *   NTE_NO_MEMORY                  the provider has none
  * or the provider's own, and then `pfx->cbData` is as it was. Where the provider fails and leaves
  * no reason the answer is 1, and there is no document: `pfx->cbData` is as it was. The record is
  * not checked: a null `pfx` is a defect of the caller. */
@@ -66,7 +69,10 @@ MVLPFX_EXPORT BOOL UzCreatePFX(HCERTSTORE store, PfxBlob* pfx, LPCWSTR password,
  *   NTE_BAD_DATA              the document is no PFX in DER, or lacks a part that it must have
  *   NTE_BAD_ALGID             it is encrypted, in GOST's shape, with algorithms that the provider
  *                             does not have; any other shape is CRYPT_E_ASN1_CORRUPT
- *   CRYPT_E_ASN1_CORRUPT      an encrypted content or the bag of a key is malformed
+ *   CRYPT_E_ASN1_CORRUPT      an encrypted content or the bag of a key is malformed, or can't be
+ *                             read for want of memory
+ *   ERROR_NOT_ENOUGH_MEMORY   there is no memory, such as for a copy of the password
+ *   NTE_NO_MEMORY             the provider has none
  * or the provider's own. Containers that were made before a failure stay. The record is not
  * checked: a null `pfx` is a defect of the caller. */
 MVLPFX_EXPORT HCERTSTORE UzRestorePFX(const PfxBlob* pfx, LPCWSTR password, DWORD flags);
@@ -83,6 +89,8 @@ MVLPFX_EXPORT HCERTSTORE UzRestorePFXToSystemStorage(const PfxBlob* pfx, LPCWSTR
  *   NTE_KEYSET_ENTRY_BAD      the password is wrong
  *   ERROR_INVALID_PASSWORD    it is empty, or longer than 32 bytes
  *   NTE_BAD_DATA              the document is no PFX, or has no integrity value
+ *   ERROR_NOT_ENOUGH_MEMORY   there is no memory
+ *   NTE_NO_MEMORY             the provider has none
  * or the provider's own. A digest algorithm that the platform does not know is whatever its lookup
  * leaves in the last error; if that is 0, the answer is 1. The document may be DER, PEM or base64.
  * The record is not checked: a null `pfx` is a defect of the caller. */

@@ -9,7 +9,7 @@ _mvlpfx_options() {
     certs) echo "$common --store --machine" ;;
     create)
         echo "$common $pin $pass --output --subject --thumbprint --container --chain --names --pem" \
-            "--force --allow-missing-keys"
+            "--force --allow-missing-keys --machine"
         ;;
     info) echo "$common $pass --tree" ;;
     verify) echo "$common $pass" ;;

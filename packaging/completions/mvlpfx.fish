@@ -74,6 +74,7 @@ complete -c mvlpfx -n $create -l names -d 'Write the names of provider and conta
 complete -c mvlpfx -n $create -l pem -d 'As text'
 complete -c mvlpfx -n $create -l force -d 'Replace a file that is there'
 complete -c mvlpfx -n $create -l allow-missing-keys -d 'Leave out keys that cannot be reached'
+complete -c mvlpfx -n $create -l machine -d 'Of the machine'
 
 complete -c mvlpfx -n '__mvlpfx_runs info verify restore' -F
 complete -c mvlpfx -n '__mvlpfx_runs info' -l tree -d 'Show every element'

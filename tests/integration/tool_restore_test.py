@@ -169,8 +169,9 @@ class BesideTheOriginal(Profile):
         self.expect(0, *create)
         self.expect(0, *restore)
         self.assertEqual(self.report(*create, code=8)["advice"],
-                         "'mvlpfx keys' shows which are; take these, each with --container and its "
-                         "name, or restore the key again, or make another, with --exportable")
+                         "'mvlpfx keys' shows which are, --machine the machine's; take these, each "
+                         "with --container and its name, or restore the key again, or make another, "
+                         "with --exportable")
         (exportable,) = [line.split()[0] for line in self.expect(0, "keys").splitlines()
                          if "  exportable " in line]
         self.assertEqual(exportable, "box")

@@ -23,6 +23,8 @@ CODE_PAGES = {"ru_RU": "cp1251", "hi_IN": "utf-8"}
 # Of 600,000 iterations for each derivation, which take their time.
 SLOW = "openssl-600000"
 MY = r"HKCU\Software\Microsoft\SystemCertificates\MY"
+# Which Wine shows in the user's too.
+MACHINES_MY = r"HKLM\Software\Microsoft\SystemCertificates\MY"
 DIGESTS = {"gost2001": "md_gost94", "gost2012-256": "md_gost12_256",
            "gost2012-512": "md_gost12_512"}
 Profile.tool = LINUX
@@ -53,8 +55,10 @@ def tearDownModule():
 
 class Crossing(Profile):
     def windows(self, code, *args, language="C"):
-        """What mvlpfx.exe prints in a profile of its own, which lasts for the test."""
+        """What mvlpfx.exe prints in a profile of its own, which lasts for the test. Wine looks for
+        the key of a certificate among the user's containers alone, so the machine's lie there too."""
         environment = {**os.environ, "VELMORIX_HOME": f"Z:{self.folder}/windows",
+                       "VELMORIX_MACHINE_HOME": f"Z:{self.folder}/windows",
                        "LC_ALL": f"{language}.UTF-8"}
         result = wine(EXE, *args, cwd=self.folder, env=environment)
         self.assertEqual(result.returncode, code, result)
@@ -101,6 +105,15 @@ class Crossing(Profile):
             self.expect(0, "create", "-o", "again.pfx", "--force", "--thumbprint", thumbprint,
                         "--pass-file", "password")
             self.assertEqual(self.key_in("again.pfx"), key)
+
+    def test_a_key_of_the_machine_leaves_windows(self):
+        thumbprint = self.windows(0, "new", "--machine", "--subject", "CN=machines", "--container",
+                                  "machines", "--exportable").strip()
+        self.addCleanup(wine, "reg", "delete", f"{MACHINES_MY}\\Certificates\\{thumbprint}", "/f")
+        self.windows(0, "create", "-o", "out.pfx", "--machine", "--thumbprint", thumbprint,
+                     "--pass-file", "password")
+        (row,) = self.report("restore", "out.pfx", "--pass-file", "password")["certificates"]
+        self.assertEqual((row["thumbprint"], row["hasKey"]), (thumbprint, True))
 
     def test_made_on_linux_restores_under_windows(self):
         for algorithm in ALGORITHMS:

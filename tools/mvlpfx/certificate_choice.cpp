@@ -17,33 +17,42 @@ namespace {
 struct Container {
     std::string name;
     std::string uniqueName;
+    bool machine;
 };
 
-OwnedContext OpenContainer(const std::string& name) {
+OwnedContext OpenContainer(const std::string& name, bool machine) {
     OwnedContext context;
-    RequireCall(AcquireContext(name.c_str(), 0, false, &context),
+    RequireCall(AcquireContext(name.c_str(), 0, machine, &context),
                 "can't open the container '" + name + "'");
     return context;
 }
 
-Container FindContainer(const std::string& name) {
-    const OwnedContext context = OpenContainer(name);
-    return {name, TextParameter(context.Get(), PP_UNIQUE_CONTAINER)};
+Container FindContainer(const std::string& name, bool machine) {
+    const OwnedContext context = OpenContainer(name, machine);
+    return {name, TextParameter(context.Get(), PP_UNIQUE_CONTAINER), machine};
 }
 
-// As the certificate records it; empty where it records none.
-std::string ContainerOf(PCCERT_CONTEXT certificate) {
+// The container that a certificate records for its key.
+struct RecordedContainer {
+    std::string name;  // or its unique name; empty where none is recorded
+    bool machine = false;
+};
+
+RecordedContainer ContainerOf(PCCERT_CONTEXT certificate) {
     const std::vector<BYTE> record = KeyProvInfo(certificate);
     if (record.empty()) {
         return {};
     }
     const auto* const info = reinterpret_cast<const CRYPT_KEY_PROV_INFO*>(record.data());
-    return info->pwszContainerName == nullptr ? "" : ToNarrow(info->pwszContainerName);
+    return {info->pwszContainerName == nullptr ? "" : ToNarrow(info->pwszContainerName),
+            (info->dwFlags & CRYPT_MACHINE_KEYSET) != 0};
 }
 
+// One of the user and one of the machine may have the same name.
 bool HasKeyIn(PCCERT_CONTEXT certificate, const Container& container) {
-    const std::string recorded = ContainerOf(certificate);
-    return !recorded.empty() && (recorded == container.uniqueName || recorded == container.name);
+    const RecordedContainer recorded = ContainerOf(certificate);
+    return !recorded.name.empty() && recorded.machine == container.machine &&
+           (recorded.name == container.uniqueName || recorded.name == container.name);
 }
 
 // What names certificates of "MY", and whether it has met one.
@@ -72,8 +81,8 @@ Selector OfThumbprint(const std::string& given) {
             std::nullopt};
 }
 
-Selector OfContainer(const std::string& name) {
-    const Container container = FindContainer(name);
+Selector OfContainer(const std::string& name, bool machine) {
+    const Container container = FindContainer(name, machine);
     return {"--container '" + name + "'",
             [container](PCCERT_CONTEXT certificate) { return HasKeyIn(certificate, container); },
             container};
@@ -83,7 +92,9 @@ std::vector<Selector> SelectorsOf(const CreateOptions& options) {
     std::vector<Selector> selectors;
     std::ranges::transform(options.subjects, std::back_inserter(selectors), OfSubject);
     std::ranges::transform(options.thumbprints, std::back_inserter(selectors), OfThumbprint);
-    std::ranges::transform(options.containers, std::back_inserter(selectors), OfContainer);
+    std::ranges::transform(
+        options.containers, std::back_inserter(selectors),
+        [&](const std::string& name) { return OfContainer(name, options.machine); });
     return selectors;
 }
 
@@ -98,16 +109,25 @@ bool IsMeant(PCCERT_CONTEXT certificate, std::vector<Selector>* selectors) {
     return isMeant;
 }
 
-[[noreturn]] void ThrowNotThere(const std::string& message) {
+// For messages.
+std::string NameOfMy(bool machine) {
+    return machine ? "the machine's MY" : "MY";
+}
+
+[[noreturn]] void ThrowNotThere(const std::string& message, bool machine) {
+    const std::string naming = "name one with --subject, --thumbprint or --container";
     throw ToolError(ExitCode::kOther, message, 0,
-                    "'mvlpfx certs' lists them; name one with --subject, --thumbprint or "
-                    "--container, or make one with 'mvlpfx new'");
+                    machine ? "'mvlpfx certs --machine' lists them; " + naming +
+                                  ", or make one with 'mvlpfx new --machine'"
+                            : "'mvlpfx certs' lists them; " + naming +
+                                  ", make one with 'mvlpfx new', or take the machine's with "
+                                  "--machine");
 }
 
 // The issuers of a certificate, from "CA" and "ROOT", as far up as they are there.
-void AddIssuers(HCERTSTORE gathered, PCCERT_CONTEXT certificate) {
-    const OwnedStore ca = OpenSystemStore("CA", false);
-    const OwnedStore root = OpenSystemStore("ROOT", false);
+void AddIssuers(HCERTSTORE gathered, PCCERT_CONTEXT certificate, bool machine) {
+    const OwnedStore ca = OpenSystemStore("CA", machine);
+    const OwnedStore root = OpenSystemStore("ROOT", machine);
     std::set<std::string> passed;
     OwnedCertificate subject(CertDuplicateCertificateContext(certificate));
     while (passed.insert(Thumbprint(subject.Get())).second) {
@@ -135,6 +155,7 @@ void Tie(PCCERT_CONTEXT certificate, const Container& container, DWORD keySpec) 
     info.pwszContainerName = containerName.data();
     info.pwszProvName = providerName.data();
     info.dwProvType = kProviderType;
+    info.dwFlags = container.machine ? CRYPT_MACHINE_KEYSET : 0;
     info.dwKeySpec = keySpec;
     RequireCall(
         CertSetCertificateContextProperty(certificate, CERT_KEY_PROV_INFO_PROP_ID, 0, &info),
@@ -144,7 +165,7 @@ void Tie(PCCERT_CONTEXT certificate, const Container& container, DWORD keySpec) 
 // A certificate is tied to one container, which a restore beside it makes another. The key that is
 // named has it still.
 OwnedCertificate AddCertificateBeside(HCERTSTORE gathered, const Container& container) {
-    const OwnedContext context = OpenContainer(container.name);
+    const OwnedContext context = OpenContainer(container.name, container.machine);
     for (const DWORD keySpec : {DWORD{AT_KEYEXCHANGE}, DWORD{AT_SIGNATURE}}) {
         OwnedKey key;
         if (CryptGetUserKey(context.Get(), keySpec, key.Fill()) == FALSE) {
@@ -157,27 +178,26 @@ OwnedCertificate AddCertificateBeside(HCERTSTORE gathered, const Container& cont
         }
     }
     throw ToolError(ExitCode::kOther,
-                    "no certificate of MY has its key in the container '" + container.name +
+                    "no certificate of " + NameOfMy(container.machine) +
+                        " has its key in the container '" + container.name +
                         "', and none lies beside a key there",
                     0,
-                    "'mvlpfx keys' shows the certificate beside each key; name another "
-                    "container, or certificates with --subject or --thumbprint");
+                    std::string(container.machine ? "'mvlpfx keys --machine'" : "'mvlpfx keys'") +
+                        " shows the certificate beside each key; name another container, or "
+                        "certificates with --subject or --thumbprint");
 }
 
 }  // namespace
 
 std::string KnownContainerOf(PCCERT_CONTEXT certificate) {
-    const std::vector<BYTE> record = KeyProvInfo(certificate);
-    const std::string recorded = ContainerOf(certificate);
-    if (recorded.empty()) {
+    const RecordedContainer recorded = ContainerOf(certificate);
+    if (recorded.name.empty()) {
         return {};
     }
-    const DWORD flags = reinterpret_cast<const CRYPT_KEY_PROV_INFO*>(record.data())->dwFlags;
     OwnedContext context;
-    const bool isOpen =
-        AcquireContext(recorded.c_str(), 0, (flags & CRYPT_MACHINE_KEYSET) != 0, &context);
+    const bool isOpen = AcquireContext(recorded.name.c_str(), 0, recorded.machine, &context);
     const std::string known = isOpen ? TextParameter(context.Get(), PP_CONTAINER) : "";
-    return known.empty() ? recorded : known;
+    return known.empty() ? recorded.name : known;
 }
 
 std::string CertificateLine(const std::string& thumbprint, const std::string& subject,
@@ -195,14 +215,14 @@ OwnedCertificate AddTo(HCERTSTORE store, PCCERT_CONTEXT certificate) {
 
 OwnedStore GatherCertificates(const CreateOptions& options) {
     std::vector<Selector> selectors = SelectorsOf(options);
-    const OwnedStore my = OpenSystemStore("MY", false);
+    const OwnedStore my = OpenSystemStore("MY", options.machine);
     OwnedStore gathered(CertOpenStore(CERT_STORE_PROV_MEMORY, 0, 0, 0, nullptr));
     RequireCall(gathered ? TRUE : FALSE, "can't gather the certificates");
     bool isEmpty = true;
     const auto take = [&](const OwnedCertificate& certificate) {
         isEmpty = false;
         if (options.chain) {
-            AddIssuers(gathered.Get(), certificate.Get());
+            AddIssuers(gathered.Get(), certificate.Get(), options.machine);
         }
     };
     ForEachCertificate(my.Get(), "MY", [&](PCCERT_CONTEXT certificate) {
@@ -214,11 +234,13 @@ OwnedStore GatherCertificates(const CreateOptions& options) {
         if (!selector.isMet && selector.container) {
             take(AddCertificateBeside(gathered.Get(), *selector.container));
         } else if (!selector.isMet) {
-            ThrowNotThere("no certificate of MY is meant by " + selector.text);
+            ThrowNotThere(
+                "no certificate of " + NameOfMy(options.machine) + " is meant by " + selector.text,
+                options.machine);
         }
     }
     if (isEmpty) {
-        ThrowNotThere("there is no certificate in MY");
+        ThrowNotThere("there is no certificate in " + NameOfMy(options.machine), options.machine);
     }
     return gathered;
 }

@@ -70,6 +70,7 @@ struct CreateOptions {
     bool pem = false;
     bool force = false;
     bool allowMissingKeys = false;
+    bool machine = false;
     PinOptions pin;
     PasswordOptions password;
 };

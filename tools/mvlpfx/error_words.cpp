@@ -38,8 +38,9 @@ constexpr std::array kErrorWords = {
               "an encrypted part of the document is malformed", kMakeAnew},
     ErrorWord{0x80095000, ExitCode::kProvider, "XENROLL_E_KEY_NOT_EXPORTABLE",
               "a key is not exportable",
-              "'mvlpfx keys' shows which are; take these, each with --container and its name, or "
-              "restore the key again, or make another, with --exportable"},
+              "'mvlpfx keys' shows which are, --machine the machine's; take these, each with "
+              "--container and its name, or restore the key again, or make another, with "
+              "--exportable"},
     ErrorWord{0x80090014, ExitCode::kProvider, "NTE_BAD_PROV_TYPE",
               "the provider is not registered with a valid type", kReinstall},
     ErrorWord{0x80090017, ExitCode::kProvider, "NTE_PROV_TYPE_NOT_DEF",
@@ -127,7 +128,8 @@ constexpr std::array kMadeWords = {
     ErrorWord{0x80093103, ExitCode::kOther, "CRYPT_E_ASN1_CORRUPT",
               "a key or a certificate can't be encoded", kChooseOthers},
     ErrorWord{0x80090027, ExitCode::kOther, "NTE_INVALID_PARAMETER",
-              "there is no certificate to write", "'mvlpfx certs' lists those that there are"},
+              "there is no certificate to write",
+              "'mvlpfx certs' lists those that there are, --machine the machine's"},
 };
 
 template <std::size_t kSize>

@@ -174,6 +174,8 @@ void AddCreate(CLI::App* app, Runner* runner) {
     command->add_flag("--force", options->force, "Replace a file that is there");
     command->add_flag("--allow-missing-keys", options->allowMissingKeys,
                       "Leave out keys that can't be reached");
+    command->add_flag("--machine", options->machine,
+                      "Take the machine's certificates and keys, not the user's");
     command->footer("Example: mvlpfx create -o backup.pfx --chain --pass-file password.txt");
     AddPinOptions(command, &options->pin, "One source of the PIN of containers that have one");
     AddPasswordOptions(command, &options->password,
@@ -372,8 +374,8 @@ int main(int argc, char** argv) {
         "Exit codes: 0 done, 1 other failure, 2 usage, 3 wrong password, 4 malformed document,\n"
         "5 unsupported algorithm, 6 more iterations than allowed, 7 file can't be read or "
         "written,\n"
-        "8 provider or container, 9 exists already; 128 and the number of the signal that ended "
-        "it.");
+        "8 provider or container, or a certificate to delete that is not there, 9 exists already;\n"
+        "128 and the number of the signal that ended it.");
     Runner runner;
     AddNew(&app, &runner);
     AddKeys(&app, &runner);
