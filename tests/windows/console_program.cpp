@@ -14,7 +14,7 @@ namespace {
 using state::File;
 
 constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
-constexpr DWORD kPatience = 60'000;  // milliseconds
+constexpr DWORD kPatience = 600'000;  // milliseconds
 
 // For the program to take over.
 File OpenForIt(const std::string& name, DWORD access, DWORD disposition) {

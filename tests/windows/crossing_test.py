@@ -34,7 +34,7 @@ def wine(*args, **more):
     """Through files: Wine's own processes keep pipes open for as long as they live."""
     with tempfile.TemporaryFile() as out, tempfile.TemporaryFile() as err:
         result = subprocess.run([WINE, *map(str, args)], stdin=subprocess.DEVNULL, stdout=out,
-                                stderr=err, check=False, timeout=300, **more)
+                                stderr=err, check=False, timeout=1800, **more)
         out.seek(0)
         err.seek(0)
         result.stdout, result.stderr = out.read(), err.read()

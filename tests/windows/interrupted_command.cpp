@@ -24,7 +24,7 @@ namespace {
 using Arguments = std::vector<std::string>;
 
 constexpr int kFailed = 1;
-constexpr int kPatience = 60'000;  // milliseconds
+constexpr int kPatience = 600'000;  // milliseconds
 
 template <typename Condition>
 bool WaitUntil(Condition condition) {

@@ -15,7 +15,7 @@ DWORD WINAPI MakeHash(void* /*none*/) {
 }
 
 bool RunInThread() {
-    constexpr DWORD kPatience = 60'000;
+    constexpr DWORD kPatience = 600'000;
     const HANDLE thread = CreateThread(nullptr, 0, MakeHash, nullptr, 0, nullptr);
     DWORD answer = 0;
     const bool isEnded = WaitForSingleObject(thread, kPatience) == WAIT_OBJECT_0;
