@@ -33,18 +33,20 @@ Sought::Sought(std::vector<BYTE> inverted) {
 bool Sought::IsIn(std::span<const BYTE> octets) const {
     for (const std::vector<BYTE>& needle : needles_) {
         const auto first = static_cast<BYTE>(~needle[0]);
-        for (auto at = octets.begin();;) {
-            at = std::find(at, octets.end(), first);
-            if (static_cast<std::size_t>(octets.end() - at) < needle.size()) {
+        std::span<const BYTE> rest = octets;
+        while (rest.size() >= needle.size()) {
+            // The library's own, which is many times as fast as a loop under a sanitizer.
+            const void* const at = std::memchr(rest.data(), first, rest.size() - needle.size() + 1);
+            if (at == nullptr) {
                 break;
             }
-            const bool isThere =
-                std::equal(needle.begin(), needle.end(), at,
-                           [](BYTE sought, BYTE found) { return (sought ^ found) == 0xFF; });
-            if (isThere) {
+            rest =
+                rest.subspan(static_cast<std::size_t>(static_cast<const BYTE*>(at) - rest.data()));
+            if (std::equal(needle.begin(), needle.end(), rest.begin(),
+                           [](BYTE sought, BYTE found) { return (sought ^ found) == 0xFF; })) {
                 return true;
             }
-            ++at;
+            rest = rest.subspan(1);
         }
     }
     return false;
