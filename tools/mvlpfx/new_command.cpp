@@ -172,16 +172,17 @@ void RunNew(const NewOptions& options) {
     if (pin) {
         SetPin(container.Get(), *pin);
     }
-    const auto [key, certificate] = DrawKey(container.Get(), options, algorithm, subject);
-    RequireCall(CryptSetKeyParam(key.Get(), KP_CERTIFICATE, certificate.Get()->pbCertEncoded, 0),
+    const SignedKey drawn = DrawKey(container.Get(), options, algorithm, subject);
+    PCCERT_CONTEXT const certificate = drawn.certificate.Get();
+    RequireCall(CryptSetKeyParam(drawn.key.Get(), KP_CERTIFICATE, certificate->pbCertEncoded, 0),
                 "can't put the certificate beside the key");
     ThrowIfInterrupted();
-    RequireCall(CertAddCertificateContextToStore(store.Get(), certificate.Get(), CERT_STORE_ADD_NEW,
-                                                 nullptr),
-                "can't put the certificate into MY");
+    RequireCall(
+        CertAddCertificateContextToStore(store.Get(), certificate, CERT_STORE_ADD_NEW, nullptr),
+        "can't put the certificate into MY");
     container.Keep();
 
-    const std::string thumbprint = Thumbprint(certificate.Get());
+    const std::string thumbprint = Thumbprint(certificate);
     if (options.common.json) {
         auto report = JsonSuccess("new", name);
         report["container"] = name;
