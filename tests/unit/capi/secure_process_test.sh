@@ -4,6 +4,7 @@
 # The program prints the type of the provider and the temporary directory; the settings that the
 # environment names say 75.
 set -euo pipefail
+. "$(dirname "$0")/../../support/set_user_id.sh"
 
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
@@ -22,19 +23,5 @@ if [ "$(id -u)" != 0 ] || [ -f /etc/velmorix/settings.toml ]; then
     echo "needs root, and no settings in /etc"
     exit 77
 fi
-# Where the file system or the process takes no such rights, no program gets any.
-cp "$(command -v id)" "$work/id"
-chown nobody "$work/id" "$work/program"
-chmod 4755 "$work/id" "$work/program"
-if [ "$("$work/id" -u)" != "$(id -u nobody)" ]; then
-    echo "SKIPPED: no program can be set-user-id here"
-    exit 77
-fi
-if ! secure=$("$work/program" 2>"$work/errors"); then
-    cat "$work/errors"
-    # The libraries are loaded from the build folder, as that user.
-    grep -q 'shared libraries' "$work/errors" || exit 1
-    echo "SKIPPED: the build folder is closed to the user nobody"
-    exit 77
-fi
+secure=$(run_set_user_id "$work/program" "$work")
 [ "$secure" = "2 /tmp/" ] || { echo "a set-user-id process read $secure, not 2 /tmp/"; exit 1; }
